@@ -1,0 +1,32 @@
+// Erasing secrets from scratch memory in a way that the compiler cannot drop.
+#pragma once
+
+#include <string.h>
+
+#include <cstddef>
+
+namespace ulmaro {
+
+/// Zeroes n bytes at p, also when p is never read again.
+inline void secure_wipe(void* p, std::size_t n) noexcept {
+    explicit_bzero(p, n);
+    __asm__ volatile("" : : "r"(p) : "memory");
+}
+
+/// Scratch storage that saw a secret: wiped when it leaves scope, by return and by exception alike.
+template <typename T>
+class Wiped {
+public:
+    Wiped() noexcept = default;
+    Wiped(const Wiped&) = delete;
+    Wiped& operator=(const Wiped&) = delete;
+    ~Wiped() { secure_wipe(&value_, sizeof value_); }
+
+    T& operator*() noexcept { return value_; }
+    T* operator->() noexcept { return &value_; }
+
+private:
+    T value_;
+};
+
+}  // namespace ulmaro
