@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include <cstddef>
+#include <type_traits>
 
 namespace ulmaro {
 
@@ -13,7 +14,7 @@ inline void secure_wipe(void* p, std::size_t n) noexcept {
     __asm__ volatile("" : : "r"(p) : "memory");
 }
 
-/// Scratch storage that saw a secret: wiped when it leaves scope, by return and by exception alike.
+/// Scratch storage that saw a secret: wiped when it leaves scope, by return and by exception alike. Not initialised.
 template <typename T>
 class Wiped {
 public:
@@ -24,6 +25,8 @@ public:
 
     T& operator*() noexcept { return value_; }
     T* operator->() noexcept { return &value_; }
+    /// The first element, for arrays.
+    auto get() noexcept requires std::is_array_v<T> { return &value_[0]; }
 
 private:
     T value_;
