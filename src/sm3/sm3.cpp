@@ -1,0 +1,134 @@
+// SM3 streams and the one-shot hash (GM/T 0004, GB/T 32905).
+#include <algorithm>
+#include <cstring>
+
+#include "UlmaroAlgrithmInternals.hpp"
+#include "base/bytes.hpp"
+#include "base/memory.hpp"
+#include "base/wipe.hpp"
+#include "sm3/kernels.hpp"
+#include "sm3/rounds.hpp"
+
+namespace {
+
+using namespace ulmaro;
+
+constexpr std::size_t kBlock = 64;
+constexpr std::size_t kLengthOffset = 60;  // only the low 32 bits of the bit count are ever non-zero
+
+void write_digest(unsigned char* out, const std::uint32_t* v) noexcept {
+    for (int i = 0; i < 8; ++i) store_be32(out + 4 * i, v[i]);
+}
+
+/// Pads and compresses the last bytes of a message of total bytes. tail holds used < 64 of them, zero-filled to 64.
+void finish(std::uint32_t* v, const unsigned char* tail, std::size_t used, std::uint32_t total) noexcept {
+    unsigned char padded[2 * kBlock];
+    std::memcpy(padded, tail, kBlock);
+    std::memset(padded + kBlock, 0, kBlock);
+    padded[used] = 0x80;
+    const std::size_t blocks = used < 56 ? 1 : 2;
+    store_be32(padded + (blocks - 1) * kBlock + kLengthOffset, total * 8);
+    sm3::active_kernels().compress(v, padded, blocks);
+    secure_wipe(padded, sizeof padded);
+}
+
+/// Bytes waiting in the context; a context that was never set up must not make us read past its block.
+std::size_t pending(const SM3_CTX* ctx) noexcept { return static_cast<unsigned>(ctx->num) % kBlock; }
+
+}  // namespace
+
+void SM3_Init_ex(SM3_CTX* ctx) {
+    ctx->num = 0;
+    std::copy_n(sm3::kInitialValue, 8, ctx->V);
+    for (unsigned j = 0; j < 64; ++j) ctx->T[j] = sm3::round_constant(j);
+    std::memset(ctx->block, 0, kBlock);
+    ctx->total_len = 0;
+}
+
+// The input may lie inside the context, so nothing of the context but the count is written before the last byte of
+// the input has been read.
+void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
+    std::size_t left = checked_length(len);
+    if (left == 0) return;
+    ctx->total_len += static_cast<unsigned>(len);
+
+    const auto compress = sm3::active_kernels().compress;
+    std::uint32_t v[8];
+    unsigned char tail[kBlock];
+    std::copy_n(ctx->V, 8, v);
+    std::memcpy(tail, ctx->block, kBlock);
+    std::size_t used = pending(ctx);
+    const unsigned char* next = in;
+
+    if (used != 0) {
+        const std::size_t take = std::min(kBlock - used, left);
+        std::memcpy(tail + used, next, take);
+        next += take;
+        left -= take;
+        used += take;
+        if (used == kBlock) {
+            compress(v, tail, 1);
+            used = 0;
+        }
+    }
+    if (used == 0) {
+        compress(v, next, left / kBlock);
+        next += left / kBlock * kBlock;
+        used = left % kBlock;
+        std::memcpy(tail, next, used);
+        std::memset(tail + used, 0, kBlock - used);
+    }
+    std::copy_n(v, 8, ctx->V);
+    std::memcpy(ctx->block, tail, kBlock);
+    ctx->num = static_cast<int>(used);
+    secure_wipe(tail, sizeof tail);
+}
+
+void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out) {
+    finish(ctx->V, ctx->block, pending(ctx), ctx->total_len);
+    write_digest(out, ctx->V);
+}
+
+void SM3_HASH_ex(unsigned char* in, int len, unsigned char* out) {
+    const std::size_t size = checked_length(len);
+    const std::size_t used = size % kBlock;
+    std::uint32_t v[8];
+    std::copy_n(sm3::kInitialValue, 8, v);
+    sm3::active_kernels().compress(v, in, size / kBlock);
+    unsigned char tail[kBlock] = {};
+    if (used != 0) std::memcpy(tail, in + (size - used), used);
+    finish(v, tail, used, static_cast<std::uint32_t>(size));
+    write_digest(out, v);
+    secure_wipe(tail, sizeof tail);
+}
+
+void CF_FUNCTION(SM3_CTX* ctx, unsigned int* /*w*/, unsigned int* vin, unsigned int* wexp, unsigned int* wprime,
+                 unsigned int* vout) {
+    std::uint32_t a = vin[0], b = vin[1], c = vin[2], d = vin[3];
+    std::uint32_t e = vin[4], f = vin[5], g = vin[6], h = vin[7];
+    for (unsigned j = 0; j < 64; ++j) {
+        const std::uint32_t t = rotl32(ctx->T[j], j % 32);
+        if (j < 16) {
+            sm3::round<true>(a, b, c, d, e, f, g, h, t, wexp[j], wprime[j]);
+        } else {
+            sm3::round<false>(a, b, c, d, e, f, g, h, t, wexp[j], wprime[j]);
+        }
+        const std::uint32_t new_a = d, new_e = h;
+        d = c, c = b, b = a, a = new_a;
+        h = g, g = f, f = e, e = new_e;
+    }
+    const std::uint32_t result[8] = {a, b, c, d, e, f, g, h};
+    for (int i = 0; i < 8; ++i) vout[i] = vin[i] ^ result[i];
+}
+
+void SM3_OPERAAT(SM3_CTX* ctx, unsigned int* w) {
+    Wiped<std::uint32_t[68]> wexp_scratch;
+    Wiped<std::uint32_t[64]> wprime_scratch;
+    std::uint32_t* wexp = wexp_scratch.get();
+    std::uint32_t* wprime = wprime_scratch.get();
+    std::copy_n(w, 16, wexp);
+    for (int j = 16; j < 68; ++j)
+        wexp[j] = sm3::expand(wexp[j - 16], wexp[j - 13], wexp[j - 9], wexp[j - 6], wexp[j - 3]);
+    for (int j = 0; j < 64; ++j) wprime[j] = wexp[j] ^ wexp[j + 4];
+    CF_FUNCTION(ctx, w, ctx->V, wexp, wprime, ctx->V);
+}
