@@ -1,4 +1,4 @@
-// The C-linkage entry points of the hash and the key derivation: each hands its arguments on to the
+// The C-linkage entry points of the hash, the key derivation and the cipher: each hands its arguments on to the
 // routine that does the work. Checks and conversions belong there, not here. The inputs that the C header promises
 // not to write are not const in the symbol names of those routines.
 #include "UlmaroAlgrithmInternals.hpp"
@@ -6,6 +6,7 @@
 namespace {
 
 unsigned char* bytes(const unsigned char* p) { return const_cast<unsigned char*>(p); }
+unsigned int* words(const unsigned int* p) { return const_cast<unsigned int*>(p); }
 
 }  // namespace
 
@@ -19,4 +20,36 @@ void SM3_HASH(const unsigned char* in, int len, unsigned char* out) { SM3_HASH_e
 
 void SM2_KDF_ALGRITRHM(const unsigned char* z, int zLen, int kLen, unsigned char* out) {
     KDF_ALGRITRHM(bytes(z), zLen, kLen, out);
+}
+
+int SM4_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* rk, int rkLen) {
+    return SMS4_KEY_INIT(key, keyLen, rk, rkLen);
+}
+
+void SM4_X_ECB_EN_MODE(const unsigned char* in, int len, const unsigned int* rk, unsigned char* out) {
+    SMS4_ECB_EN_MOD(bytes(in), len, words(rk), out);
+}
+
+void SM4_X_ECB_DE_MODE(const unsigned char* in, int len, const unsigned int* rk, unsigned char* out) {
+    SMS4_ECB_DE_MOD(bytes(in), len, words(rk), out);
+}
+
+void SM4_X_CBC_EN_MODE(const unsigned char* in, int len, const unsigned int* rk, const unsigned char* iv,
+                       unsigned char* out) {
+    SMS4_CBC_EN_MOD(bytes(in), len, words(rk), bytes(iv), out);
+}
+
+void SM4_X_CBC_DE_MODE(const unsigned char* in, int len, const unsigned int* rk, const unsigned char* iv,
+                       unsigned char* out) {
+    SMS4_CBC_DE_MOD(bytes(in), len, words(rk), bytes(iv), out);
+}
+
+void SM4_X_CBC_EN_MODE_EX(const unsigned char* in, int len, const unsigned char* key, const unsigned char* iv,
+                          unsigned char* out) {
+    CBC_EN_MOD_CHAR(bytes(in), len, bytes(key), bytes(iv), out);
+}
+
+void SM4_X_CBC_DE_MODE_EX(const unsigned char* in, int len, const unsigned char* key, const unsigned char* iv,
+                          unsigned char* out) {
+    CBC_DE_MOD_CHAR(bytes(in), len, bytes(key), bytes(iv), out);
 }

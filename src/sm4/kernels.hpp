@@ -8,8 +8,8 @@
 namespace ulmaro::sm4 {
 
 /// One way to run whole blocks. Shapes: in and out 16 * blocks bytes, rk 32 words in encryption order (decryption reads
-/// it backwards), iv 16 bytes, read before out is written. Any count of blocks, 0 included. out may be in, may lie below
-/// in at any distance, or be apart from it; it never overlaps rk. Nothing is allocated.
+/// it backwards), iv 16 bytes, read before out is written. Any count of blocks, 0 included. out may be in, may lie
+/// below in at any distance, or be apart from it; it never overlaps rk. Nothing is allocated.
 struct Kernels {
     using EcbFunction = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
                                  const std::uint32_t* rk) noexcept;

@@ -1,0 +1,121 @@
+// SM4 in plain C++. Contract: sm4/kernels.hpp.
+//
+// A round waits on its S-box loads for most of its time, so blocks that do not depend on each other are run side by
+// side: four at once for ECB and for CBC decryption. CBC encryption has one chain and runs alone.
+#include "sm4/kernels/portable.hpp"
+
+#include <cstring>
+
+#include "sm4/block.hpp"
+
+namespace ulmaro::sm4 {
+namespace {
+
+constexpr std::size_t kBlock = 16;
+constexpr unsigned kLanes = 4;
+
+/// kWidth blocks of four words each, word i of lane l in x[i][l]. Reverse transform included.
+template <Direction direction, unsigned kWidth>
+[[gnu::always_inline]] inline void transform(std::uint32_t (&x)[4][kWidth], const std::uint32_t* rk) noexcept {
+    for (unsigned i = 0; i < 32; i += 4) {
+        for (unsigned step = 0; step < 4; ++step) {
+            const std::uint32_t key = round_key<direction>(rk, i + step);
+            for (unsigned l = 0; l < kWidth; ++l)
+                x[step][l] = round(x[step][l], x[(step + 1) % 4][l], x[(step + 2) % 4][l], x[(step + 3) % 4][l], key);
+        }
+    }
+    for (unsigned l = 0; l < kWidth; ++l) {
+        std::swap(x[0][l], x[3][l]);
+        std::swap(x[1][l], x[2][l]);
+    }
+}
+
+template <unsigned kWidth>
+[[gnu::always_inline]] inline void load(std::uint32_t (&x)[4][kWidth], const std::uint8_t* in) noexcept {
+    for (unsigned l = 0; l < kWidth; ++l)
+        for (unsigned i = 0; i < 4; ++i) x[i][l] = load_be32(in + kBlock * l + 4 * i);
+}
+
+template <unsigned kWidth>
+[[gnu::always_inline]] inline void store(std::uint8_t* out, const std::uint32_t (&x)[4][kWidth]) noexcept {
+    for (unsigned l = 0; l < kWidth; ++l)
+        for (unsigned i = 0; i < 4; ++i) store_be32(out + kBlock * l + 4 * i, x[i][l]);
+}
+
+template <Direction direction, unsigned kWidth>
+[[gnu::always_inline]] inline void ecb_group(const std::uint8_t* in, std::uint8_t* out,
+                                             const std::uint32_t* rk) noexcept {
+    std::uint32_t x[4][kWidth];
+    load(x, in);
+    transform<direction>(x, rk);
+    store(out, x);
+}
+
+template <Direction direction>
+void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk) noexcept {
+    for (; blocks >= kLanes; blocks -= kLanes, in += kLanes * kBlock, out += kLanes * kBlock)
+        ecb_group<direction, kLanes>(in, out, rk);
+    for (; blocks != 0; --blocks, in += kBlock, out += kBlock) ecb_group<direction, 1>(in, out, rk);
+}
+
+void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+                 const std::uint8_t* iv) noexcept {
+    std::uint32_t v[4][1];
+    load(v, iv);
+    for (; blocks != 0; --blocks, in += kBlock, out += kBlock) {
+        std::uint32_t p[4][1];
+        load(p, in);
+        for (unsigned i = 0; i < 4; ++i) v[i][0] ^= p[i][0];
+        transform<Direction::encrypt>(v, rk);
+        store(out, v);
+    }
+}
+
+/// Decrypts kWidth blocks; v is the ciphertext block before the first of them, and the last of them afterwards. The
+/// ciphertext is kept, for out may be in.
+template <unsigned kWidth>
+[[gnu::always_inline]] inline void cbc_group(const std::uint8_t* in, std::uint8_t* out, const std::uint32_t* rk,
+                                             std::uint32_t (&v)[4]) noexcept {
+    std::uint32_t c[4][kWidth];
+    std::uint32_t x[4][kWidth];
+    load(c, in);
+    std::memcpy(x, c, sizeof x);
+    transform<Direction::decrypt>(x, rk);
+    for (unsigned i = 0; i < 4; ++i) {
+        x[i][0] ^= v[i];
+        for (unsigned l = 1; l < kWidth; ++l) x[i][l] ^= c[i][l - 1];
+        v[i] = c[i][kWidth - 1];
+    }
+    store(out, x);
+}
+
+void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+                 const std::uint8_t* iv) noexcept {
+    std::uint32_t v[4];
+    for (unsigned i = 0; i < 4; ++i) v[i] = load_be32(iv + 4 * i);
+    for (; blocks >= kLanes; blocks -= kLanes, in += kLanes * kBlock, out += kLanes * kBlock)
+        cbc_group<kLanes>(in, out, rk, v);
+    for (; blocks != 0; --blocks, in += kBlock, out += kBlock) cbc_group<1>(in, out, rk, v);
+}
+
+template <Direction direction>
+void transform_words(const std::uint32_t* in, std::uint32_t* out, const std::uint32_t* rk) noexcept {
+    std::uint32_t x[4][1] = {{in[0]}, {in[1]}, {in[2]}, {in[3]}};
+    transform<direction>(x, rk);
+    for (unsigned i = 0; i < 4; ++i) out[i] = x[i][0];
+}
+
+}  // namespace
+
+void encrypt_words(const std::uint32_t* in, std::uint32_t* out, const std::uint32_t* rk) noexcept {
+    transform_words<Direction::encrypt>(in, out, rk);
+}
+
+void decrypt_words(const std::uint32_t* in, std::uint32_t* out, const std::uint32_t* rk) noexcept {
+    transform_words<Direction::decrypt>(in, out, rk);
+}
+
+constinit const Kernels portable_kernels{"portable", ecb<Direction::encrypt>, ecb<Direction::decrypt>, cbc_encrypt,
+                                         cbc_decrypt};
+
+}  // namespace ulmaro::sm4

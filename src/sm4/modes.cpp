@@ -1,0 +1,96 @@
+// ECB and CBC over byte strings (GB/T 17964). Only whole blocks are processed. The caller may overlap the output
+// with anything that is read; what a kernel does not allow is resolved here with a copy.
+#include <cstring>
+#include <optional>
+
+#include "UlmaroAlgrithmInternals.hpp"
+#include "base/memory.hpp"
+#include "base/wipe.hpp"
+#include "sm4/kernels.hpp"
+
+namespace {
+
+using namespace ulmaro;
+
+constexpr std::size_t kBlock = 16;
+constexpr std::size_t kScheduleBytes = 4 * ULMARO_SM4_SCHEDULE_WORDS;
+
+/// Whole blocks in len bytes. Lengths that truncate to a negative number of words are refused.
+std::size_t whole_blocks(int len) { return checked_length(len / 4) / 4; }
+
+/// Input and schedule in places from which a kernel can read while it writes out: their own, or a wiped copy.
+class Operands {
+public:
+    Operands(const unsigned char* in, const unsigned int* rk, const unsigned char* out, std::size_t blocks)
+        : in_(in), rk_(rk) {
+        const std::size_t size = kBlock * blocks;
+        if (in < out && overlap(in, size, out, size)) {
+            copy_.emplace(size);
+            std::memcpy(copy_->data(), in, size);
+            in_ = copy_->data();
+        }
+        if (overlap(rk, kScheduleBytes, out, size)) {
+            std::memcpy(schedule_.emplace().get(), rk, kScheduleBytes);
+            rk_ = schedule_->get();
+        }
+    }
+
+    const unsigned char* in() const noexcept { return in_; }
+    const unsigned int* rk() const noexcept { return rk_; }
+
+private:
+    const unsigned char* in_;
+    const unsigned int* rk_;
+    std::optional<SecretBytes> copy_;
+    std::optional<Wiped<unsigned int[ULMARO_SM4_SCHEDULE_WORDS]>> schedule_;
+};
+
+void run_ecb(sm4::Kernels::EcbFunction kernel, const unsigned char* in, int len, const unsigned int* rk,
+             unsigned char* out) {
+    const std::size_t blocks = whole_blocks(len);
+    if (blocks == 0) return;
+    const Operands from(in, rk, out, blocks);
+    kernel(from.in(), out, blocks, from.rk());
+}
+
+void run_cbc(sm4::Kernels::CbcFunction kernel, const unsigned char* in, int len, const unsigned int* rk,
+             const unsigned char* iv, unsigned char* out) {
+    const std::size_t blocks = whole_blocks(len);
+    if (blocks == 0) return;
+    const Operands from(in, rk, out, blocks);
+    kernel(from.in(), out, blocks, from.rk(), iv);
+}
+
+void run_cbc_with_key(sm4::Kernels::CbcFunction kernel, const unsigned char* in, int len, const unsigned char* key,
+                      const unsigned char* iv, unsigned char* out) {
+    if (whole_blocks(len) == 0) return;
+    Wiped<unsigned int[ULMARO_SM4_SCHEDULE_WORDS]> rk;
+    SMS4_KEY_INIT(key, kBlock, rk.get(), ULMARO_SM4_SCHEDULE_WORDS);
+    run_cbc(kernel, in, len, rk.get(), iv, out);
+}
+
+}  // namespace
+
+void SMS4_ECB_EN_MOD(unsigned char* in, int len, unsigned int* rk, unsigned char* out) {
+    run_ecb(sm4::active_kernels().encrypt_blocks, in, len, rk, out);
+}
+
+void SMS4_ECB_DE_MOD(unsigned char* in, int len, unsigned int* rk, unsigned char* out) {
+    run_ecb(sm4::active_kernels().decrypt_blocks, in, len, rk, out);
+}
+
+void SMS4_CBC_EN_MOD(unsigned char* in, int len, unsigned int* rk, unsigned char* iv, unsigned char* out) {
+    run_cbc(sm4::active_kernels().cbc_encrypt, in, len, rk, iv, out);
+}
+
+void SMS4_CBC_DE_MOD(unsigned char* in, int len, unsigned int* rk, unsigned char* iv, unsigned char* out) {
+    run_cbc(sm4::active_kernels().cbc_decrypt, in, len, rk, iv, out);
+}
+
+void CBC_EN_MOD_CHAR(unsigned char* in, int len, unsigned char* key, unsigned char* iv, unsigned char* out) {
+    run_cbc_with_key(sm4::active_kernels().cbc_encrypt, in, len, key, iv, out);
+}
+
+void CBC_DE_MOD_CHAR(unsigned char* in, int len, unsigned char* key, unsigned char* iv, unsigned char* out) {
+    run_cbc_with_key(sm4::active_kernels().cbc_decrypt, in, len, key, iv, out);
+}
