@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <memory>
 #include <new>
 
 #include "base/wipe.hpp"
@@ -30,15 +30,12 @@ public:
     explicit SecretBytes(std::size_t size) : data_(new unsigned char[size]), size_(size) {}
     SecretBytes(const SecretBytes&) = delete;
     SecretBytes& operator=(const SecretBytes&) = delete;
-    ~SecretBytes() {
-        secure_wipe(data_, size_);
-        delete[] data_;
-    }
+    ~SecretBytes() { secure_wipe(data_.get(), size_); }
 
-    unsigned char* data() noexcept { return data_; }
+    unsigned char* data() noexcept { return data_.get(); }
 
 private:
-    unsigned char* data_;
+    std::unique_ptr<unsigned char[]> data_;
     std::size_t size_;
 };
 

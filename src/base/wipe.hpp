@@ -9,10 +9,7 @@
 namespace ulmaro {
 
 /// Zeroes n bytes at p, also when p is never read again.
-inline void secure_wipe(void* p, std::size_t n) noexcept {
-    explicit_bzero(p, n);
-    __asm__ volatile("" : : "r"(p) : "memory");
-}
+inline void secure_wipe(void* p, std::size_t n) noexcept { explicit_bzero(p, n); }
 
 /// Scratch storage that saw a secret: wiped when it leaves scope, by return and by exception alike. Not initialised.
 template <typename T>

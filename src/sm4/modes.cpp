@@ -49,7 +49,7 @@ void run_ecb(sm4::Kernels::EcbFunction kernel, const unsigned char* in, int len,
              unsigned char* out) {
     const std::size_t blocks = whole_blocks(len);
     if (blocks == 0) return;
-    const Operands from(in, rk, out, blocks);
+    Operands from(in, rk, out, blocks);
     kernel(from.in(), out, blocks, from.rk());
 }
 
@@ -57,7 +57,7 @@ void run_cbc(sm4::Kernels::CbcFunction kernel, const unsigned char* in, int len,
              const unsigned char* iv, unsigned char* out) {
     const std::size_t blocks = whole_blocks(len);
     if (blocks == 0) return;
-    const Operands from(in, rk, out, blocks);
+    Operands from(in, rk, out, blocks);
     kernel(from.in(), out, blocks, from.rk(), iv);
 }
 

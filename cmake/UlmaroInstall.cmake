@@ -1,0 +1,37 @@
+# What `cmake --install` places: libraries, headers, the CMake package, the pkg-config file, the tool.
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/UlmaroAlgrithm)
+
+install(
+  TARGETS ${ULMARO_LIBRARIES}
+  EXPORT UlmaroAlgrithmTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithmInternals.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+        COMPONENT development)
+install(
+  EXPORT UlmaroAlgrithmTargets
+  NAMESPACE Ulmaro::
+  DESTINATION ${package_dir}
+  COMPONENT development)
+
+configure_package_config_file(cmake/UlmaroAlgrithmConfig.cmake.in UlmaroAlgrithmConfig.cmake
+                              INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(UlmaroAlgrithmConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/UlmaroAlgrithmConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/UlmaroAlgrithmConfigVersion.cmake
+        DESTINATION ${package_dir} COMPONENT development)
+
+# One pkg-config file a library, relocatable: its paths are relative to its own place.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+           OUTPUT_VARIABLE pc_includedir)
+foreach(library IN LISTS ULMARO_LIBRARIES)
+  set(pc_name ${library})
+  configure_file(cmake/UlmaroAlgrithm.pc.in ${library}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT development)
+endforeach()
+
+if(ULMARO_BUILD_TOOL)
+  install(TARGETS ulmaro RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+endif()

@@ -1,0 +1,42 @@
+# Sourced by the scripts beside it: installs the Debian packages that are missing. Says nothing when none is.
+#
+#   need_packages PACKAGE...
+
+need_packages() {
+  missing=
+  for package in "$@"; do
+    case $(dpkg-query -W -f '${Status}' "$package" 2>/dev/null) in
+      'install ok installed') ;;
+      *) missing="$missing $package" ;;
+    esac
+  done
+  [ -z "$missing" ] && return
+  sudo=
+  [ "$(id -u)" = 0 ] || sudo=sudo
+  echo "Installing:$missing"
+  log=$(mktemp)
+  # shellcheck disable=SC2086  # the list is words
+  if ! { $sudo apt-get update -q && $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -qy \
+    --no-install-recommends $missing; } >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    exit 1
+  fi
+  rm -f "$log"
+}
+
+# Runs a command; shows what it printed only when it fails.
+quietly() {
+  log=$(mktemp)
+  if ! "$@" >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    exit 1
+  fi
+  rm -f "$log"
+}
+
+build_packages="cmake g++ ninja-build libcli11-dev"
+test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev"
+arm_packages="g++-aarch64-linux-gnu qemu-user googletest"
+lint_packages="clang-format clang-tidy shellcheck"
