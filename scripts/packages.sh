@@ -1,3 +1,4 @@
+# shellcheck shell=sh disable=SC2034
 # Sourced by the scripts beside it: installs the Debian packages that are missing. Says nothing when none is.
 #
 #   need_packages PACKAGE...

@@ -24,13 +24,16 @@ inline bool overlap(const void* a, std::size_t n, const void* b, std::size_t m) 
     return n != 0 && m != 0 && (x < y ? y - x < n : x - y < m);
 }
 
-/// Heap bytes that are wiped before they are released. Allocation failure leaves as std::bad_alloc.
+/// Heap bytes that are wiped before they are released; none at all for size 0. Allocation failure leaves as
+/// std::bad_alloc.
 class SecretBytes {
 public:
-    explicit SecretBytes(std::size_t size) : data_(new unsigned char[size]), size_(size) {}
+    explicit SecretBytes(std::size_t size) : data_(size == 0 ? nullptr : new unsigned char[size]), size_(size) {}
     SecretBytes(const SecretBytes&) = delete;
     SecretBytes& operator=(const SecretBytes&) = delete;
-    ~SecretBytes() { secure_wipe(data_.get(), size_); }
+    ~SecretBytes() {
+        if (size_ != 0) secure_wipe(data_.get(), size_);
+    }
 
     unsigned char* data() noexcept { return data_.get(); }
 

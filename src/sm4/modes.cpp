@@ -22,14 +22,14 @@ std::size_t whole_blocks(int len) { return checked_length(len / 4) / 4; }
 class Operands {
 public:
     Operands(const unsigned char* in, const unsigned int* rk, const unsigned char* out, std::size_t blocks)
-        : in_(in), rk_(rk) {
-        const std::size_t size = kBlock * blocks;
-        if (in < out && overlap(in, size, out, size)) {
-            copy_.emplace(size);
-            std::memcpy(copy_->data(), in, size);
-            in_ = copy_->data();
+        : in_(in),
+          rk_(rk),
+          copy_(in < out && overlap(in, kBlock * blocks, out, kBlock * blocks) ? kBlock * blocks : 0) {
+        if (copy_.data() != nullptr) {
+            std::memcpy(copy_.data(), in, kBlock * blocks);
+            in_ = copy_.data();
         }
-        if (overlap(rk, kScheduleBytes, out, size)) {
+        if (overlap(rk, kScheduleBytes, out, kBlock * blocks)) {
             std::memcpy(schedule_.emplace().get(), rk, kScheduleBytes);
             rk_ = schedule_->get();
         }
@@ -41,7 +41,7 @@ public:
 private:
     const unsigned char* in_;
     const unsigned int* rk_;
-    std::optional<SecretBytes> copy_;
+    SecretBytes copy_;
     std::optional<Wiped<unsigned int[ULMARO_SM4_SCHEDULE_WORDS]>> schedule_;
 };
 
