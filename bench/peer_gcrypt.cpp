@@ -1,0 +1,46 @@
+// libgcrypt.
+#include <gcrypt.h>
+
+#include <cstdlib>
+
+#include "cases.hpp"
+
+namespace bench {
+namespace {
+
+constexpr const char* kName = "gcrypt";
+
+void require(gcry_error_t error) {
+    if (error != 0) std::abort();
+}
+
+using Crypt = gcry_error_t (*)(gcry_cipher_hd_t, void*, size_t, const void*, size_t);
+
+void add_cipher(const char* operation, int mode, Crypt crypt, std::size_t size) {
+    gcry_cipher_hd_t handle = nullptr;
+    require(gcry_cipher_open(&handle, GCRY_CIPHER_SM4, mode, 0));
+    require(gcry_cipher_setkey(handle, kKey, sizeof kKey));
+    const unsigned char* in = input(size);
+    unsigned char* out = output(size);
+    add(operation, size, kName, [=] {
+        if (mode == GCRY_CIPHER_MODE_CBC) require(gcry_cipher_setiv(handle, kIv, sizeof kIv));
+        require(crypt(handle, out, size, in, size));
+    });
+}
+
+const bool registered = [] {
+    if (gcry_check_version(nullptr) == nullptr) return false;
+    for (const std::size_t size : kSizes) {
+        const unsigned char* in = input(size);
+        unsigned char* out = output(size);
+        add("sm3", size, kName, [=] { gcry_md_hash_buffer(GCRY_MD_SM3, out, in, size); });
+        add_cipher("sm4-ecb-encrypt", GCRY_CIPHER_MODE_ECB, gcry_cipher_encrypt, size);
+        add_cipher("sm4-ecb-decrypt", GCRY_CIPHER_MODE_ECB, gcry_cipher_decrypt, size);
+        add_cipher("sm4-cbc-encrypt", GCRY_CIPHER_MODE_CBC, gcry_cipher_encrypt, size);
+        add_cipher("sm4-cbc-decrypt", GCRY_CIPHER_MODE_CBC, gcry_cipher_decrypt, size);
+    }
+    return true;
+}();
+
+}  // namespace
+}  // namespace bench
