@@ -24,7 +24,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
         const std::size_t slash = name.rfind('/');
         const std::string operation = name.substr(0, slash);
         if (times_.find(operation) == times_.end()) order_.push_back(operation);
-        times_[operation][name.substr(slash + 1)].push_back(run.GetAdjustedRealTime());
+        times_[operation][name.substr(slash + 1)].push_back(run.GetAdjustedCPUTime());
     }
     // Of repeated cases only the medians are worth a line.
     std::vector<Run> shown;
