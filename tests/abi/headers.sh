@@ -1,0 +1,20 @@
+#!/bin/sh
+# Compiles each public header alone, warnings being errors, in every language version it is meant for.
+# Usage: headers.sh INCLUDE_FOLDER; the compilers are taken from CC and CXX.
+set -eu
+include=$1
+warnings="-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror"
+
+check() { # compiler language version header
+  echo "$1 -std=$3 $4"
+  # shellcheck disable=SC2086
+  echo "#include \"$4\"" | $1 -x "$2" -std="$3" $warnings -fsyntax-only -I "$include" -
+}
+
+for std in c99 c11; do
+  check "${CC:-cc}" c $std UlmaroAlgrithm.h
+done
+for std in c++11 c++17 c++20; do
+  check "${CXX:-c++}" c++ $std UlmaroAlgrithm.h
+  check "${CXX:-c++}" c++ $std UlmaroAlgrithmInternals.hpp
+done

@@ -1,0 +1,21 @@
+// The record layouts as a C++17 compiler sees them.
+#include <cstddef>
+#include <type_traits>
+
+#include "UlmaroAlgrithm.h"
+#include "UlmaroAlgrithmInternals.hpp"
+
+#define SIZE(record, bytes)                           \
+    static_assert(sizeof(record) == (bytes));         \
+    static_assert(std::is_standard_layout_v<record>); \
+    static_assert(std::is_trivial_v<record>);
+#define FLEXIBLE(record, field, offset) static_assert(offsetof(record, field) == (offset));
+#define FIELD(record, field, offset, bytes) \
+    FLEXIBLE(record, field, offset)         \
+    static_assert(sizeof(record::field) == (bytes));
+
+#include "records.def"
+
+static_assert(sizeof(g_p_256) == 32 && sizeof(g_a_256) == 32 && sizeof(g_b_256) == 32);
+static_assert(sizeof(g_Gx_256) == 32 && sizeof(g_Gy_256) == 32 && sizeof(g_Gn_256) == 32);
+static_assert(std::is_same_v<decltype(group), ec_group_st>);

@@ -1,0 +1,56 @@
+// The SM1 family with the placeholder primitives: the contract is kept, nothing is computed.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "UlmaroAlgrithm.h"
+#include "support/bytes.hpp"
+#include "support/guarded.hpp"
+
+using namespace ulmaro::test;
+
+namespace {
+
+TEST(Sm1, PrimitivesAndForwardersTouchNothing) {
+    auto* bytes = untouchable();
+    auto* words = untouchable<unsigned int>();
+    for (const auto f : {KEY_INIT, SM1_KEY_INIT}) EXPECT_EQ(f(bytes, 16, words, 288, words, 288), 1);
+    for (const auto f : {ECB_EN, SM1_ECB_EN, ECB_DE, SM1_ECB_DE}) f(words, 8, words, words);
+    for (const auto f : {X_CBC_EN_MODE, SM1_X_CBC_EN_MODE}) f(bytes, bytes, words, 32, 16, bytes);
+    for (const auto f : {X_CBC_DE_MODE, SM1_X_CBC_DE_MODE}) f(bytes, bytes, words, words, 32, 16, bytes);
+    for (const auto f :
+         {KEY_EXTEND, X_ECB_EN_MODE, X_ECB_DE_MODE, SM1_KEY_EXTEND, SM1_X_ECB_EN_MODE, SM1_X_ECB_DE_MODE}) {
+        f(bytes, bytes, bytes, bytes, bytes, bytes, bytes, bytes);
+    }
+}
+
+// Whole blocks of zero: no stale memory, a started block counts as a whole one.
+TEST(Sm1, EcbWritesZeroBlocks) {
+    const struct {
+        int length;
+        std::size_t written;
+    } cases[] = {{INT_MIN, 0}, {-16, 0}, {-1, 0},  {0, 0},   {1, 16},
+                 {15, 16},     {16, 16}, {17, 32}, {32, 32}, {4000, 4000}};
+    for (const auto f : {SM1_X_ECB_EN_MODE_EX, SM1_X_ECB_DE_MODE_EX}) {
+        for (const auto& c : cases) {
+            Guarded<unsigned char> in{std::span<const unsigned char>(pattern(c.written))};
+            Guarded<unsigned char> out(c.written);
+            EXPECT_EQ(f(untouchable(), 16, untouchable(), in.data(), c.length, out.data()), 1) << c.length;
+            EXPECT_EQ(std::ranges::count(out.span(), 0), static_cast<std::ptrdiff_t>(c.written)) << c.length;
+            EXPECT_TRUE(out.intact());
+            EXPECT_TRUE(std::ranges::equal(in.span(), pattern(c.written)));
+        }
+        for (const int key_len : {-1, 0, 1, 4096}) EXPECT_EQ(f(nullptr, key_len, nullptr, nullptr, 0, nullptr), 1);
+    }
+}
+
+TEST(Sm1, CbcWritesNothing) {
+    for (const auto f : {SM1_X_CBC_EN_MODE_EX, SM1_X_CBC_DE_MODE_EX}) {
+        for (const int length : {INT_MIN, -1, 0, 1, 16, 17, 4096}) {
+            EXPECT_EQ(f(untouchable(), 16, untouchable(), 16, untouchable(), length, untouchable()), 1) << length;
+        }
+    }
+}
+
+}  // namespace
