@@ -1,0 +1,25 @@
+# Shared by the command-line tests. ULMARO is the path of the executable under test.
+bats_require_minimum_version 1.5.0
+
+setup() {
+  cd "$BATS_TEST_TMPDIR" || return 1
+}
+
+# The command fails as a failure of the work: exit code, one line on standard error, silence on standard output.
+refuses() {
+  local code=$1
+  shift
+  run --separate-stderr -"$code" "$@"
+  [ -z "$output" ]
+  [ -n "$stderr" ]
+  [ "$code" -eq 2 ] || [ "${#stderr_lines[@]}" -eq 1 ]
+}
+
+# No file but the named ones in this folder: no half file, no temporary file.
+only_files() {
+  diff <(printf '%s\n' "$@" | sort) <(ls -A | sort)
+}
+
+random_file() {
+  head -c "$2" /dev/urandom >"$1"
+}

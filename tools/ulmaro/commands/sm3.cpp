@@ -1,0 +1,118 @@
+#include "commands/sm3.hpp"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "commands/commands.hpp"
+#include "support/digest.hpp"
+#include "support/error.hpp"
+#include "support/hex.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+struct Options {
+    std::vector<std::string> files;
+    bool check = false;
+    bool binary = false;
+    bool tag = false;
+    bool zero = false;
+    bool no_progress = false;
+    Sm3CheckOptions checking;
+};
+
+void print_line(const std::string& name, const Digest& digest, const Options& o) {
+    const bool escape = !o.zero && needs_escape(name);
+    const std::string shown = escape ? escaped(name) : name;
+    const std::string hex = to_hex(digest);
+    std::string line = escape ? "\\" : "";
+    line += o.tag ? "SM3 (" + shown + ") = " + hex : hex + (o.binary ? " *" : "  ") + shown;
+    line += o.zero ? '\0' : '\n';
+    std::fwrite(line.data(), 1, line.size(), stdout);
+}
+
+bool print_digest(const std::string& name, const Options& o) {
+    try {
+        Input input(name);
+        print_line(name, digest_of(input, !o.no_progress), o);
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        return false;
+    }
+    return true;
+}
+
+void reject_misuse(const Options& o) {
+    const Sm3CheckOptions& c = o.checking;
+    if (o.check && (o.binary || o.tag || o.zero)) {
+        throw UsageError("--binary, --tag and --zero are meaningless when verifying checksums");
+    }
+    if (!o.check && (c.ignore_missing || c.quiet || c.status_only || c.strict || c.warn)) {
+        throw UsageError(
+            "--ignore-missing, --quiet, --status, --strict and --warn are meaningful only when verifying checksums");
+    }
+}
+
+bool run(const Options& o) {
+    reject_misuse(o);
+    const std::vector<std::string> files = o.files.empty() ? std::vector<std::string>{"-"} : o.files;
+    bool good = true;
+    for (const std::string& file : files) {
+        good &= o.check ? check_digests(file, o.checking) : print_digest(file, o);
+    }
+    return good;
+}
+
+}  // namespace
+
+void complain(const std::string& message) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "ulmaro: %s\n", message.c_str());
+}
+
+bool needs_escape(const std::string& name) { return name.find_first_of("\\\n\r") != std::string::npos; }
+
+std::string escaped(const std::string& name) {
+    std::string out;
+    for (const char c : name) {
+        switch (c) {
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out;
+}
+
+void add_sm3(CLI::App& app, const std::vector<std::string>& operands, int& status) {
+    CLI::App* sub = app.add_subcommand("sm3", "Print or check SM3 digests of files");
+    const auto o = std::make_shared<Options>();
+    sub->add_option("FILE", o->files, "Files; none or '-' is standard input");
+    sub->add_flag("-c,--check", o->check, "Read digests from the FILEs and check them");
+    sub->add_flag("-b,--binary,!-t,!--text", o->binary, "Mark names with '*' (default: two blanks); same digest");
+    sub->add_flag("--tag", o->tag, "Print lines in the form 'SM3 (NAME) = DIGEST'");
+    sub->add_flag("-z,--zero", o->zero, "End lines with NUL, and leave names as they are");
+    sub->add_flag("--ignore-missing", o->checking.ignore_missing, "Check: pass over files that are not there");
+    sub->add_flag("-q,--quiet", o->checking.quiet, "Check: print no OK lines");
+    sub->add_flag("-s,--status", o->checking.status_only, "Check: print nothing, the exit code tells");
+    sub->add_flag("--strict", o->checking.strict, "Check: malformed lines are a failure");
+    sub->add_flag("-w,--warn", o->checking.warn, "Check: warn about each malformed line");
+    sub->add_flag("--no-progress", o->no_progress, "Draw no progress bar");
+    sub->callback([o, &operands, &status] {
+        o->files = operands;
+        if (!run(*o)) status = kExitFailure;
+    });
+}
+
+}  // namespace ulmaro::tool

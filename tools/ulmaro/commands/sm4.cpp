@@ -1,0 +1,96 @@
+#include "support/sm4_stream.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "commands/commands.hpp"
+#include "support/error.hpp"
+#include "support/hex.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+struct Options {
+    std::string mode = "cbc";
+    std::string padding = "pkcs7";
+    std::optional<std::string> key;  ///< exactly one of the two is set
+    std::optional<std::string> key_file;
+    std::optional<std::string> iv;
+    std::string input = "-";
+    std::string output = "-";
+    bool no_progress = false;
+};
+
+void decode(const std::string& text, const char* what, Block& out) {
+    if (from_hex(text, out)) return;
+    if (!is_hex(text)) throw Failure(std::string("the ") + what + " is not hexadecimal");
+    throw Failure(std::string("the ") + what + " must be 16 bytes, 32 hexadecimal digits");
+}
+
+/// 16 bytes as they are, or 32 hexadecimal digits with white space around them.
+void read_key_file(const std::string& path, Block& key) {
+    Secret<std::array<unsigned char, 256>> text;
+    Input file(path);
+    const std::size_t n = file.read(*text);
+    if (n == key.size()) {
+        std::copy_n(text->data(), n, key.data());
+        return;
+    }
+    std::string_view hex(reinterpret_cast<const char*>(text->data()), n);
+    constexpr std::string_view kSpace = " \t\r\n";
+    hex.remove_prefix(std::min(hex.find_first_not_of(kSpace), hex.size()));
+    hex = hex.substr(0, hex.find_last_not_of(kSpace) + 1);
+    if (!from_hex(hex, key)) throw Failure(path + ": a key file holds 16 bytes or 32 hexadecimal digits");
+}
+
+void run(const Options& o, void (*transform)(const Sm4Job&, Input&, Output&)) {
+    if (o.iv && o.mode == "ecb") throw UsageError("--iv is meaningless with --mode ecb");
+    if (o.key_file == "-" && o.input == "-") throw UsageError("key and input cannot both come from standard input");
+    Sm4Job job;
+    job.mode = o.mode == "ecb" ? Sm4Mode::ecb : Sm4Mode::cbc;
+    job.padding = o.padding == "none" ? Padding::none : Padding::pkcs7;
+    job.show_progress = !o.no_progress;
+    if (o.key) decode(*o.key, "key", *job.key);
+    if (o.key_file) read_key_file(*o.key_file, *job.key);
+    if (o.iv) decode(*o.iv, "IV", job.iv.emplace());
+    Input input(o.input);
+    Output output(o.output);
+    transform(job, input, output);
+    output.commit();
+}
+
+void add_direction(CLI::App& sm4, const char* name, const char* help,
+                   void (*transform)(const Sm4Job&, Input&, Output&)) {
+    CLI::App* sub = sm4.add_subcommand(name, help);
+    const auto o = std::make_shared<Options>();
+    sub->add_option("-m,--mode", o->mode, "The default is cbc; ecb shows which blocks are equal")
+        ->check(CLI::IsMember({"cbc", "ecb"}));
+    sub->add_option("-p,--padding", o->padding, "The default is pkcs7, which always adds 1 to 16 bytes")
+        ->check(CLI::IsMember({"pkcs7", "none"}));
+    CLI::Option_group* key = sub->add_option_group("Key", "exactly one");
+    key->add_option("-K,--key", o->key, "32 hexadecimal digits; other users can see them, prefer --key-file");
+    key->add_option("-k,--key-file", o->key_file, "File of 16 bytes or 32 hexadecimal digits");
+    key->require_option(1);
+    sub->add_option("--iv", o->iv, "32 hexadecimal digits; without it the IV stands before the ciphertext");
+    sub->add_option("-i,--in,--input", o->input, "Input, standard input when not given");
+    sub->add_option("-o,--out,--output", o->output, "Output, standard output when not given");
+    sub->add_flag("--no-progress", o->no_progress, "Draw no progress bar");
+    sub->callback([o, transform] { run(*o, transform); });
+}
+
+}  // namespace
+
+void add_sm4(CLI::App& app, int& /*status*/) {
+    CLI::App* sm4 = app.add_subcommand("sm4", "Encrypt or decrypt a file with SM4");
+    sm4->require_subcommand(1);
+    sm4->footer("The ciphertext is not authenticated: a change to it can go unnoticed.");
+    add_direction(*sm4, "encrypt", "Encrypt a file", sm4_encrypt);
+    add_direction(*sm4, "decrypt", "Decrypt a file", sm4_decrypt);
+}
+
+}  // namespace ulmaro::tool

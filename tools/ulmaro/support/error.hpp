@@ -1,0 +1,28 @@
+// The two ways in which a command ends early. main() turns each into one line on standard error.
+#pragma once
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace ulmaro::tool {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+/// The work could not be done, for a reason in the data or in the system: exit code 1.
+struct Failure : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// The command line asks for something that makes no sense: exit code 2.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A Failure in the form "NAME: reason", the reason from errno.
+inline Failure system_failure(const std::string& name) { return Failure(name + ": " + std::strerror(errno)); }
+
+}  // namespace ulmaro::tool

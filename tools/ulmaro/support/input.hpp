@@ -1,0 +1,34 @@
+// Reading a file or standard input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "support/fd.hpp"
+
+namespace ulmaro::tool {
+
+class Input {
+public:
+    /// Opens path; "-" is standard input. Throws Failure.
+    explicit Input(const std::string& path);
+    /// Reads from an open descriptor, from its start; name is what messages call it.
+    Input(Fd fd, std::string name);
+
+    /// Fills as much of buffer as there is input: fewer bytes than asked mean the end. Throws Failure.
+    std::size_t read(std::span<unsigned char> buffer);
+
+    /// Bytes of a regular file, 0 for anything else.
+    std::uint64_t size() const;
+
+    const std::string& name() const { return name_; }
+
+private:
+    std::string name_;
+    Fd owned_;
+    int fd_;
+};
+
+}  // namespace ulmaro::tool

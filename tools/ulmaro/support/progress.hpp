@@ -1,0 +1,25 @@
+// A progress bar on standard error.
+#pragma once
+
+#include <cstdint>
+
+namespace ulmaro::tool {
+
+/// Draws only when standard error is a terminal, the caller wants it and the input is large enough to wait for.
+class Progress {
+public:
+    Progress(std::uint64_t total, bool wanted);
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress();  ///< erases the bar, so that a message after it starts on a clean line
+
+    void advance(std::uint64_t bytes);
+
+private:
+    std::uint64_t total_;
+    std::uint64_t done_ = 0;
+    int shown_ = -1;  ///< percentage on the screen
+    bool active_;
+};
+
+}  // namespace ulmaro::tool

@@ -1,0 +1,55 @@
+// Storage for keys and plaintext that is wiped when it leaves scope.
+#pragma once
+
+#include <string.h>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <utility>
+
+namespace ulmaro::tool {
+
+/// A record (or array) that holds a secret. Value-initialised, not copied, wiped on every way out.
+template <typename T>
+class Secret {
+public:
+    Secret() = default;
+    Secret(const Secret&) = delete;
+    Secret& operator=(const Secret&) = delete;
+    ~Secret() { explicit_bzero(&value_, sizeof value_); }
+
+    T& operator*() noexcept { return value_; }
+    const T& operator*() const noexcept { return value_; }
+    T* operator->() noexcept { return &value_; }
+    const T* operator->() const noexcept { return &value_; }
+
+private:
+    T value_{};
+};
+
+/// Heap bytes of a fixed capacity that are wiped before they are released.
+class SecretBuffer {
+public:
+    explicit SecretBuffer(std::size_t size) : data_(std::make_unique_for_overwrite<unsigned char[]>(size)), size_(size) {}
+    SecretBuffer(const SecretBuffer&) = delete;
+    SecretBuffer& operator=(const SecretBuffer&) = delete;
+    SecretBuffer(SecretBuffer&& other) noexcept : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
+    SecretBuffer& operator=(SecretBuffer&&) = delete;
+    ~SecretBuffer() {
+        if (data_) explicit_bzero(data_.get(), size_);
+    }
+
+    unsigned char* data() noexcept { return data_.get(); }
+    const unsigned char* data() const noexcept { return data_.get(); }
+    std::size_t size() const noexcept { return size_; }
+    std::span<unsigned char> span() noexcept { return {data_.get(), size_}; }
+    std::span<const unsigned char> span() const noexcept { return {data_.get(), size_}; }
+
+private:
+    std::unique_ptr<unsigned char[]> data_;
+    std::size_t size_;
+};
+
+}  // namespace ulmaro::tool

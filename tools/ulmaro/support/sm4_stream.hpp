@@ -1,0 +1,31 @@
+// SM4 over a stream of any length, in constant memory.
+#pragma once
+
+#include <array>
+#include <optional>
+
+#include "support/input.hpp"
+#include "support/output.hpp"
+#include "support/secret.hpp"
+
+namespace ulmaro::tool {
+
+using Block = std::array<unsigned char, 16>;
+
+enum class Sm4Mode { ecb, cbc };
+enum class Padding { none, pkcs7 };
+
+struct Sm4Job {
+    Sm4Mode mode = Sm4Mode::cbc;
+    Padding padding = Padding::pkcs7;
+    Secret<Block> key;
+    std::optional<Block> iv;  ///< CBC without one: encryption draws it and writes it first, decryption reads it first
+    bool show_progress = true;
+};
+
+/// Both throw Failure when the input is not what the mode and the padding ask for; output is then not committed, and
+/// what it got must not be used. The caller commits.
+void sm4_encrypt(const Sm4Job& job, Input& input, Output& output);
+void sm4_decrypt(const Sm4Job& job, Input& input, Output& output);
+
+}  // namespace ulmaro::tool
