@@ -1,4 +1,4 @@
-# What `cmake --install` places: libraries, headers, the CMake package, the pkg-config file, the tool.
+# What `cmake --install` places: libraries, headers, the CMake package, the pkg-config files.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/UlmaroAlgrithm)
@@ -31,7 +31,3 @@ foreach(library IN LISTS ULMARO_LIBRARIES)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
           COMPONENT development)
 endforeach()
-
-if(ULMARO_BUILD_TOOL)
-  install(TARGETS ulmaro RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-endif()
