@@ -1,0 +1,129 @@
+// Montgomery multiplication, R = 2^(32 len). Reduction is interleaved with the product, row by row; every row adds the
+// multiple of m that clears its lowest word, so the accumulator moves up one word (or limb) per row.
+//
+// A result T = (a b + q m) / R with q < R is below R + m for any a, b < R, and below 2m for a, b < m: one subtraction
+// of m is enough, and it is always the same rule, subtract when T >= m. T may need one bit above len words.
+#include <algorithm>
+
+#include "UlmaroAlgrithmInternals.hpp"
+#include "base/wipe.hpp"
+#include "bn/div.hpp"
+#include "bn/limbs.hpp"
+
+using namespace ulmaro::bn;
+
+namespace {
+
+constexpr int max_words = 8;
+
+/// -m^-1 modulo 2^32 for odd m, by Newton steps: m is its own inverse modulo 8, every step doubles the bits.
+Word negated_inverse(Word m) noexcept {
+    Word x = m;
+    for (int bits = 3; bits < 32; bits *= 2) x *= 2 - m * x;
+    return 0U - x;
+}
+
+/// -m^-1 modulo 2^64 from the same modulo 2^32: one more Newton step.
+Limb limb_factor(Limb m, Word nprime) noexcept { return nprime * (2 + m * nprime); }
+
+/// Clears the lowest limb of t by adding a multiple of m, and drops it.
+[[gnu::always_inline]] inline void reduce_row(Sum& t, const Limbs& m, Limb factor) noexcept {
+    add_product(t, m, t.t0 * factor);
+    t = {t.t1, t.t2, t.t3, t.t4, t.t5, 0};
+}
+
+[[gnu::always_inline]] inline void multiply_row(Sum& t, const Limbs& a, Limb u, const Limbs& m, Limb factor) noexcept {
+    add_product(t, a, u);
+    reduce_row(t, m, factor);
+}
+
+void finish_limbs(Word* r, const Sum& t, const Limbs& m) noexcept {
+    Limbs x{t.t0, t.t1, t.t2, t.t3};
+    reduce_once(x, t.t4, m);
+    store(r, x);
+}
+
+struct Accumulator {
+    Word t[2 * max_words + 1] = {};
+};
+
+/// Adds carry, the top word of row i, into the words above the row. The sum so far is below 2^(32 (i + len + 1) + 1),
+/// so the carry out of word i + len is at most one.
+void add_row_carry(Accumulator& acc, int at, Word carry) noexcept {
+    const Wide s = Wide{acc.t[at]} + carry;
+    acc.t[at] = static_cast<Word>(s);
+    acc.t[at + 1] += static_cast<Word>(s >> 32);
+}
+
+/// The rows of any other length.
+void reduce_words_row(Accumulator& acc, int i, const Word* m, int len, Word nprime) noexcept {
+    add_row_carry(acc, i + len, mul_add(acc.t + i, m, len, acc.t[i] * nprime));
+}
+
+/// r = T - m or T for T = acc.t[len..2 len], all words looked at.
+void finish_words(Word* r, const Accumulator& acc, const Word* m, int len) noexcept {
+    const Word* t = acc.t + len;
+    Word less[max_words];
+    const Word borrow = sub(less, t, m, len);
+    const Word keep = 0U - (borrow & (t[len] ^ 1));
+    for (int i = 0; i < len; ++i) r[i] = (t[i] & keep) | (less[i] & ~keep);
+}
+
+}  // namespace
+
+void BN_MONT_CTX_set(unsigned int* m, int len, unsigned int* nprime_out, unsigned int* rr_out) {
+    *nprime_out = 0;
+    if (len < 1 || len > max_words) return;
+    if ((m[0] & 1) == 0) {
+        std::fill_n(rr_out, len, 0U);
+        return;
+    }
+    *nprime_out = negated_inverse(m[0]);
+    Word square[2 * max_words + 1] = {};
+    square[2 * len] = 1;
+    divide(nullptr, rr_out, square, 2 * len + 1, m, normalised(m, len));
+}
+
+void BN_mod_mul_montgomery(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int* m, int len,
+                           unsigned int nprime) {
+    if (len == limb_words) {
+        const Limbs modulus = load(m);
+        const Limb factor = limb_factor(modulus.v[0], nprime);
+        const Limbs x = load(a);
+        const Limbs y = load(b);
+        Sum t{};
+        multiply_row(t, x, y.v[0], modulus, factor);
+        multiply_row(t, x, y.v[1], modulus, factor);
+        multiply_row(t, x, y.v[2], modulus, factor);
+        multiply_row(t, x, y.v[3], modulus, factor);
+        finish_limbs(r, t, modulus);
+        return;
+    }
+    if (len < 1 || len > max_words) return;
+    ulmaro::Wiped<Accumulator> acc;
+    for (int i = 0; i < len; ++i) {
+        add_row_carry(*acc, i + len, mul_add(acc->t + i, a, len, b[i]));
+        reduce_words_row(*acc, i, m, len, nprime);
+    }
+    finish_words(r, *acc, m, len);
+}
+
+void BN_mod_mul_montgomery_one(unsigned int* r, unsigned int* a, unsigned int* m, int len, unsigned int nprime) {
+    if (len == limb_words) {
+        const Limbs modulus = load(m);
+        const Limb factor = limb_factor(modulus.v[0], nprime);
+        const Limbs x = load(a);
+        Sum t{x.v[0], x.v[1], x.v[2], x.v[3], 0, 0};
+        reduce_row(t, modulus, factor);
+        reduce_row(t, modulus, factor);
+        reduce_row(t, modulus, factor);
+        reduce_row(t, modulus, factor);
+        finish_limbs(r, t, modulus);
+        return;
+    }
+    if (len < 1 || len > max_words) return;
+    ulmaro::Wiped<Accumulator> acc;
+    std::copy_n(a, len, acc->t);
+    for (int i = 0; i < len; ++i) reduce_words_row(*acc, i, m, len, nprime);
+    finish_words(r, *acc, m, len);
+}
