@@ -425,8 +425,9 @@ int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC_CIPHER_BLOB* bl
  *
  * One schedule serves both directions and any number of threads. All mode operations: len in bytes; only whole
  * 16-byte blocks are processed, trailing bytes of out stay untouched; a len of -4 and below leaves as
- * `std::bad_array_new_length` before anything is read or written; out may be in, or overlap it in any way; iv is
- * never written. A CBC stream continues in the next call with its last 16 ciphertext bytes as iv.
+ * `std::bad_array_new_length` before anything is read or written; out may be in, or overlap in, iv, key and
+ * rk in any way; iv is never written but by that. A CBC stream continues in the next call with its last 16 ciphertext
+ * bytes as iv.
  * @{
  */
 

@@ -30,11 +30,14 @@ struct Schedules {
 void run_ecb(void (*block)(const unsigned int*, int, const unsigned int*, unsigned int*), const unsigned int* schedule,
              const unsigned char* in, int len, unsigned char* out) {
     Wiped<unsigned int[4]> x;
+    Wiped<unsigned int[4]> y;
     for (int blocks = len <= 0 ? 0 : (len - 1) / kBlock + 1; blocks > 0; --blocks, in += kBlock, out += kBlock) {
-        unsigned int y[4] = {};
-        for (int i = 0; i < 4; ++i) (*x)[i] = load_be32(in + 4 * i);
-        block(x.get(), kBlockSizeArgument, schedule, y);
-        for (int i = 0; i < 4; ++i) store_be32(out + 4 * i, y[i]);
+        for (int i = 0; i < 4; ++i) {
+            (*x)[i] = load_be32(in + 4 * i);
+            (*y)[i] = 0;
+        }
+        block(x.get(), kBlockSizeArgument, schedule, y.get());
+        for (int i = 0; i < 4; ++i) store_be32(out + 4 * i, (*y)[i]);
     }
 }
 

@@ -1,4 +1,6 @@
 // SM4 key schedule, the single-block routines and CBC over words (GM/T 0002).
+#include <algorithm>
+
 #include "UlmaroAlgrithmInternals.hpp"
 #include "base/bytes.hpp"
 #include "base/wipe.hpp"
@@ -30,23 +32,27 @@ void ECB_EN_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { sm4::en
 
 void ECB_DE_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { sm4::decrypt_words(in, out, rk); }
 
+// The vector is read before the length is looked at, and out may be in.
 void CBC_EN_MOD(unsigned int* in, int len, unsigned int* rk, unsigned int* iv, unsigned int* out) {
-    std::uint32_t v[4] = {iv[0], iv[1], iv[2], iv[3]};
+    Wiped<std::uint32_t[4]> chain;
+    std::uint32_t* v = chain.get();
+    std::copy_n(iv, 4, v);
     for (int left = len; left >= 4; left -= 4, in += 4, out += 4) {
         for (int i = 0; i < 4; ++i) v[i] ^= in[i];
         sm4::encrypt_words(v, v, rk);
-        for (int i = 0; i < 4; ++i) out[i] = v[i];
+        std::copy_n(v, 4, out);
     }
 }
 
 void CBC_DE_MOD(unsigned int* in, int len, unsigned int* rk, unsigned int* iv, unsigned int* out) {
-    std::uint32_t v[4] = {iv[0], iv[1], iv[2], iv[3]};
+    Wiped<std::uint32_t[4]> plain;
+    std::uint32_t v[4];
+    std::copy_n(iv, 4, v);
     for (int left = len; left >= 4; left -= 4, in += 4, out += 4) {
-        std::uint32_t plain[4];
-        sm4::decrypt_words(in, plain, rk);
+        sm4::decrypt_words(in, plain.get(), rk);
         for (int i = 0; i < 4; ++i) {
             const std::uint32_t cipher = in[i];
-            out[i] = plain[i] ^ v[i];
+            out[i] = (*plain)[i] ^ v[i];
             v[i] = cipher;
         }
     }
