@@ -2,7 +2,8 @@
 bats_require_minimum_version 1.5.0
 
 setup() {
-  cd "$BATS_TEST_TMPDIR" || return 1
+  : "${ULMARO:?path of the executable under test}"
+  mkdir "$BATS_TEST_TMPDIR/work" && cd "$BATS_TEST_TMPDIR/work" || return 1
 }
 
 # The command fails as a failure of the work: exit code, one line on standard error, silence on standard output.

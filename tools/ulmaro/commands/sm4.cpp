@@ -1,5 +1,3 @@
-#include "support/sm4_stream.hpp"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
@@ -11,6 +9,7 @@
 #include "commands/commands.hpp"
 #include "support/error.hpp"
 #include "support/hex.hpp"
+#include "support/sm4_stream.hpp"
 
 namespace ulmaro::tool {
 namespace {

@@ -32,7 +32,8 @@ private:
 /// Heap bytes of a fixed capacity that are wiped before they are released.
 class SecretBuffer {
 public:
-    explicit SecretBuffer(std::size_t size) : data_(std::make_unique_for_overwrite<unsigned char[]>(size)), size_(size) {}
+    explicit SecretBuffer(std::size_t size)
+        : data_(std::make_unique_for_overwrite<unsigned char[]>(size)), size_(size) {}
     SecretBuffer(const SecretBuffer&) = delete;
     SecretBuffer& operator=(const SecretBuffer&) = delete;
     SecretBuffer(SecretBuffer&& other) noexcept : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
