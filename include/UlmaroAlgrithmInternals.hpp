@@ -72,8 +72,8 @@ void CBC_DE_MOD_CHAR(unsigned char* in, int len, unsigned char* key, unsigned ch
 
 /**
  * @name Word-array numbers
- * Unsigned numbers of 32-bit words, least significant first, with a separate count `top` of the words in use. A count is
- * normalised when its top word is not zero; zero has count 0. Words from `top` on belong to nobody: they are neither
+ * Unsigned numbers of 32-bit words, least significant first, with a separate count `top` of the words in use. A count
+ * is normalised when its top word is not zero; zero has count 0. Words from `top` on belong to nobody: they are neither
  * read nor written unless said so. A number buffer has 10 words (8 of value, 2 spare); a product buffer has 18.
  *
  * Nothing is allocated, kept or reported. Sizes are the caller's word. Counts that go out are written through `r_top`.
@@ -94,8 +94,8 @@ unsigned int bn_mul_add_words(unsigned int* r, const unsigned int* a, int num, u
 unsigned int bn_div_words(unsigned int h, unsigned int l, unsigned int d);
 
 /**
- * r = a + b; returns 1. max(a_top, b_top) words are written, and a word 1 above them when the sum carries; *r_top counts
- * what was written. r may be a or b.
+ * r = a + b; returns 1. max(a_top, b_top) words are written, and a word 1 above them when the sum carries; *r_top
+ * counts what was written. r may be a or b.
  */
 int BN_uadd(unsigned int* r, int* r_top, unsigned int* a, int a_top, unsigned int* b, int b_top);
 /**
@@ -106,7 +106,8 @@ int BN_usub(unsigned int* r, int* r_top, unsigned int* a, int a_top, unsigned in
 
 /** r[na + nb] = a[na] * b[nb], all words written; na, nb >= 1. r overlaps neither. */
 void BN_mul_nomal(unsigned int* r, unsigned int* a, int na, unsigned int* b, int nb);
-/** r = a * b, a_top + b_top words written, *r_top normalised; a count of 0 writes only *r_top = 0. r overlaps neither. */
+/** r = a * b, a_top + b_top words written, *r_top normalised; a count of 0 writes only *r_top = 0. r overlaps neither.
+ */
 void BN_mul(unsigned int* r, int* r_top, unsigned int* a, int a_top, unsigned int* b, int b_top);
 
 /** r = a * 2^n for n >= 0 bits; returns 1. a_top + n / 32 + 1 words are written, *r_top is normalised. r may be a. */
@@ -124,8 +125,8 @@ int BN_rshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n);
 void BN_rshift1(bignum_st* r, int* r_top, bignum_st* a, int a_top);
 
 /**
- * a_top - b_top where the counts differ, otherwise 1, 0 or -1 as a >, =, < b. Numeric when both counts are normalised or
- * equal. Time: constant in the words.
+ * a_top - b_top where the counts differ, otherwise 1, 0 or -1 as a >, =, < b. Numeric when both counts are normalised
+ * or equal. Time: constant in the words.
  */
 int BN_ucmp(unsigned int* a, int a_top, unsigned int* b, int b_top);
 /** 1 when all n words are zero, else 0. Time: constant in the words. */
@@ -142,14 +143,15 @@ int BN_num_bits_word(unsigned int w);
 int BN_num_bits(unsigned int* a, int a_top);
 
 /**
- * Division: dv = floor(num / d), rm = num mod d. dv and dv_top may be null, rm and rm_top both may be null; dv or rm may
- * be num or d. num has at most 129 words and is normalised or as long as d; d has at most 64 words.
+ * Division: dv = floor(num / d), rm = num mod d. dv and dv_top may be null, rm and rm_top both may be null; dv or rm
+ * may be num or d. num has at most 129 words and is normalised or as long as d; d has at most 64 words.
  *
  * Where num is below d by BN_ucmp(): dv is not written and *dv_top = 0; rm gets the num_top words of num, zeros up to
  * d_top, and *rm_top = num_top as passed. Otherwise both counts are normalised and exactly *dv_top words of dv are
- * written; in rm one zero word follows the remainder, two where the bit length of d is a multiple of 32 (all 10 words
- * for the remainder 0), as far as they lie in a buffer of 10, and the words above keep what they held: clear rm before
- * reading it at a fixed count. For d = 0, or longer operands: both counts 0, no words written.
+ * written. In rm one zero word follows the remainder. A second one does where the bit length of d is a multiple of 32
+ * (for the remainder 0 then all 10 words are zero), or where the top word of the remainder has more bits than that of
+ * d. Zero words stay inside a buffer of 10. The words above keep what they held: clear rm before reading it at a fixed
+ * count. For d = 0, or longer operands: both counts 0, no words written.
  * Time: depends on the numbers.
  */
 void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsigned int* num, int num_top,
@@ -175,13 +177,14 @@ void BN_mod_sub(unsigned int* r, int* r_top, unsigned int* a, unsigned int* b, u
 void BN_mod_lshift1(unsigned int* r, unsigned int* a, unsigned int* m, int len);
 
 /**
- * Montgomery constants of an odd m[len], len <= 8: *nprime_out = -m^-1 mod 2^32; rr_out = R^2 mod m with R = 2^(32 len),
- * written at its normalised length: clear rr_out[len] before. An even m has none: *nprime_out and rr_out[len] are zero.
+ * Montgomery constants of an odd m[len], len <= 8: *nprime_out = -m^-1 mod 2^32; rr_out = R^2 mod m with R = 2^(32
+ * len), written at its normalised length: clear rr_out[len] before. An even m has none: *nprime_out and rr_out[len] are
+ * zero.
  */
 void BN_MONT_CTX_set(unsigned int* m, int len, unsigned int* nprime_out, unsigned int* rr_out);
 /**
- * r[len] = a b R^-1 mod m for a, b < m, m odd, len <= 8, nprime from BN_MONT_CTX_set(). r may be a or b. With RR as b it
- * brings a into Montgomery form. Time: constant in the words.
+ * r[len] = a b R^-1 mod m for a, b < m, m odd, len <= 8, nprime from BN_MONT_CTX_set(). r may be a or b. With RR as b
+ * it brings a into Montgomery form. Time: constant in the words.
  */
 void BN_mod_mul_montgomery(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int* m, int len,
                            unsigned int nprime);
@@ -197,8 +200,9 @@ void BN_mod_mul_montgomery_one(unsigned int* r, unsigned int* a, unsigned int* m
 /** Reverses buf[len] in place. */
 void Exchange(unsigned char* buf, unsigned int len);
 /**
- * In place, after reversing all of buf[len] when mode is 0: reverses every unit of 4 bytes, and the len mod 4 bytes of a
- * last incomplete one. For whole units, mode 0 thus reverses the order of the units, any other mode the bytes in each.
+ * In place, after reversing all of buf[len] when mode is 0: reverses every unit of 4 bytes, and the len mod 4 bytes of
+ * a last incomplete one. For whole units, mode 0 thus reverses the order of the units, any other mode the bytes in
+ * each.
  */
 void Exchange_DWORD(unsigned char* buf, unsigned int len, int mode);
 /** dst[len] = src[len] reversed; returns dst. len < 1 copies nothing. The two do not overlap. */

@@ -35,15 +35,13 @@ Word estimate(const Word* u, const Word* v, int k) noexcept {
     return static_cast<Word>(q);
 }
 
-/// One step of long division: takes digit * v out of u[0..k] and returns the exact digit.
+/// One step of long division: takes digit * v out of u[0..k] and returns the exact digit. What is left lies below u[k],
+/// which is spent and not brought up to date.
 Word divide_step(Word* u, const Word* v, int k) noexcept {
     Word q = estimate(u, v, k);
-    const Word owed = mul_sub(u, v, k, q);
-    const Word top = u[k];
-    u[k] = top - owed;
-    if (top < owed) {
+    if (u[k] < mul_sub(u, v, k, q)) {
         --q;
-        u[k] += add(u, u, v, k);
+        add(u, u, v, k);
     }
     return q;
 }
@@ -84,12 +82,17 @@ using namespace ulmaro::bn;
 
 namespace {
 
-/// What the final shift of a remainder leaves above its value: a zero word, or two when the divisor's bit length is a
-/// multiple of 32, or a whole cleared buffer when it is and the remainder is zero. Never beyond a 10-word buffer.
-void pad_remainder(Word* rem, int top, bool whole_words) noexcept {
+/// The zero words above a remainder. The remainder comes shifted left by what the divisor's top word lacks of 32 bits,
+/// or by a whole word if it lacks none, and BN_rshift() brings it back: this is what that leaves, in a buffer of 10
+/// words.
+void pad_remainder(Word* rem, int top, int divisor_bits) noexcept {
     constexpr int buffer_words = 10;
     int end = top + 1;
-    if (whole_words) end = top == 0 ? buffer_words : top + 2;
+    if (divisor_bits == 32) {
+        end = top == 0 ? buffer_words : top + 2;
+    } else if (top > 0 && bit_length(rem[top - 1]) > divisor_bits) {
+        end = top + 2;
+    }
     for (int i = top; i < std::min(end, buffer_words); ++i) rem[i] = 0;
 }
 
@@ -107,11 +110,11 @@ void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsign
             rem_top = num_top;
             if (rm != nullptr) copy_extended(rm, num, num_top, d_top);
         } else {
-            const bool whole_words = bit_length(d[k - 1]) == 32;
+            const int divisor_bits = bit_length(d[k - 1]);
             const DivisionTops tops = divide(dv, rm, num, n, d, k);
             q_top = tops.quotient;
             rem_top = tops.remainder;
-            if (rm != nullptr) pad_remainder(rm, rem_top, whole_words);
+            if (rm != nullptr) pad_remainder(rm, rem_top, divisor_bits);
         }
     }
     if (dv_top != nullptr) *dv_top = q_top;
