@@ -45,6 +45,7 @@ void finish_limbs(Word* r, const Sum& t, const Limbs& m) noexcept {
 
 struct Accumulator {
     Word t[2 * max_words + 1] = {};
+    Word less[max_words];  ///< the result less m
 };
 
 /// Adds carry, the top word of row i, into the words above the row. The sum so far is below 2^(32 (i + len + 1) + 1),
@@ -61,12 +62,11 @@ void reduce_words_row(Accumulator& acc, int i, const Word* m, int len, Word npri
 }
 
 /// r = T - m or T for T = acc.t[len..2 len], all words looked at.
-void finish_words(Word* r, const Accumulator& acc, const Word* m, int len) noexcept {
+void finish_words(Word* r, Accumulator& acc, const Word* m, int len) noexcept {
     const Word* t = acc.t + len;
-    Word less[max_words];
-    const Word borrow = sub(less, t, m, len);
+    const Word borrow = sub(acc.less, t, m, len);
     const Word keep = 0U - (borrow & (t[len] ^ 1));
-    for (int i = 0; i < len; ++i) r[i] = (t[i] & keep) | (less[i] & ~keep);
+    for (int i = 0; i < len; ++i) r[i] = (t[i] & keep) | (acc.less[i] & ~keep);
 }
 
 }  // namespace
