@@ -1,0 +1,23 @@
+// The C library's generator: what applications of libUlmaroAlgrithm have always seen, call for call. It is seeded from
+// the clock and its scalars are not uniform; libUlmaroAlgrithmHardened is for those who need secret keys.
+#include <cstdlib>
+#include <ctime>
+
+#include "base/random.hpp"
+
+namespace ulmaro {
+
+void draw_scalar(std::span<std::uint32_t, 8> k, std::span<const std::uint32_t, 8> order) noexcept {
+    for (std::uint32_t& word : k) {
+        word = 0;
+        // The mask also keeps a replaced generator's negative values from reaching the other bytes.
+        for (unsigned shift = 0; shift < 32; shift += 8) {
+            word |= static_cast<std::uint32_t>(std::rand() & 0xff) << shift;
+        }
+    }
+    while (k[7] >= order[7]) k[7] >>= 1;
+}
+
+void note_group_prepared() noexcept { std::srand(static_cast<unsigned int>(std::time(nullptr))); }
+
+}  // namespace ulmaro
