@@ -208,3 +208,74 @@ void Exchange_DWORD(unsigned char* buf, unsigned int len, int mode);
 /** dst[len] = src[len] reversed; returns dst. len < 1 copies nothing. The two do not overlap. */
 unsigned char* sm2_copy(unsigned char* dst, unsigned char* src, int len);
 /** @} */
+
+/**
+ * @name Curve groups and points
+ * Points are in Jacobian coordinates in Montgomery form, and reduced. Records are read and written where it is said and
+ * nowhere else; a result may be the same record as an operand, but no other overlap is allowed. Nothing is validated.
+ * Threads: re-entrant, but for the random source. Time: depends on the scalars, unless said otherwise.
+ * @{
+ */
+
+/** What SM2_ECC_InitParameter() forwards to. */
+int ECC_InitParameter(ECCParameter_st* param, ec_group_st* grp);
+
+/** 1 when Z is zero over prime_top words, else 0. Time: constant in the words. */
+int ec_GFp_simple_is_at_infinity(ec_group_st* grp, ec_point_st* P);
+/** r = 2a. For infinity only Z and z_is_one of r are written (zero). */
+void ec_GFp_simple_dbl(ec_group_st* grp, ec_point_st* r, ec_point_st* a);
+/**
+ * r = a + b. When one of them is infinity, r is an exact copy of the other. When they are inverse to each other, only Z
+ * and z_is_one of r are written (zero).
+ */
+void ec_GFp_simple_add(ec_group_st* grp, ec_point_st* r, ec_point_st* a, ec_point_st* b);
+/** x, y = the affine coordinates, plain, words 8 and 9 zero. (0, 0) for infinity. */
+void ec_GFp_simple_point_get_affine_coordinates_GFp(ec_group_st* grp, ec_point_st* P, bignum_st* x, bignum_st* y);
+
+/**
+ * The width-w non-adjacent form of words 0..len-1 of scalar, for w in 1..7 and len up to 10 (others are brought into
+ * these ranges): digits that are zero or odd and below 2^w in size, least significant first, any two of them that are not
+ * zero more than w places apart. *outLen counts them up to the last that is not zero, at most bit length + 1.
+ * @return the digits, from malloc(): the caller frees them. Null with *outLen = 0 when there is no memory.
+ */
+signed char* compute_wNAF(bignum_st* scalar, int w, int len, int* outLen);
+/**
+ * r = [k]P + [l]Q, or [k]P when l is null (Q is not read then). The scalars count order_top words and are not reduced.
+ * When all digits of the scalars are zero, r is NOT written: set it to infinity before. Allocates nothing.
+ */
+void EC_POINTs_mul(ec_group_st* grp, ec_point_st* r, ec_point_st* P, bignum_st* k, ec_point_st* Q, bignum_st* l);
+/** @} */
+
+/**
+ * @name Key pairs
+ * @{
+ */
+
+/** What SM2_ECC_GenerateKeyPair() forwards to. */
+int ECC_GenerateKeyPair(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, ECC_PRIVATE_KEY* priKey);
+/** SM2_CalcPubKeyByPriKey() on any prepared group. The scalar is neither reduced nor checked. Returns 0. */
+int ECC_CalcPubKeyByPriKey(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, const bignum_st* priKey);
+/** What SM2_POINT_is_on_curve() forwards to. */
+int POINT_is_on_curve(ECCParameter_st* param, ECC_PUBLIC_KEY* pubKey);
+/**
+ * A key pair on ::group, which the application has prepared: pub_out[64] = x || y, priv_out[32] = d. The first argument
+ * is not read. Prints "\n" on standard output. Returns 0.
+ */
+int ECC_ProduceKey(int ignored, unsigned char* pub_out, unsigned char* priv_out);
+/** @} */
+
+/**
+ * @name Signature and encryption (GM/T 0003)
+ * @{
+ */
+
+/** What SM2_ECDSA_Signature() forwards to. */
+int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature);
+/** What SM2_ECDSA_Verification() forwards to. */
+int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, ECC_SIGNATURE* signature);
+/** What SM2_ECES_Encryption() forwards to. */
+int ECES_Encryption(ec_group_st* grp, unsigned char* msg, int msgLen, ECC_PUBLIC_KEY* pubKey,
+                    Ulmaro_ECC_CIPHER_BLOB* blob);
+/** What SM2_ECES_Decryption() forwards to. */
+int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey, unsigned char* plain);
+/** @} */

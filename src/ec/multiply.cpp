@@ -1,0 +1,73 @@
+#include "ec/multiply.hpp"
+
+#include <algorithm>
+
+#include "base/wipe.hpp"
+#include "bn/bytes.hpp"
+#include "ec/field.hpp"
+
+namespace ulmaro::ec {
+namespace {
+
+ec_point_st to_jacobian(ec_group_st& grp, AffinePoint& point) noexcept {
+    const Field f(grp);
+    ec_point_st out = {};
+    f.to_montgomery(out.X, point.x);
+    f.to_montgomery(out.Y, point.y);
+    std::copy_n(grp.mont_one.words, grp.prime_top, out.Z.words);
+    out.z_is_one = 1;
+    return out;
+}
+
+/// out = [k]P + [l]Q with Q and l both null for one term.
+bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, ec_point_st* Q, bignum_st* l, AffinePoint& out) noexcept {
+    Wiped<ec_point_st> sum;
+    *sum = {};  // infinity: a product by zero is not written
+    EC_POINTs_mul(&grp, &*sum, &P, &k, Q, l);
+    ec_GFp_simple_point_get_affine_coordinates_GFp(&grp, &*sum, &out.x, &out.y);
+    return ec_GFp_simple_is_at_infinity(&grp, &*sum) == 0;
+}
+
+}  // namespace
+
+AffinePoint load_point(const unsigned char* xy) noexcept {
+    AffinePoint point;
+    bn::from_be32(point.x, xy);
+    bn::from_be32(point.y, xy + 32);
+    return point;
+}
+
+void store_point(unsigned char* xy, const AffinePoint& point) noexcept {
+    bn::to_be32(xy, point.x.words);
+    bn::to_be32(xy + 32, point.y.words);
+}
+
+bool is_on_curve(ec_group_st& grp, AffinePoint& point) noexcept {
+    const Field f(grp);
+    bignum_st x = {}, y = {}, rhs = {};
+    f.to_montgomery(x, point.x);
+    f.to_montgomery(y, point.y);
+    f.sqr(rhs, x);
+    f.add(rhs, rhs, grp.a_mont);
+    f.mul(rhs, rhs, x);
+    f.add(rhs, rhs, grp.b_mont);
+    f.sqr(y, y);
+    return f.equal(y, rhs);
+}
+
+bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept {
+    return multiply(grp, grp.generator, k, nullptr, nullptr, out);
+}
+
+bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& out) noexcept {
+    ec_point_st P = to_jacobian(grp, point);
+    return multiply(grp, P, k, nullptr, nullptr, out);
+}
+
+bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bignum_st& t,
+                           AffinePoint& out) noexcept {
+    ec_point_st P = to_jacobian(grp, point);
+    return multiply(grp, grp.generator, s, &P, &t, out);
+}
+
+}  // namespace ulmaro::ec
