@@ -234,8 +234,8 @@ void ec_GFp_simple_point_get_affine_coordinates_GFp(ec_group_st* grp, ec_point_s
 
 /**
  * The width-w non-adjacent form of words 0..len-1 of scalar, for w in 1..7 and len up to 10 (others are brought into
- * these ranges): digits that are zero or odd and below 2^w in size, least significant first, any two of them that are not
- * zero more than w places apart. *outLen counts them up to the last that is not zero, at most bit length + 1.
+ * these ranges): digits that are zero or odd and below 2^w in size, least significant first, any two of them that are
+ * not zero more than w places apart. *outLen counts them up to the last that is not zero, at most bit length + 1.
  * @return the digits, from malloc(): the caller frees them. Null with *outLen = 0 when there is no memory.
  */
 signed char* compute_wNAF(bignum_st* scalar, int w, int len, int* outLen);
