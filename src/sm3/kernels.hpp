@@ -7,11 +7,27 @@
 
 namespace ulmaro::sm3 {
 
-/// One way to compress. V is the chaining value, 8 words A..H; data is 64 * blocks bytes, any alignment, apart from v.
+/// One way to compress: one stream, and several messages side by side.
+///
+/// In lanes a row is `lanes` words, one of each message; arrays of rows are aligned to 64 bytes. Expansion is linear,
+/// so messages that differ from others in few words are expanded once as they are, and then only their differences.
 struct Kernels {
     const char* name;
+
+    /// v is the chaining value, 8 words A..H; data is 64 * blocks bytes, any alignment, apart from v.
     void (*compress)(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept;
+
+    /// A power of two, at most kMaxLanes; 1 where there is nothing to gain, and then the two functions are null.
+    std::size_t lanes;
+    /// w is 68 rows: W_16 to W_67 from the 16 first.
+    void (*expand_lanes)(std::uint32_t* w) noexcept;
+    /// v and result are 8 rows of chaining values; result may be v. The words of lane i are
+    /// W_j = w[j * lanes + i] xor difference[j * stride].
+    void (*compress_lanes)(const std::uint32_t* v, std::uint32_t* result, const std::uint32_t* w,
+                           const std::uint32_t* difference, std::size_t stride) noexcept;
 };
+
+inline constexpr std::size_t kMaxLanes = 16;
 
 /// The kernels that this processor can run, best first; the portable one is last and always there.
 std::span<const Kernels* const> supported_kernels() noexcept;

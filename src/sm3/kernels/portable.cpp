@@ -1,6 +1,6 @@
 // SM3 compression in plain C++: V := CF(V, block) for each block in turn.
 //
-//   compress(v[8], data[64 * blocks], blocks)    v and data do not overlap; any alignment of data
+//   compress_portable(v[8], data[64 * blocks], blocks)    v and data do not overlap; any alignment of data
 //
 // Expansion runs four words ahead of the rounds, in a ring of 16 words: what fits the registers least badly.
 #include "sm3/kernels/portable.hpp"
@@ -46,7 +46,9 @@ template <unsigned... kGroup>
     (four_rounds<4 * kGroup>(s, w), ...);
 }
 
-void compress(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
+}  // namespace
+
+void compress_portable(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
     std::uint32_t w[16];
     for (; blocks != 0; --blocks, data += 64) {
         for (unsigned i = 0; i < 16; ++i) w[i] = load_be32(data + 4 * i);
@@ -63,8 +65,6 @@ void compress(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) no
     }
 }
 
-}  // namespace
-
-constinit const Kernels portable_kernels{"portable", compress};
+constinit const Kernels portable_kernels{"portable", compress_portable, 1, nullptr, nullptr};
 
 }  // namespace ulmaro::sm3
