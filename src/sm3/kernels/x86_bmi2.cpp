@@ -20,10 +20,10 @@ namespace {
 constexpr unsigned kSteps = 22;      // of three rounds; the last step has round 63 alone
 constexpr unsigned kKnownSteps = 4;  // whose words all come from the block itself
 
-/// Row i holds W_3i to W_3i+2 and the same of W'_j = W_j xor W_j+4; the fourth words are not used.
+/// Row i % 8 holds W_3i to W_3i+2 and the same of W'_j = W_j xor W_j+4 for step i; the fourth words are not used.
 struct Schedule {
-    alignas(16) std::uint32_t w[kSteps][4];
-    alignas(16) std::uint32_t wp[kSteps][4];
+    alignas(32) std::uint32_t w[8][4];
+    alignas(32) std::uint32_t wp[8][4];
 };
 
 /// The words that later ones come from, as rings: aligned[i % 6] is W_3i to W_3i+2 and shifted[i % 6] is W_3i+1 to
@@ -50,19 +50,28 @@ template <int n>
 }
 
 [[gnu::always_inline]] inline void put_row(Schedule* s, unsigned row, __m128i w, __m128i w4) {
-    _mm_store_si128(reinterpret_cast<__m128i*>(s->w[row]), w);
-    _mm_store_si128(reinterpret_cast<__m128i*>(s->wp[row]), _mm_xor_si128(w, w4));
+    _mm_store_si128(reinterpret_cast<__m128i*>(s->w[row % 8]), w);
+    _mm_store_si128(reinterpret_cast<__m128i*>(s->wp[row % 8]), _mm_xor_si128(w, w4));
 }
 
-/// Row i < 4 from the block. Nothing behind the block is read.
+/// Row i < 4 from the block, which is read in its quarters: they are what a caller that filled it wrote as a whole.
 template <unsigned i>
 [[gnu::always_inline]] inline void known_row(Triples& t, Schedule* s, const std::uint8_t* data) {
-    t.aligned[i] = words_at(data, 3 * i);
-    if constexpr (i + 1 < kKnownSteps) {
-        t.shifted[i + 1] = words_at(data, 3 * i + 4);
+    if constexpr (i == 0) {
+        t.aligned[0] = words_at(data, 0);
+        t.shifted[1] = words_at(data, 4);
+    } else if constexpr (i == 1) {
+        t.aligned[4] = words_at(data, 8);
+        t.aligned[1] = _mm_alignr_epi8(t.shifted[1], t.aligned[0], 12);
+        t.shifted[2] = _mm_alignr_epi8(t.aligned[4], t.shifted[1], 12);
+    } else if constexpr (i == 2) {
+        t.aligned[3] = t.aligned[4];
+        t.aligned[4] = words_at(data, 12);
+        t.aligned[2] = _mm_alignr_epi8(t.aligned[3], t.shifted[1], 8);
+        t.shifted[3] = _mm_alignr_epi8(t.aligned[4], t.aligned[3], 8);
     } else {
-        t.aligned[i + 1] = words_at(data, 12);
-        t.shifted[i + 1] = _mm_srli_si128(t.aligned[i + 1], 4);
+        t.aligned[3] = _mm_alignr_epi8(t.aligned[4], t.aligned[3], 4);
+        t.shifted[4] = _mm_srli_si128(t.aligned[4], 4);
     }
     put_row(s, i, t.aligned[i], t.shifted[i + 1]);
 }
@@ -116,8 +125,8 @@ template <unsigned j>
             "xorl %[p], %[h]\n\t"
             "xorl %[q], %[h]"
             : [b] "+r"(b), [d] "+r"(d), [f] "+r"(f), [h] "+r"(h), [p] "=&r"(p), [q] "=&r"(q), [r] "=&r"(r)
-            : [a] "r"(a), [c] "r"(c), [e] "r"(e), [g] "r"(g), [w] "m"(s->w[j / 3][j % 3]),
-              [wp] "m"(s->wp[j / 3][j % 3]), [t] "i"(rotated)
+            : [a] "r"(a), [c] "r"(c), [e] "r"(e), [g] "r"(g), [w] "m"(s->w[j / 3 % 8][j % 3]),
+              [wp] "m"(s->wp[j / 3 % 8][j % 3]), [t] "i"(rotated)
             : "cc");
     } else {
         __asm__(
@@ -135,6 +144,7 @@ template <unsigned j>
             "addl %[r], %[h]\n\t"
             "movl %[b], %[r]\n\t"  // FF = (B & C) + ((B ^ C) & A)
             "andl %[c], %[r]\n\t"
+            "rorx $13, %[f], %[f]\n\t"
             "addl %[r], %[d]\n\t"
             "movl %[b], %[r]\n\t"
             "xorl %[c], %[r]\n\t"
@@ -145,12 +155,11 @@ template <unsigned j>
             "rorx $23, %[h], %[p]\n\t"
             "rorx $15, %[h], %[q]\n\t"
             "rorx $23, %[b], %[b]\n\t"
-            "rorx $13, %[f], %[f]\n\t"
             "xorl %[p], %[h]\n\t"
             "xorl %[q], %[h]"
             : [b] "+r"(b), [d] "+r"(d), [f] "+r"(f), [h] "+r"(h), [p] "=&r"(p), [q] "=&r"(q), [r] "=&r"(r)
-            : [a] "r"(a), [c] "r"(c), [e] "r"(e), [g] "r"(g), [w] "m"(s->w[j / 3][j % 3]),
-              [wp] "m"(s->wp[j / 3][j % 3]), [t] "i"(rotated)
+            : [a] "r"(a), [c] "r"(c), [e] "r"(e), [g] "r"(g), [w] "m"(s->w[j / 3 % 8][j % 3]),
+              [wp] "m"(s->wp[j / 3 % 8][j % 3]), [t] "i"(rotated)
             : "cc");
     }
 }
@@ -177,9 +186,9 @@ template <unsigned... i>
     (step<i>(state, t, out, in, next_block), ...);
 }
 
-template <unsigned... i>
-[[gnu::always_inline]] inline void wipe(Schedule* s, std::integer_sequence<unsigned, i...>) {
-    (put_row(s, i, _mm_setzero_si128(), _mm_setzero_si128()), ...);
+template <std::size_t... i>
+[[gnu::always_inline]] inline void wipe(Schedule* s, std::index_sequence<i...>) {
+    (_mm256_store_si256(reinterpret_cast<__m256i*>(s) + i, _mm256_setzero_si256()), ...);
     __asm__ volatile("" : : "r"(s) : "memory");
 }
 
@@ -213,7 +222,7 @@ void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t block
         data = next;
     }
 
-    wipe(&schedule, std::make_integer_sequence<unsigned, kSteps>{});
+    wipe(&schedule, std::make_index_sequence<sizeof schedule / 32>{});
 }
 
 }  // namespace ulmaro::sm3
