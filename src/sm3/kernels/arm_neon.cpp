@@ -10,7 +10,7 @@ namespace ulmaro::sm3 {
 namespace {
 
 using V = uint32x4_t;
-constexpr std::size_t kLanes = kNeonLanes;
+constexpr std::size_t kLanes = 4;
 
 [[gnu::always_inline]] inline V load(const std::uint32_t* p) { return vld1q_u32(p); }
 [[gnu::always_inline]] inline void store(std::uint32_t* p, V v) { vst1q_u32(p, v); }
@@ -31,13 +31,6 @@ template <int n>
 #include "sm3/kernels/lanes.inl"
 
 }  // namespace
-
-void expand_lanes_neon(std::uint32_t* w) noexcept { expand_lanes(w); }
-
-void compress_lanes_neon(const std::uint32_t* v, std::uint32_t* result, const std::uint32_t* w,
-                         const std::uint32_t* difference, std::size_t stride) noexcept {
-    compress_lanes(v, result, w, difference, stride);
-}
 
 constinit const Kernels neon_kernels{"neon", compress_portable, kLanes, expand_lanes, compress_lanes};
 
