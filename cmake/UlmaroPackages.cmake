@@ -14,6 +14,7 @@ macro(ulmaro_require switch package)
 endmacro()
 
 ulmaro_require(ULMARO_BUILD_TOOL CLI11)
+ulmaro_require(ULMARO_BUILD_TOOL MbedCrypto)
 if(CMAKE_CROSSCOMPILING)
   # Debian's GoogleTest archives are native: build the packaged sources instead.
   if(ULMARO_BUILD_TESTS)

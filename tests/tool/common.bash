@@ -24,3 +24,14 @@ only_files() {
 random_file() {
   head -c "$2" /dev/urandom >"$1"
 }
+
+# Bytes from hexadecimal digits; blanks are ignored.
+unhex() {
+  local digits=${*//[[:space:]]/}
+  printf '%b' "$(sed 's/../\\x&/g' <<<"$digits")"
+}
+
+# Hexadecimal digits of standard input.
+tohex() {
+  od -An -v -tx1 | tr -d ' \n'
+}

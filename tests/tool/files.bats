@@ -94,14 +94,16 @@ start_stalled() {
   ! "$ULMARO" sm3 large 2>&1 | grep -q '%'
 }
 
-@test "help, version and the demo" {
+@test "help, version, info and the demo" {
   run -0 "$ULMARO" --version
   [[ $output =~ ^ulmaro\ [0-9]+\.[0-9]+\.[0-9]+$ ]]
   run -0 "$ULMARO" sm4 encrypt --help
+  run -0 "$ULMARO" info
+  [[ $output == *libUlmaroAlgrithmHardened.so*"getrandom"* ]]
   random_file sample 5000
   run -0 "$ULMARO" demo sample
   [[ $output == *"$(openssl dgst -sm3 -r sample | cut -c1-64)"* ]]
-  [[ $output == *identical* ]]
+  [[ $output == *valid*refused*"the same key"*identical* ]]
   run -0 "$ULMARO" demo
   run -1 "$ULMARO" demo missing
   run -1 "$ULMARO" demo -

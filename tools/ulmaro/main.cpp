@@ -48,8 +48,17 @@ int run(int argc, char** argv) {
 
     int status = kExitOk;
     add_sm3(app, operands, status);
-    add_sm4(app, status);
-    add_demo(app, status);
+    add_sm4(app);
+    add_keygen(app);
+    add_pubkey(app);
+    add_sign(app);
+    add_verify(app, status);
+    add_encrypt(app);
+    add_decrypt(app);
+    add_digest(app);
+    add_convert(app);
+    add_info(app);
+    add_demo(app);
 
     try {
         app.parse(args);

@@ -2,24 +2,104 @@
 #include <stdlib.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "commands/commands.hpp"
+#include "formats/signature.hpp"
 #include "support/digest.hpp"
 #include "support/error.hpp"
 #include "support/hex.hpp"
 #include "support/random.hpp"
+#include "support/sm2.hpp"
 #include "support/sm4_stream.hpp"
 
 namespace ulmaro::tool {
 namespace {
 
-void step(int number, const char* title) { std::printf("\n%d. %s\n", number, title); }
+class Tour {
+public:
+    explicit Tour(const std::string& path) : path_(path) {}
 
-void show(const char* label, const std::string& value) { std::printf("   %-12s %s\n", label, value.c_str()); }
+    void hash() {
+        step("Hash the file with SM3");
+        Input input(path_);
+        digest_ = digest_of(input, true);
+        show("SM3", to_hex(digest_));
+    }
+
+    void make_keys() {
+        step("Make an SM2 key pair");
+        generate_key_pair(*secret_, point_);
+        show("private d", "32 bytes, not shown");
+        show("public x", to_hex(point_.x));
+        show("public y", to_hex(point_.y));
+    }
+
+    void sign_and_verify() {
+        step("Sign the file with the private key");
+        const Digest z = identity_digest({}, point_);
+        const Digest e = digest_with(z, "");
+        signature_ = sign(e, *secret_);
+        show("Z", to_hex(z) + "  (signer: identity, curve, public key)");
+        show("e", to_hex(e) + "  (SM3 of Z and the file)");
+        show("r", to_hex(signature_.r));
+        show("s", to_hex(signature_.s));
+
+        step("Verify the signature with the public key");
+        expect(verify(e, point_, signature_), "valid", "the signature was refused");
+
+        step("Verify it over a tampered copy: the file with one byte more");
+        const Digest tampered = digest_with(z, "!");
+        show("e", to_hex(tampered));
+        expect(!verify(tampered, point_, signature_), "refused, as it should be", "a tampered file was accepted");
+    }
+
+    void seal_and_open_key() {
+        step("Draw a random SM4 key and encrypt it to the public key with SM2");
+        fill_random(*job_.key);
+        const SecretBuffer record = encrypt(*job_.key, point_);
+        show("SM4 key", "16 bytes, not shown");
+        show("ciphertext", to_hex(record.span().first(32)) + "...  (" + std::to_string(record.size()) + " bytes)");
+
+        step("Decrypt the SM4 key with the private key");
+        const SecretBuffer opened = decrypt(record.span(), *secret_);
+        expect(std::ranges::equal(opened.span(), *job_.key), "the same key", "SM2 gave back another key");
+    }
+
+    void encrypt_and_decrypt_file();
+
+private:
+    void step(const char* title) { std::printf("\n%d. %s\n", ++number_, title); }
+    static void show(const char* label, const std::string& value) {
+        std::printf("   %-12s %s\n", label, value.c_str());
+    }
+    static void expect(bool good, const char* result, const char* complaint) {
+        if (!good) throw Failure(complaint);
+        show("result", result);
+    }
+    /// e of the file with something after it.
+    Digest digest_with(const Digest& z, std::string_view suffix) const {
+        Input input(path_);
+        Sm3 hash;
+        hash.update(z);
+        absorb(hash, input, true);
+        hash.update(std::span(reinterpret_cast<const unsigned char*>(suffix.data()), suffix.size()));
+        return hash.finish();
+    }
+
+    std::string path_;
+    int number_ = 0;
+    Digest digest_{};
+    PrivateKey secret_;
+    ECC_PUBLIC_KEY point_{};
+    ECC_SIGNATURE signature_{};
+    Sm4Job job_;
+};
 
 /// A file without a name: it goes away with its last descriptor, however the program ends.
 class ScratchFile {
@@ -41,44 +121,28 @@ private:
     Fd file_;
 };
 
-std::string first_bytes(Input input) {
-    std::array<unsigned char, 32> bytes{};
-    const std::size_t n = input.read(bytes);
-    return to_hex(std::span(bytes).first(n)) + (n == bytes.size() ? "..." : "");
-}
-
-Digest hash_step(const std::string& path) {
-    step(1, "Hash the file with SM3");
-    Input input(path);
-    const Digest digest = digest_of(input, true);
-    show("SM3", to_hex(digest));
-    return digest;
-}
-
-/// Encrypts path and decrypts the result; the digest of what came back.
-Digest cipher_steps(const std::string& path) {
-    step(2, "Encrypt it with SM4 in CBC mode, under a fresh random key");
-    Sm4Job job;
-    fill_random(*job.key);
+void Tour::encrypt_and_decrypt_file() {
+    step("Encrypt the file under that key with SM4 in CBC mode");
     const ScratchFile sealed;
-    Input original(path);
+    Input original(path_);
     Output sealed_out = sealed.writer();
-    sm4_encrypt(job, original, sealed_out);
-    show("key", to_hex(*job.key));
-    show("IV", first_bytes(sealed.reader()).substr(0, 32) + "  (stands before the ciphertext)");
+    sm4_encrypt(job_, original, sealed_out);
+    std::array<unsigned char, 48> start{};
+    sealed.reader().read(start);
+    show("IV", to_hex(std::span(start).first(16)) + "  (random, stands before the ciphertext)");
+    show("ciphertext", to_hex(std::span(start).last(32)) + "...");
     show("size", std::to_string(original.size()) + " bytes became " + std::to_string(sealed.reader().size()) +
-                     ": IV and padding come on top");
-    show("begins", first_bytes(sealed.reader()));
+                     ", with IV and padding");
 
-    step(3, "Decrypt the ciphertext with the same key");
+    step("Decrypt it and compare");
     const ScratchFile opened;
     Input sealed_in = sealed.reader();
     Output opened_out = opened.writer();
-    sm4_decrypt(job, sealed_in, opened_out);
+    sm4_decrypt(job_, sealed_in, opened_out);
     Input result = opened.reader();
     const Digest digest = digest_of(result, true);
     show("SM3", to_hex(digest));
-    return digest;
+    expect(digest == digest_, "identical to the original", "the decrypted file differs from the original");
 }
 
 void run(const std::string& file) {
@@ -88,17 +152,17 @@ void run(const std::string& file) {
     if (path == "-" || probe.size() == 0) throw Failure(probe.name() + ": the demo needs a regular file with content");
     std::printf("The file is %s, %llu bytes.\n", file.empty() ? "this program itself" : file.c_str(),
                 static_cast<unsigned long long>(probe.size()));
-
-    const Digest before = hash_step(path);
-    const Digest after = cipher_steps(path);
-    step(4, "Compare");
-    if (before != after) throw Failure("the decrypted file differs from the original");
-    show("result", "identical: the decrypted file is the original, byte for byte");
+    Tour tour(path);
+    tour.hash();
+    tour.make_keys();
+    tour.sign_and_verify();
+    tour.seal_and_open_key();
+    tour.encrypt_and_decrypt_file();
 }
 
 }  // namespace
 
-void add_demo(CLI::App& app, int& /*status*/) {
+void add_demo(CLI::App& app) {
     CLI::App* sub = app.add_subcommand("demo", "Show the library at work on a file, step by step");
     const auto file = std::make_shared<std::string>();
     sub->add_option("FILE", *file, "A file to work on; without one, this program");

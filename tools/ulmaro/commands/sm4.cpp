@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "commands/commands.hpp"
+#include "commands/options.hpp"
 #include "support/error.hpp"
 #include "support/hex.hpp"
 #include "support/sm4_stream.hpp"
@@ -49,7 +50,7 @@ void read_key_file(const std::string& path, Block& key) {
 
 void run(const Options& o, void (*transform)(const Sm4Job&, Input&, Output&)) {
     if (o.iv && o.mode == "ecb") throw UsageError("--iv is meaningless with --mode ecb");
-    if (o.key_file == "-" && o.input == "-") throw UsageError("key and input cannot both come from standard input");
+    require_one_stdin({o.key_file.value_or(""), o.input});
     Sm4Job job;
     job.mode = o.mode == "ecb" ? Sm4Mode::ecb : Sm4Mode::cbc;
     job.padding = o.padding == "none" ? Padding::none : Padding::pkcs7;
@@ -84,7 +85,7 @@ void add_direction(CLI::App& sm4, const char* name, const char* help,
 
 }  // namespace
 
-void add_sm4(CLI::App& app, int& /*status*/) {
+void add_sm4(CLI::App& app) {
     CLI::App* sm4 = app.add_subcommand("sm4", "Encrypt or decrypt a file with SM4");
     sm4->require_subcommand(1);
     sm4->footer("The ciphertext is not authenticated: a change to it can go unnoticed.");

@@ -14,14 +14,17 @@ int digit(char c) {
 
 }  // namespace
 
-std::string to_hex(std::span<const unsigned char> bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    text.reserve(bytes.size() * 2);
-    for (const unsigned char b : bytes) {
-        text += kDigits[b >> 4];
-        text += kDigits[b & 15];
+void write_hex(std::span<const unsigned char> bytes, std::span<unsigned char> out) {
+    constexpr unsigned char kDigits[] = "0123456789abcdef";
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        out[2 * i] = kDigits[bytes[i] >> 4];
+        out[2 * i + 1] = kDigits[bytes[i] & 15];
     }
+}
+
+std::string to_hex(std::span<const unsigned char> bytes) {
+    std::string text(bytes.size() * 2, '\0');
+    write_hex(bytes, std::span(reinterpret_cast<unsigned char*>(text.data()), text.size()));
     return text;
 }
 

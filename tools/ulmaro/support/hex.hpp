@@ -8,7 +8,10 @@
 
 namespace ulmaro::tool {
 
-/// Lower-case digits, two for each byte.
+/// Lower-case digits, two for each byte, into out of twice the size of bytes.
+void write_hex(std::span<const unsigned char> bytes, std::span<unsigned char> out);
+
+/// The same as a string, for what is not secret.
 std::string to_hex(std::span<const unsigned char> bytes);
 
 /// Whether text consists of hexadecimal digits only, of either case. True for the empty text.

@@ -3,9 +3,16 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "support/error.hpp"
 
 namespace ulmaro::tool {
+namespace {
+
+constexpr std::size_t kFirstGuess = 4096;
+
+}  // namespace
 
 Input::Input(const std::string& path) : name_(path), fd_(STDIN_FILENO) {
     if (path == "-") {
@@ -32,6 +39,24 @@ std::size_t Input::read(std::span<unsigned char> buffer) {
         filled += static_cast<std::size_t>(n);
     }
     return filled;
+}
+
+SecretBuffer Input::read_all(std::size_t limit) {
+    const auto too_much = [&] { return Failure(name_ + ": more than " + std::to_string(limit) + " bytes"); };
+    if (size() > limit) throw too_much();
+    // One byte more than expected, so that the end shows without another round.
+    SecretBuffer buffer(std::max<std::size_t>(static_cast<std::size_t>(size()), kFirstGuess) + 1);
+    std::size_t filled = read(buffer.span());
+    while (filled == buffer.size()) {
+        if (filled > limit) throw too_much();
+        SecretBuffer larger(2 * filled);
+        std::ranges::copy(buffer.span(), larger.data());
+        buffer = std::move(larger);
+        filled += read(buffer.span().subspan(filled));
+    }
+    if (filled > limit) throw too_much();
+    buffer.shrink(filled);
+    return buffer;
 }
 
 std::uint64_t Input::size() const {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/fd.hpp"
+#include "support/secret.hpp"
 
 namespace ulmaro::tool {
 
@@ -19,6 +20,9 @@ public:
 
     /// Fills as much of buffer as there is input: fewer bytes than asked mean the end. Throws Failure.
     std::size_t read(std::span<unsigned char> buffer);
+
+    /// Everything that is left; throws Failure when it is more than limit bytes.
+    SecretBuffer read_all(std::size_t limit);
 
     /// Bytes of a regular file, 0 for anything else.
     std::uint64_t size() const;

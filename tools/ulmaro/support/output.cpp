@@ -169,4 +169,10 @@ void Output::commit() {
     temporary_.clear();
 }
 
+void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access) {
+    Output output(path, access);
+    output.write(bytes);
+    output.commit();
+}
+
 }  // namespace ulmaro::tool

@@ -45,6 +45,9 @@ private:
     int fd_;
 };
 
+/// A whole output at once.
+void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access = Access::everyone);
+
 /// Makes interrupting signals remove the temporary files before they end the process, and a file size limit a
 /// failure of the write. Called once, before any Output.
 void guard_temporary_files();

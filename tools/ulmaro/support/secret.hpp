@@ -3,7 +3,7 @@
 
 #include <string.h>
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <span>
@@ -29,28 +29,44 @@ private:
     T value_{};
 };
 
-/// Heap bytes of a fixed capacity that are wiped before they are released.
+/// Heap bytes that are wiped before they are released. The size can only go down.
 class SecretBuffer {
 public:
     explicit SecretBuffer(std::size_t size)
-        : data_(std::make_unique_for_overwrite<unsigned char[]>(size)), size_(size) {}
+        : data_(std::make_unique_for_overwrite<unsigned char[]>(size)), capacity_(size), size_(size) {}
     SecretBuffer(const SecretBuffer&) = delete;
     SecretBuffer& operator=(const SecretBuffer&) = delete;
-    SecretBuffer(SecretBuffer&& other) noexcept : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
-    SecretBuffer& operator=(SecretBuffer&&) = delete;
+    SecretBuffer(SecretBuffer&& other) noexcept
+        : data_(std::move(other.data_)),
+          capacity_(std::exchange(other.capacity_, 0)),
+          size_(std::exchange(other.size_, 0)) {}
+    SecretBuffer& operator=(SecretBuffer&& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(capacity_, other.capacity_);
+        std::swap(size_, other.size_);
+        return *this;
+    }
     ~SecretBuffer() {
-        if (data_) explicit_bzero(data_.get(), size_);
+        if (data_) explicit_bzero(data_.get(), capacity_);
     }
 
     unsigned char* data() noexcept { return data_.get(); }
     const unsigned char* data() const noexcept { return data_.get(); }
     std::size_t size() const noexcept { return size_; }
+    void shrink(std::size_t size) noexcept { size_ = std::min(size, size_); }
     std::span<unsigned char> span() noexcept { return {data_.get(), size_}; }
     std::span<const unsigned char> span() const noexcept { return {data_.get(), size_}; }
 
 private:
     std::unique_ptr<unsigned char[]> data_;
+    std::size_t capacity_;
     std::size_t size_;
 };
+
+inline SecretBuffer copy_of(std::span<const unsigned char> bytes) {
+    SecretBuffer copy(bytes.size());
+    std::ranges::copy(bytes, copy.data());
+    return copy;
+}
 
 }  // namespace ulmaro::tool

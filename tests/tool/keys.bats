@@ -1,0 +1,157 @@
+load common
+
+u() {
+  "$ULMARO" "$@"
+}
+
+# Scalars whose public key begins x (327) or y (107) with a zero byte, the smallest and the largest one, and the
+# standard's example.
+SCALARS=(
+  0000000000000000000000000000000000000000000000000000000000000147
+  000000000000000000000000000000000000000000000000000000000000006b
+  0000000000000000000000000000000000000000000000000000000000000001
+  fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54121
+  3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8
+)
+
+@test "a new pair is accepted by openssl, fresh, and private for its owner" {
+  umask 000
+  touch old.pem
+  u keygen -o old.pem --pub pub.pem
+  u keygen -o new.pem
+  ! cmp -s old.pem new.pem
+  [ "$(stat -c %a old.pem new.pem pub.pem | tr '\n' ' ')" = "600 600 666 " ]
+  openssl pkey -in old.pem -check -noout
+  openssl pkey -in old.pem -pubout | cmp - pub.pem
+  openssl pkey -in pub.pem -pubin -text -noout | grep -q 'ASN1 OID: SM2'
+  u pubkey -k old.pem | cmp - pub.pem
+  u pubkey -k pub.pem | cmp - pub.pem
+}
+
+@test "every form of a key is written, read again, and is openssl's" {
+  for d in "${SCALARS[@]}"; do
+    echo "$d" >hex
+    u convert key -i hex --to pem -o pem
+    u convert key -i pem --to der -o der
+    u convert key -i der --to raw -o raw
+    [ "$(tohex <raw)" = "$d" ]
+    [ "$(u convert key -i raw --to hex)" = "$d" ]
+    openssl pkey -in pem | cmp - pem
+    openssl pkcs8 -topk8 -nocrypt -in pem -outform DER | cmp - der
+    openssl pkey -in pem -pubout | cmp - <(u convert key --public -i pem --to pem)
+    openssl pkey -in pem -pubout -outform DER >pub.der
+    u pubkey -k pem -f der | cmp - pub.der
+    point=$(tail -c 65 pub.der | tohex)
+    [ "$(u pubkey -k pub.der -f hex)" = "$point" ]
+    for text in "$point" "${point#04}" "${point^^}"; do
+      echo "$text" | u pubkey -k - -f der | cmp - pub.der
+    done
+    unhex "$point" | u pubkey -k - -f raw | cmp - <(unhex "${point#04}")
+    openssl ec -in pem 2>/dev/null | u convert key --to pem | cmp - pem
+    openssl ec -in pem -outform DER 2>/dev/null | u convert key --to pem | cmp - pem
+    { echo comment; openssl ecparam -name SM2; cat pem; } | u convert key --to hex | grep -qx "$d"
+  done
+  [ "$(stat -c %a pem)" = 600 ]
+}
+
+@test "keys that name SM2 as their algorithm are read" {
+  u keygen -o k -f der
+  u pubkey -k k -f der >pub
+  sequence() {
+    local body=${1// /} size
+    size=$(printf %02x $((${#body} / 2)))
+    [ ${#body} -lt 256 ] || size=81$size
+    unhex "30$size$body"
+  }
+  # SEQUENCE { SM2 }, { SM2, SM2 }, { SM2, NULL } and { SM2 for encryption }, in a public and a private key
+  sm2=06082a811ccf5501822d
+  bits=$(tail -c 68 pub | tohex)
+  inner=$(tail -c 111 k | tohex)
+  for algorithm in "300a $sm2" "3014 $sm2 $sm2" "300c $sm2 0500" "300b 06092a811ccf5501822d03"; do
+    sequence "$algorithm $bits" | u pubkey -k - -f der | cmp - pub
+    sequence "020100 $algorithm $inner" | u convert key --to der | cmp - k
+  done
+}
+
+@test "encrypted keys go both ways with openssl" {
+  printf 'pass phrase\nsecond line\n' >pw
+  u keygen -o plain
+  u keygen -o sealed --passphrase-file pw
+  grep -q 'BEGIN ENCRYPTED PRIVATE KEY' sealed
+  u convert key -i plain --to pem --new-passphrase-file pw | openssl pkey -passin 'pass:pass phrase' | cmp - plain
+  u convert key -i plain --to der --new-passphrase-file pw |
+    openssl pkey -inform DER -passin 'pass:pass phrase' | cmp - plain
+  openssl pkey -in sealed -passin 'pass:pass phrase' -pubout | cmp - <(u pubkey -k sealed --passphrase-file pw)
+  for v2 in aes-128-cbc aes-192-cbc aes-256-cbc; do
+    for prf in hmacWithSHA1 hmacWithSHA256 hmacWithSHA512; do
+      openssl pkcs8 -topk8 -in plain -v2 $v2 -v2prf $prf -iter 1000 -passout 'pass:pass phrase' |
+        u convert key --to pem --passphrase-file pw | cmp - plain
+    done
+  done
+  openssl ec -in plain -aes256 -passout 'pass:pass phrase' 2>/dev/null >old
+  grep -q 'Proc-Type' old
+  u convert key -i old --to pem --passphrase-file pw | cmp - plain
+  echo wrong >pw
+  refuses 1 u convert key -i sealed --to pem --passphrase-file pw -o out
+  [[ $stderr == *"wrong passphrase"* ]]
+  refuses 1 u convert key -i old --to pem --passphrase-file pw -o out
+  [[ $stderr == *"wrong passphrase"* ]]
+  openssl pkcs8 -topk8 -in plain -scrypt -passout pass:wrong -out scrypt
+  refuses 1 u convert key -i scrypt --to pem --passphrase-file pw -o out
+  openssl pkcs8 -topk8 -in plain -v2 des3 -passout pass:wrong -out des
+  refuses 1 u convert key -i des --to pem --passphrase-file pw -o out
+  [ ! -e out ]
+}
+
+@test "a passphrase is asked for on the terminal, twice for a new key" {
+  type_in() { (for line in "${@:2}"; do sleep 0.3; echo "$line"; done) | script -qec "$1" /dev/null; }
+  type_in "$ULMARO keygen -p -o sealed" one one >screen
+  ! grep -q one screen
+  openssl pkey -in sealed -passin pass:one -noout
+  type_in "$ULMARO pubkey -k sealed -o pub" one
+  openssl pkey -in sealed -passin pass:one -pubout | cmp - pub
+  ! type_in "$ULMARO keygen -p -o other" one two
+  refuses 1 setsid "$ULMARO" pubkey -k sealed -o other
+  [ ! -e other ]
+}
+
+@test "keys that are damaged, foreign or out of range are refused" {
+  u keygen -o k -f der
+  u pubkey -k k -f der >pub
+  u convert key -i k --to pem -o pem
+  openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -outform DER -out p256
+  openssl genpkey -algorithm ED25519 -outform DER -out ed
+  openssl pkey -in p256 -pubout -outform DER -out p256.pub
+  openssl ec -in pem -param_enc explicit -outform DER -out explicit 2>/dev/null
+  openssl ec -in pem -pubout -conv_form compressed -outform DER -out compressed 2>/dev/null
+  head -c 100 k >short
+  { cat k; echo; } >long
+  sed 's/./!/30' pem >damaged.pem
+  sed '/END/d' pem >open.pem
+  : >empty
+  head -c 70000 /dev/zero >huge
+  # the public part of another key, a point off the curve, d = 0, d = n - 1, d = n
+  u keygen -o k2 -f der
+  { head -c -64 k; tail -c 64 k2; } >mixed
+  { head -c -1 pub; tail -c 2 pub | head -c 1; } >off
+  cmp -s off pub && unhex 00 | cat <(head -c -1 pub) - >off
+  printf '%064d' 0 >zero
+  echo fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54122 >last
+  echo fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54123 >order
+  # a version in two bytes, a length in the long form
+  unhex "308188 02020000 $(tail -c +7 k | tohex)" >version
+  unhex "308158 $(tail -c +3 pub | tohex)" >length
+  files=(*)
+  for file in p256 ed p256.pub explicit compressed short long damaged.pem open.pem empty huge mixed off zero last order \
+    version length missing .; do
+    refuses 1 u pubkey -k "$file" -o out
+    [[ $stderr == "ulmaro: $file: "* ]]
+  done
+  only_files "${files[@]}"
+  refuses 1 u sign -k pub -i k -o out
+  refuses 1 u keygen -o out --pub missing/pub
+  refuses 1 u keygen -o missing/out --pub pub2
+  refuses 2 u keygen -o out -f hex --passphrase-file k
+  refuses 2 u keygen
+  only_files "${files[@]}"
+}

@@ -1,0 +1,131 @@
+load common
+
+u() {
+  "$ULMARO" "$@"
+}
+
+# The standard's example: key, e of "message digest" under the default identity, and the signature for its k.
+D=3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8
+Z=b2e14c5c79c6df5b85f4fe7ed8db7a262b9da7e07ccb0ea9f4747b8ccda8a4f3
+E=f0b43e94ba45accaace692ed534382eb17e6ab5a19ce7b31f4486fdfc0d28640
+R=f5a03b0648d2c4630eeac513e1bb81a15944da3827d5b74143ac7eaceee720b3
+S=b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa
+
+@test "the standard's example" {
+  echo $D >key
+  printf 'message digest' >message
+  run -0 u digest -k key -i message
+  [ "$output" = "Z = $Z"$'\n'"e = $E" ]
+  echo $R$S >signature
+  u verify -k key -i message -s signature -f hex
+  u verify -k key --digest $E -s signature -f hex
+}
+
+@test "signatures go both ways with openssl, under every identity" {
+  u keygen -o key --pub pub
+  random_file message 100000
+  long=$(printf 'x%.0s' {1..8190}) # one byte more is allowed, but not by openssl
+  for id in '' 1234567812345678 ALICE123@YAHOO.COM "$long"; do
+    u sign -k key --id "$id" -i message -o ours
+    openssl dgst -sm3 -verify pub -sigopt "distid:$id" -signature ours message
+    openssl dgst -sm3 -sign key -sigopt "distid:$id" -out theirs message
+    u verify -k pub --id "$id" -i message -s theirs
+    refuses 1 u verify -k pub --id "${id}0" -i message -s theirs
+  done
+  u digest -k pub --id "${long}x" -i message
+  refuses 1 u digest -k pub --id "${long}xx" -i message
+  u sign -k key <message >ours
+  openssl pkeyutl -verify -rawin -digest sm3 -pkeyopt distid:1234567812345678 -pubin -inkey pub -in message -sigfile ours
+  u verify -k key -s ours <message
+}
+
+@test "a ready digest is signed as it is" {
+  u keygen -o key --pub pub
+  random_file message 100
+  e=$(u digest -k pub -i message | sed -n 's/^e = //p')
+  u sign -k key --digest "$e" -o signature
+  openssl dgst -sm3 -verify pub -sigopt distid:1234567812345678 -signature signature message
+  refuses 1 u sign -k key --digest "${e}00" -o out
+  refuses 1 u sign -k key --digest "${e/?/g}" -o out
+  refuses 2 u sign -k key --digest "$e" -i message -o out
+  refuses 2 u sign -k key --digest "$e" --id me -o out
+  [ ! -e out ]
+}
+
+@test "every format carries the same signature, short halves and high bits too" {
+  half=00000000000000000000000000000000000000000000000000000000000000
+  #        r        s         DER
+  cases="${half}01 ${half}80 30070201010202 0080
+         ${half}ff ${half}7f 30070202 00ff02017f
+         $R        $S        3046022100 ${R}022100$S
+         7f${half} 80${half} 304502207f ${half}02210080$half
+         ${half}00 ${half}01 3006 020100020101"
+  while read -r r s start rest; do
+    echo "$r$s" | u convert signature --from hex --to der -o der
+    [ "$(tohex <der)" = "$start$rest" ]
+    u convert signature --from der --to raw -i der | u convert signature --from raw --to hex | grep -qx "$r$s"
+  done <<<"$cases"
+  u keygen -o key
+  for format in der raw hex; do
+    echo text | u sign -k key -f $format -o signature
+    echo text | u verify -k key -f $format -s signature
+  done
+  [ "$(echo text | u sign -k key -f raw | wc -c)" -eq 64 ]
+}
+
+@test "what is not the signature is refused, and said on standard error only" {
+  u keygen -o key --pub pub
+  u keygen -o other --pub other.pub
+  echo text >message
+  u sign -k key -i message -o der
+  u sign -k key -i message -f raw -o raw
+  raw=$(tohex <raw)
+  echo "text changed" >changed
+  refuses 1 u verify -k pub -i changed -s der
+  [ "$stderr" = "ulmaro: the signature is not valid" ]
+  refuses 1 u verify -k other.pub -i message -s der
+  n=fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54123
+  zero=$(printf '%064d' 0)
+  for bad in "${raw:64}${raw:0:64}" "$n${raw:64}" "${raw:0:64}$n" "$zero${raw:64}" "${raw:0:64}$zero" $zero$zero; do
+    echo "$bad" >bad
+    refuses 1 u verify -k pub -i message -f hex -s bad
+    [ "$stderr" = "ulmaro: the signature is not valid" ]
+  done
+  refuses 1 u verify -k missing -i message -s der
+  refuses 1 u verify -k pub -i missing -s der
+  refuses 1 u verify -k pub -i message -s missing
+  refuses 2 u verify -k pub -i message
+  refuses 2 u verify -k - -i - -s der
+  refuses 2 u verify -k pub -i message -s der -f pem
+}
+
+@test "a signature that is not strict DER is refused" {
+  while read -r digits; do
+    unhex "$digits" >bad
+    refuses 1 u convert signature --from der --to raw -i bad -o out
+    [[ $stderr == "ulmaro: bad: "* ]]
+  done <<'BAD'
+
+30
+3006020101
+300602010102010100
+3007020101020101
+30060201010201010500
+30090201010201010201 01
+300602010102810101
+3081060201010 20101
+30800201010201010000
+30070202000102 0101
+3006020101020180
+3005020101 0200
+310602010102 0101
+3006020101040101
+302702010102 22 0100000000000000000000000000000000000000000000000000000000000000000000
+BAD
+  [ ! -e out ]
+  unhex 00 | head -c 63 >short
+  refuses 1 u convert signature --from raw --to der -i short -o out
+  echo "${R}${S}0" >digits
+  refuses 1 u convert signature --from hex --to der -i digits -o out
+  [ ! -e out ]
+}

@@ -1,0 +1,103 @@
+#include <memory>
+
+#include "commands/commands.hpp"
+#include "commands/options.hpp"
+#include "support/error.hpp"
+#include "support/output.hpp"
+#include "support/passphrase.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+constexpr std::size_t kLargestInput = kMaxRecordMessage + 160;
+
+struct Files {
+    std::string input = "-";
+    std::string output = "-";
+};
+
+void add_files(CLI::App& sub, Files& files) {
+    sub.add_option("-i,--in,--input", files.input, "Input, standard input when not given");
+    sub.add_option("-o,--out,--output", files.output, "Output, standard output when not given");
+}
+
+/// Reads in one format, writes in another. Value is what stands between them.
+template <typename Format, typename Value>
+void add_pair(CLI::App& convert, const char* name, const char* help, const std::map<std::string, Format>& formats,
+              Value (*read)(std::span<const unsigned char>, Format), SecretBuffer (*write)(const Value&, Format)) {
+    struct Options {
+        Files files;
+        Format from{};
+        Format to{};
+    };
+    CLI::App* sub = convert.add_subcommand(name, help);
+    const auto o = std::make_shared<Options>();
+    add_files(*sub, o->files);
+    add_format(*sub, "--from", o->from, formats, "Format of the input")->required();
+    add_format(*sub, "--to", o->to, formats, "Format of the output")->required();
+    sub->callback([o, read, write] {
+        Input input(o->files.input);
+        const SecretBuffer bytes = input.read_all(kLargestInput);
+        try {
+            write_whole(o->files.output, write(read(bytes.span(), o->from), o->to).span());
+        } catch (const FormatError& error) {
+            throw Failure(input.name() + ": " + error.what());
+        }
+    });
+}
+
+SecretBuffer write_record(const SecretBuffer& record, CiphertextFormat format) {
+    return write_ciphertext(record.span(), format);
+}
+
+struct KeyConversion {
+    Files files;
+    KeyFormat to = KeyFormat::pem;
+    bool only_public = false;
+    std::optional<std::string> passphrase_file;
+    bool new_passphrase = false;
+    std::optional<std::string> new_passphrase_file;
+};
+
+void convert_key(const KeyConversion& o) {
+    const bool encrypt = o.new_passphrase || o.new_passphrase_file;
+    if (encrypt && (o.only_public || o.to == KeyFormat::hex || o.to == KeyFormat::raw)) {
+        throw UsageError("a new passphrase needs a private key and --to pem or der");
+    }
+    Key key;
+    load_key({o.files.input, o.passphrase_file}, key);
+    if (o.only_public || !key.has_secret) {
+        if (encrypt) throw Failure(o.files.input + ": a public key is not encrypted");
+        return write_whole(o.files.output, write_public_key(key.point, o.to).span());
+    }
+    SecretBuffer passphrase(0);
+    if (encrypt) passphrase = read_passphrase(o.new_passphrase_file, "New passphrase", true);
+    write_whole(o.files.output, write_private_key(key, o.to, passphrase.span()).span(), Access::owner);
+}
+
+void add_key(CLI::App& convert) {
+    CLI::App* sub = convert.add_subcommand("key", "Convert a private or public key; the input's form is recognised");
+    const auto o = std::make_shared<KeyConversion>();
+    add_files(*sub, o->files);
+    add_format(*sub, "--to", o->to, kKeyFormats, "Format of the output")->required();
+    sub->add_flag("--public", o->only_public, "Write the public key, of a private one too");
+    sub->add_option("--passphrase-file", o->passphrase_file, "First line: passphrase of the input");
+    sub->add_flag("--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
+    sub->add_option("--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
+    sub->callback([o] { convert_key(*o); });
+}
+
+}  // namespace
+
+void add_convert(CLI::App& app) {
+    CLI::App* convert = app.add_subcommand("convert", "Convert keys, signatures and ciphertexts between formats");
+    convert->require_subcommand(1);
+    convert->footer(
+        "Ciphertexts: der is GM/T 0009, raw the library's record; c1c3c2 (the order of today) and c1c2c3 (the one\n"
+        "before) begin with the byte 04, their -bare forms do not.");
+    add_key(*convert);
+    add_pair(*convert, "signature", "Convert a signature", kSignatureFormats, read_signature, write_signature);
+    add_pair(*convert, "ciphertext", "Convert an SM2 ciphertext", kCiphertextFormats, read_ciphertext, write_record);
+}
+
+}  // namespace ulmaro::tool

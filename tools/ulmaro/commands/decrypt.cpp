@@ -1,0 +1,46 @@
+#include <memory>
+
+#include "commands/commands.hpp"
+#include "commands/options.hpp"
+#include "support/error.hpp"
+#include "support/output.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+constexpr std::size_t kMostOverhead = 160;  // of the largest format
+
+struct Options {
+    KeyOptions key;
+    std::string input = "-";
+    std::string output = "-";
+    CiphertextFormat format = CiphertextFormat::der;
+};
+
+void run(const Options& o) {
+    require_one_stdin({o.key.file, o.input});
+    Key key;
+    load_private_key(o.key, key);
+    Input input(o.input);
+    const SecretBuffer bytes = input.read_all(kMaxRecordMessage + kMostOverhead);
+    try {
+        const SecretBuffer record = read_ciphertext(bytes.span(), o.format);
+        write_whole(o.output, decrypt(record.span(), *key.secret).span());
+    } catch (const FormatError& error) {
+        throw Failure(input.name() + ": " + error.what());
+    }
+}
+
+}  // namespace
+
+void add_decrypt(CLI::App& app) {
+    CLI::App* sub = app.add_subcommand("decrypt", "Decrypt a file with SM2");
+    const auto o = std::make_shared<Options>();
+    add_key_options(*sub, o->key, "The private key");
+    sub->add_option("-i,--in,--input", o->input, "The ciphertext, standard input when not given");
+    sub->add_option("-o,--out,--output", o->output, "The message, standard output when not given");
+    add_format(*sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
+    sub->callback([o] { run(*o); });
+}
+
+}  // namespace ulmaro::tool

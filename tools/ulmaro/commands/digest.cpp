@@ -1,0 +1,34 @@
+#include <cstdio>
+#include <memory>
+
+#include "commands/commands.hpp"
+#include "commands/options.hpp"
+#include "support/hex.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+struct Options {
+    KeyOptions key;
+    MessageOptions message;
+};
+
+}  // namespace
+
+void add_digest(CLI::App& app) {
+    CLI::App* sub = app.add_subcommand("digest", "Print Z and e, the digests behind a signature");
+    const auto o = std::make_shared<Options>();
+    add_key_options(*sub, o->key, "The signer's public key, or private key");
+    add_message_options(*sub, o->message);
+    sub->footer("Z = SM3(identity, curve, public key) and e = SM3(Z || message). 'sign --digest' takes e.");
+    sub->callback([o] {
+        require_one_stdin({o->key.file, message_input(o->message)});
+        Key key;
+        load_key(o->key, key);
+        const Digest e = digest_to_sign(o->message, key.point);
+        std::printf("Z = %s\n", to_hex(identity_digest(o->message.identity, key.point)).c_str());
+        std::printf("e = %s\n", to_hex(e).c_str());
+    });
+}
+
+}  // namespace ulmaro::tool

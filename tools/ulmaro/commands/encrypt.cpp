@@ -1,0 +1,43 @@
+#include <memory>
+
+#include "commands/commands.hpp"
+#include "commands/options.hpp"
+#include "support/error.hpp"
+#include "support/output.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+struct Options {
+    KeyOptions key;
+    std::string input = "-";
+    std::string output = "-";
+    CiphertextFormat format = CiphertextFormat::der;
+};
+
+void run(const Options& o) {
+    require_one_stdin({o.key.file, o.input});
+    Key key;
+    load_key(o.key, key);
+    Input input(o.input);
+    const SecretBuffer message = input.read_all(kMaxMessage);
+    if (message.size() == 0) throw Failure(input.name() + ": empty, and SM2 cannot decrypt an empty message");
+    const SecretBuffer record = encrypt(message.span(), key.point);
+    write_whole(o.output, write_ciphertext(record.span(), o.format).span());
+}
+
+}  // namespace
+
+void add_encrypt(CLI::App& app) {
+    CLI::App* sub = app.add_subcommand("encrypt", "Encrypt a file with SM2");
+    const auto o = std::make_shared<Options>();
+    add_key_options(*sub, o->key, "The receiver's public key, or private key");
+    sub->add_option("-i,--in,--input", o->input, "The message, standard input when not given");
+    sub->add_option("-o,--out,--output", o->output, "The ciphertext, standard output when not given");
+    add_format(*sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
+    sub->footer("The message has 1 to " + std::to_string(kMaxMessage) +
+                " bytes and is held in memory. For a large file encrypt it with sm4, and its key with this.");
+    sub->callback([o] { run(*o); });
+}
+
+}  // namespace ulmaro::tool

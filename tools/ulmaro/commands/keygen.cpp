@@ -1,0 +1,55 @@
+#include <memory>
+
+#include "commands/commands.hpp"
+#include "commands/options.hpp"
+#include "support/error.hpp"
+#include "support/output.hpp"
+#include "support/passphrase.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+struct Options {
+    std::string output;
+    std::optional<std::string> public_output;
+    KeyFormat format = KeyFormat::pem;
+    bool passphrase = false;
+    std::optional<std::string> passphrase_file;
+};
+
+void run(const Options& o) {
+    const bool encrypt = o.passphrase || o.passphrase_file;
+    if (encrypt && (o.format == KeyFormat::hex || o.format == KeyFormat::raw)) {
+        throw UsageError("a passphrase needs --format pem or der");
+    }
+    SecretBuffer passphrase(0);
+    if (encrypt) passphrase = read_passphrase(o.passphrase_file, "Passphrase for the new key", true);
+
+    Key key;
+    key.has_secret = true;
+    generate_key_pair(*key.secret, key.point);
+    // Both are written before one appears, so that a full disk leaves neither.
+    Output private_file(o.output, Access::owner);
+    private_file.write(write_private_key(key, o.format, passphrase.span()).span());
+    if (o.public_output) {
+        Output public_file(*o.public_output);
+        public_file.write(write_public_key(key.point, o.format).span());
+        public_file.commit();
+    }
+    private_file.commit();
+}
+
+}  // namespace
+
+void add_keygen(CLI::App& app) {
+    CLI::App* sub = app.add_subcommand("keygen", "Make an SM2 key pair");
+    const auto o = std::make_shared<Options>();
+    sub->add_option("-o,--out,--output", o->output, "The private key, readable for its owner only")->required();
+    sub->add_option("--pub", o->public_output, "The public key");
+    add_format(*sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
+    sub->add_flag("-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
+    sub->add_option("--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
+    sub->callback([o] { run(*o); });
+}
+
+}  // namespace ulmaro::tool

@@ -1,0 +1,77 @@
+#include "commands/options.hpp"
+
+#include <algorithm>
+
+#include "support/error.hpp"
+#include "support/hex.hpp"
+#include "support/passphrase.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+constexpr std::size_t kLargestKeyFile = 64U << 10;
+
+}  // namespace
+
+const std::map<std::string, KeyFormat> kKeyFormats{
+    {"pem", KeyFormat::pem}, {"der", KeyFormat::der}, {"hex", KeyFormat::hex}, {"raw", KeyFormat::raw}};
+const std::map<std::string, SignatureFormat> kSignatureFormats{
+    {"der", SignatureFormat::der}, {"raw", SignatureFormat::raw}, {"hex", SignatureFormat::hex}};
+const std::map<std::string, CiphertextFormat> kCiphertextFormats{{"der", CiphertextFormat::der},
+                                                                 {"raw", CiphertextFormat::record},
+                                                                 {"c1c3c2", CiphertextFormat::c1c3c2},
+                                                                 {"c1c2c3", CiphertextFormat::c1c2c3},
+                                                                 {"c1c3c2-bare", CiphertextFormat::c1c3c2_bare},
+                                                                 {"c1c2c3-bare", CiphertextFormat::c1c2c3_bare}};
+
+void require_one_stdin(std::initializer_list<std::string> inputs) {
+    if (std::ranges::count(inputs, "-") > 1) throw UsageError("only one input can come from standard input");
+}
+
+void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help) {
+    sub.add_option("-k,--key", options.file, help)->required();
+    sub.add_option("--passphrase-file", options.passphrase_file, "First line: passphrase of an encrypted key");
+}
+
+void load_key(const KeyOptions& options, Key& key) {
+    require_one_stdin({options.file, options.passphrase_file.value_or("")});
+    Input input(options.file);
+    const SecretBuffer content = input.read_all(kLargestKeyFile);
+    const auto ask = [&] { return read_passphrase(options.passphrase_file, "Passphrase of " + input.name(), false); };
+    try {
+        read_key(content.span(), ask, key);
+    } catch (const FormatError& error) {
+        throw Failure(input.name() + ": " + error.what());
+    }
+}
+
+void load_private_key(const KeyOptions& options, Key& key) {
+    load_key(options, key);
+    if (!key.has_secret) throw Failure(options.file + ": a public key, but a private one is needed");
+}
+
+void add_message_options(CLI::App& sub, MessageOptions& options) {
+    sub.add_option("-i,--in,--input", options.input, "The message, standard input when not given");
+    sub.add_option("--id", options.identity, "User identity, '1234567812345678' when not given");
+    sub.add_flag("--no-progress", options.no_progress, "Draw no progress bar");
+}
+
+void add_digest_option(CLI::App& sub, MessageOptions& options) {
+    sub.add_option("--digest", options.digest, "Take this e, 64 digits, instead of a message; it is not hashed again")
+        ->excludes("--input")
+        ->excludes("--id");
+}
+
+std::string message_input(const MessageOptions& options) { return options.digest ? "" : options.input; }
+
+Digest digest_to_sign(const MessageOptions& options, const ECC_PUBLIC_KEY& point) {
+    Digest e;
+    if (options.digest) {
+        if (!from_hex(*options.digest, e)) throw Failure("the digest must be 32 bytes, 64 hexadecimal digits");
+        return e;
+    }
+    Input input(options.input);
+    return message_digest(identity_digest(options.identity, point), input, !options.no_progress);
+}
+
+}  // namespace ulmaro::tool

@@ -1,0 +1,62 @@
+// Options that several commands have, and what they stand for.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <initializer_list>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "formats/ciphertext.hpp"
+#include "formats/keys.hpp"
+#include "formats/signature.hpp"
+
+namespace ulmaro::tool {
+
+struct KeyOptions {
+    std::string file;
+    std::optional<std::string> passphrase_file;
+};
+
+void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help);
+
+/// Reads the key; messages carry the file's name.
+void load_key(const KeyOptions& options, Key& key);
+/// The same, and refuses a file without a private key.
+void load_private_key(const KeyOptions& options, Key& key);
+
+/// What is signed: a message and who signs it, or a digest that is ready.
+struct MessageOptions {
+    std::string input = "-";
+    std::optional<std::string> identity;
+    std::optional<std::string> digest;
+    bool no_progress = false;
+};
+
+void add_message_options(CLI::App& sub, MessageOptions& options);
+/// --digest, for the commands that take it.
+void add_digest_option(CLI::App& sub, MessageOptions& options);
+
+/// The file that will be read, if any.
+std::string message_input(const MessageOptions& options);
+
+/// e, from the message or as given.
+Digest digest_to_sign(const MessageOptions& options, const ECC_PUBLIC_KEY& point);
+
+/// Refuses when more than one of the inputs is standard input: the second would find nothing.
+void require_one_stdin(std::initializer_list<std::string> inputs);
+
+extern const std::map<std::string, KeyFormat> kKeyFormats;
+extern const std::map<std::string, SignatureFormat> kSignatureFormats;
+extern const std::map<std::string, CiphertextFormat> kCiphertextFormats;
+
+/// An option whose value is one of the names in formats.
+template <typename T>
+CLI::Option* add_format(CLI::App& sub, const std::string& names, T& value, const std::map<std::string, T>& formats,
+                        const std::string& help) {
+    const auto store = [&value, &formats](const std::string& name) { value = formats.at(name); };
+    return sub.add_option_function<std::string>(names, store, help)->check(CLI::IsMember(formats));
+}
+
+}  // namespace ulmaro::tool

@@ -1,0 +1,36 @@
+#include <memory>
+
+#include "commands/commands.hpp"
+#include "commands/options.hpp"
+#include "support/output.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+struct Options {
+    KeyOptions key;
+    MessageOptions message;
+    std::string output = "-";
+    SignatureFormat format = SignatureFormat::der;
+};
+
+}  // namespace
+
+void add_sign(CLI::App& app) {
+    CLI::App* sub = app.add_subcommand("sign", "Sign a file with SM2");
+    const auto o = std::make_shared<Options>();
+    add_key_options(*sub, o->key, "The private key");
+    add_message_options(*sub, o->message);
+    add_digest_option(*sub, o->message);
+    sub->add_option("-o,--out,--output", o->output, "The signature, standard output when not given");
+    add_format(*sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
+    sub->callback([o] {
+        require_one_stdin({o->key.file, message_input(o->message)});
+        Key key;
+        load_private_key(o->key, key);
+        const ECC_SIGNATURE signature = sign(digest_to_sign(o->message, key.point), *key.secret);
+        write_whole(o->output, write_signature(signature, o->format).span());
+    });
+}
+
+}  // namespace ulmaro::tool

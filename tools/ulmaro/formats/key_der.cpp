@@ -1,0 +1,171 @@
+#include "formats/key_der.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "formats/pbes2.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+constexpr std::string_view kEcPublicKey("\x2A\x86\x48\xCE\x3D\x02\x01", 7);
+/// The curve; the same number, and three below it for single uses, also names the algorithm in some keys.
+constexpr std::string_view kSm2("\x2A\x81\x1C\xCF\x55\x01\x82\x2D", 8);
+
+std::string_view text(std::span<const unsigned char> bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+bool names_sm2(std::string_view oid) {
+    return oid == kSm2 ||
+           (oid.size() == kSm2.size() + 1 && oid.starts_with(kSm2) && oid.back() >= 1 && oid.back() <= 3);
+}
+
+void read_curve(DerReader& from) {
+    if (from.next_is(kDerSequence))
+        throw FormatError("a key with explicit curve parameters, only the named curve is read");
+    if (text(from.take(kDerOid)) != kSm2) throw FormatError("a key of another curve");
+}
+
+void read_algorithm(DerReader algorithm) {
+    const std::string_view oid = text(algorithm.take(kDerOid));
+    if (oid == kEcPublicKey) {
+        read_curve(algorithm);
+    } else if (!names_sm2(oid)) {
+        throw FormatError("a key of another algorithm");
+    } else if (algorithm.next_is(kDerNull)) {
+        algorithm.take(kDerNull);
+    } else if (!algorithm.done()) {
+        read_curve(algorithm);
+    }
+    algorithm.finish();
+}
+
+/// ECPrivateKey. The curve may be missing where PKCS#8 has named it before.
+void read_sec1(DerReader ec, bool curve_known, Key& key) {
+    if (ec.small_integer() != 1) throw FormatError("a key of an unknown version");
+    const auto d = ec.take(kDerOctetString);
+    if (ec.next_is(der_context(0))) {
+        DerReader parameters = ec.enter(der_context(0));
+        read_curve(parameters);
+        parameters.finish();
+    } else if (!curve_known) {
+        throw FormatError("a key without a curve");
+    }
+    set_secret(key, d);
+    if (ec.next_is(der_context(1))) {
+        DerReader inner = ec.enter(der_context(1));
+        const ECC_PUBLIC_KEY point = read_point(inner.bits());
+        inner.finish();
+        if (std::memcmp(&point, &key.point, sizeof point) != 0) {
+            throw FormatError("the public part does not belong to the private one");
+        }
+    }
+    ec.finish();
+}
+
+/// The rest of PKCS#8 after its version; attributes may follow and mean nothing here.
+void read_pkcs8(DerReader info, Key& key) {
+    read_algorithm(info.enter());
+    DerReader wrapped(info.take(kDerOctetString));
+    read_sec1(wrapped.enter(), true, key);
+    wrapped.finish();
+    for (const int optional : {der_context(0), 0x81}) {
+        if (info.next_is(optional)) info.take(optional);
+    }
+    info.finish();
+}
+
+void read_public_key_info(DerReader info, Key& key) {
+    read_algorithm(info.enter());
+    set_point(key, read_point(info.bits()));
+    info.finish();
+}
+
+void write_algorithm(DerWriter& out) {
+    const std::size_t before = out.mark();
+    out.oid(kSm2);
+    out.oid(kEcPublicKey);
+    out.wrap(kDerSequence, before);
+}
+
+}  // namespace
+
+void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, Key& key) {
+    DerReader top(der);
+    const DerReader inside = top.enter();
+    top.finish();
+    DerReader probe = inside;  // the second element tells the structure
+    if (inside.next_is(kDerInteger)) {
+        probe.integer();
+        if (probe.next_is(kDerSequence)) return read_pkcs8(probe, key);
+        return read_sec1(inside, false, key);
+    }
+    probe.take(kDerSequence);
+    if (!probe.next_is(kDerOctetString)) return read_public_key_info(inside, key);
+    const SecretBuffer passphrase = ask();
+    const SecretBuffer plain = read_encrypted(der, passphrase.span());
+    try {
+        DerReader wrapped(plain.span());
+        DerReader info = wrapped.enter();
+        wrapped.finish();
+        info.integer();
+        read_pkcs8(info, key);
+    } catch (const FormatError& error) {
+        // One wrong passphrase in 256 leaves a padding that looks right.
+        throw FormatError(std::string("wrong passphrase, or inside the encryption: ") + error.what());
+    }
+}
+
+void write_pkcs8(DerWriter& out, const Key& key) {
+    const std::size_t outer = out.mark();
+    out.bits(uncompressed(key.point));
+    out.wrap(der_context(1), outer);
+    out.element(kDerOctetString, key.secret->d);
+    out.small_integer(1);
+    out.wrap(kDerSequence, outer);
+    out.wrap(kDerOctetString, outer);
+    write_algorithm(out);
+    out.small_integer(0);
+    out.wrap(kDerSequence, outer);
+}
+
+void write_public_key_info(DerWriter& out, const ECC_PUBLIC_KEY& point) {
+    const std::size_t outer = out.mark();
+    out.bits(uncompressed(point));
+    write_algorithm(out);
+    out.wrap(kDerSequence, outer);
+}
+
+std::array<unsigned char, 65> uncompressed(const ECC_PUBLIC_KEY& point) {
+    std::array<unsigned char, 65> bytes{4};
+    std::ranges::copy(point.x, bytes.begin() + 1);
+    std::ranges::copy(point.y, bytes.begin() + 33);
+    return bytes;
+}
+
+ECC_PUBLIC_KEY read_point(std::span<const unsigned char> bytes) {
+    if (bytes.size() == 33 && (bytes[0] == 2 || bytes[0] == 3)) throw FormatError("compressed points are not read");
+    if (bytes.size() == 65 && bytes[0] == 4) bytes = bytes.subspan(1);
+    if (bytes.size() != 64) throw FormatError("a public key that is not 04 || x || y");
+    ECC_PUBLIC_KEY point;
+    std::ranges::copy(bytes.first(32), point.x);
+    std::ranges::copy(bytes.last(32), point.y);
+    return point;
+}
+
+void set_secret(Key& key, std::span<const unsigned char> d) {
+    if (d.size() != sizeof key.secret->d) throw FormatError("a private key that does not have 32 bytes");
+    std::ranges::copy(d, key.secret->d);
+    if (!usable(*key.secret)) throw FormatError("a private key out of range");
+    key.point = public_key_of(*key.secret);
+    key.has_secret = true;
+}
+
+void set_point(Key& key, const ECC_PUBLIC_KEY& point) {
+    if (!usable(point)) throw FormatError("a public key that is not on the curve");
+    key.point = point;
+}
+
+}  // namespace ulmaro::tool

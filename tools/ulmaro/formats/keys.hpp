@@ -1,0 +1,36 @@
+// Keys in every form in which they come: PKCS#8 (also encrypted), SEC1, SubjectPublicKeyInfo, PEM or DER, hexadecimal
+// digits, and the library's own records.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+
+#include "formats/der.hpp"
+#include "support/sm2.hpp"
+
+namespace ulmaro::tool {
+
+/// A public key, and its private key where there is one.
+struct Key {
+    ECC_PUBLIC_KEY point{};
+    PrivateKey secret;
+    bool has_secret = false;
+};
+
+enum class KeyFormat { pem, der, hex, raw };
+
+/// Called only when a key turns out to be encrypted.
+using AskPassphrase = std::function<SecretBuffer()>;
+
+/// Reads a key of any form; the form is told from the content. The parts are checked: range, curve, and that a public
+/// part belongs to the private one. Throws FormatError.
+void read_key(std::span<const unsigned char> content, const AskPassphrase& ask, Key& key);
+
+/// PKCS#8, encrypted when passphrase is not empty; or d as 64 digits or 32 bytes.
+SecretBuffer write_private_key(const Key& key, KeyFormat format, std::span<const unsigned char> passphrase);
+
+/// SubjectPublicKeyInfo; or 04 || x || y in digits, or the 64-byte record x || y.
+SecretBuffer write_public_key(const ECC_PUBLIC_KEY& point, KeyFormat format);
+
+}  // namespace ulmaro::tool
