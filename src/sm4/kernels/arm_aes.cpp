@@ -1,0 +1,94 @@
+// SM4 with the AES instructions of Arm: 16 blocks side by side.
+// out = blocks of in through X[i+4] = X[i] ^ L(S(X[i+1] ^ X[i+2] ^ X[i+3] ^ rk[i])), ECB or CBC; shapes as in
+// sm4/kernels.hpp: in[16 * blocks], out[16 * blocks], rk[32], iv[16], no alignment, any count of blocks.
+// The processor has: AES.
+#include <arm_neon.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "sm4/kernels/basis.hpp"
+#include "sm4/kernels/vector.hpp"
+#include "sm4/kernels/vector_modes.hpp"
+
+namespace ulmaro::sm4 {
+
+namespace {
+
+constexpr basis::NibbleTables table_enter = basis::nibble_tables(basis::enter);
+constexpr basis::NibbleTables table_enter_key = basis::nibble_tables(basis::enter_key);
+constexpr basis::NibbleTables table_leave = basis::nibble_tables(basis::leave);
+constexpr basis::NibbleTables table_f = basis::nibble_tables(basis::after_aes.f);
+constexpr basis::NibbleTables table_g = basis::nibble_tables(basis::after_aes.g);
+
+constexpr basis::Table rotation1 = basis::rotate_words(1);
+constexpr basis::Table unshift = basis::unshift_rows_rotate_words(0);
+constexpr basis::Table unshift_rotation1 = basis::unshift_rows_rotate_words(1);
+
+struct Aes128 {
+    using Vector = uint8x16_t;
+    static constexpr std::size_t lanes = 1;
+
+    static Vector load(const std::uint8_t* p) { return vld1q_u8(p); }
+    static void store(std::uint8_t* p, Vector v) { vst1q_u8(p, v); }
+    static Vector load_blocks(const std::uint8_t* p, std::size_t) { return load(p); }
+    static void store_blocks(std::uint8_t* p, Vector v, std::size_t) { store(p, v); }
+    static Vector load_behind(Vector first, const std::uint8_t*, std::size_t) { return first; }
+
+    static Vector zero() { return vdupq_n_u8(0); }
+    static Vector broadcast(const std::uint32_t* word) { return vreinterpretq_u8_u32(vdupq_n_u32(*word)); }
+    static Vector add(Vector a, Vector b) { return veorq_u8(a, b); }
+    static Vector add(Vector a, Vector b, Vector c) { return add(a, add(b, c)); }
+    static Vector shuffle(Vector v, const basis::Table& from) { return vqtbl1q_u8(v, load(from.byte)); }
+    static Vector map(Vector v, const basis::NibbleTables& m) {
+        return add(vqtbl1q_u8(load(m.low.byte), vandq_u8(v, vdupq_n_u8(15))),
+                   vqtbl1q_u8(load(m.high.byte), vshrq_n_u8(v, 4)));
+    }
+
+    static Vector enter(Vector v) { return map(v, table_enter); }
+    static Vector enter_key(Vector v) { return map(v, table_enter_key); }
+    static Vector leave(Vector v) { return map(v, table_leave); }
+    static Vector rotate1(Vector v) { return shuffle(v, rotation1); }
+    static Vector rotate2(Vector v) { return vreinterpretq_u8_u16(vrev32q_u16(vreinterpretq_u16_u8(v))); }
+
+    /// f of the S-box, and g of it rotated by one byte. The instruction adds the key before it inverts.
+    static void substitute(Vector t, Vector key, Vector& f, Vector& g) {
+        const Vector y = vaeseq_u8(t, key);
+        f = shuffle(map(y, table_f), unshift);
+        g = shuffle(map(y, table_g), unshift_rotation1);
+    }
+
+    // One word a vector: it stands in all four columns, where the row shift changes nothing, and bytes rotate through
+    // the whole register.
+    template <int word>
+    static Vector take_word(Vector v) {
+        return vreinterpretq_u8_u32(vdupq_laneq_u32(vreinterpretq_u32_u8(v), word));
+    }
+    static Vector join_words(Vector a, Vector b, Vector c, Vector d) {
+        const uint32x4_t ab = vzip1q_u32(vreinterpretq_u32_u8(a), vreinterpretq_u32_u8(b));
+        const uint32x4_t cd = vzip1q_u32(vreinterpretq_u32_u8(c), vreinterpretq_u32_u8(d));
+        return vreinterpretq_u8_u64(vzip1q_u64(vreinterpretq_u64_u32(ab), vreinterpretq_u64_u32(cd)));
+    }
+    static Vector word_round(Vector t) {
+        const Vector y = vaeseq_u8(t, zero());
+        const Vector f = map(y, table_f), g = map(y, table_g), sum = add(f, g);
+        return add(add(f, vextq_u8(g, g, 3)), add(vextq_u8(sum, sum, 1), vextq_u8(sum, sum, 2)));
+    }
+
+    static void transpose(Vector& a, Vector& b, Vector& c, Vector& d) {
+        const uint32x4x2_t ab = vtrnq_u32(vreinterpretq_u32_u8(a), vreinterpretq_u32_u8(b));
+        const uint32x4x2_t cd = vtrnq_u32(vreinterpretq_u32_u8(c), vreinterpretq_u32_u8(d));
+        const uint64x2_t ab0 = vreinterpretq_u64_u32(ab.val[0]), ab1 = vreinterpretq_u64_u32(ab.val[1]);
+        const uint64x2_t cd0 = vreinterpretq_u64_u32(cd.val[0]), cd1 = vreinterpretq_u64_u32(cd.val[1]);
+        a = vreinterpretq_u8_u64(vtrn1q_u64(ab0, cd0));
+        b = vreinterpretq_u8_u64(vtrn1q_u64(ab1, cd1));
+        c = vreinterpretq_u8_u64(vtrn2q_u64(ab0, cd0));
+        d = vreinterpretq_u8_u64(vtrn2q_u64(ab1, cd1));
+    }
+};
+
+}  // namespace
+
+constinit const Kernels arm_aes_kernels = VectorModes<Aes128, Aes128, 4>::named("arm-aes");
+
+}  // namespace ulmaro::sm4

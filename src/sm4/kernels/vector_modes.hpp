@@ -1,0 +1,238 @@
+// The four block routines on vectors, for any kernel that supplies the steps of a round.
+//
+// Wide holds Wide::lanes blocks in a vector. Four such vectors, transposed, are the words X0..X3 of 4 * lanes blocks: a
+// group. Up to `most` groups (1, 2, 4 or 8) run side by side, so that the latency of one hides behind the others.
+// Narrow holds one block, and is as quick as can be for a single one. Both keep state in the basis of basis.hpp
+// between load and store. Nothing here branches on data or looks data up in memory.
+#pragma once
+
+#include <string.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "sm4/kernels/basis.hpp"
+#include "sm4/kernels/vector.hpp"
+
+namespace ulmaro::sm4 {
+namespace {
+
+enum class Order { forward, backward };
+
+/// Round keys i..i+3 in the order of use, in the basis.
+template <typename Narrow, Order order>
+typename Narrow::Vector four_keys(const std::uint32_t* rk, std::size_t i) {
+    constexpr bool forward = order == Order::forward;
+    const auto* words = reinterpret_cast<const std::uint8_t*>(rk + (forward ? i : 28 - i));
+    return Narrow::enter_key(
+        Narrow::shuffle(Narrow::load(words), forward ? basis::reverse_bytes_of_words : basis::reverse_bytes));
+}
+
+/// The words of one block, each in a vector of its own, through the rounds with the shortest chain of dependent steps.
+/// Preparing the round keys anew for every block is not on that chain, and leaves no copy of them in memory.
+template <typename Narrow>
+struct SerialBlock {
+    using Vector = typename Narrow::Vector;
+
+    Vector x0, x1, x2, x3;
+
+    template <Order order>
+    [[gnu::always_inline]] void rounds(const std::uint32_t* rk) {
+        Vector keys = four_keys<Narrow, order>(rk, 0);
+        Vector t = Narrow::add(Narrow::add(x1, x2), Narrow::add(x3, Narrow::template take_word<0>(keys)));
+#pragma GCC unroll 1
+        for (std::size_t i = 0; i < 32; i += 4) {
+            round(t, x0, x2, x3, Narrow::template take_word<1>(keys));
+            round(t, x1, x3, x0, Narrow::template take_word<2>(keys));
+            round(t, x2, x0, x1, Narrow::template take_word<3>(keys));
+            keys = four_keys<Narrow, order>(rk, i < 28 ? i + 4 : 28);
+            round(t, x3, x1, x2, Narrow::template take_word<0>(keys));
+        }
+    }
+
+    /// t = X1 + X2 + X3 + key of this round becomes that of the next, where X4 and u = X2, v = X3 are added: all but
+    /// the change of X0 is summed beforehand.
+    [[gnu::always_inline]] static void round(Vector& t, Vector& x, Vector u, Vector v, Vector next_key) {
+        const Vector rest = Narrow::add(Narrow::add(x, u), Narrow::add(v, next_key));
+        const Vector change = Narrow::word_round(t);
+        x = Narrow::add(x, change);
+        t = Narrow::add(rest, change);
+    }
+
+    static SerialBlock load(const std::uint8_t* p) {
+        const Vector v = Narrow::enter(Narrow::load(p));
+        return {Narrow::template take_word<0>(v), Narrow::template take_word<1>(v), Narrow::template take_word<2>(v),
+                Narrow::template take_word<3>(v)};
+    }
+
+    /// The block that the reverse transform makes of the words.
+    Vector reversed() const { return Narrow::leave(Narrow::join_words(x3, x2, x1, x0)); }
+};
+
+template <typename Wide, typename Narrow, std::size_t most>
+struct VectorModes {
+    using Vector = typename Wide::Vector;
+    using Block = typename Narrow::Vector;
+
+    struct Keys {
+        alignas(16) std::uint32_t word[32];
+    };
+
+    template <Order order>
+    static void prepare(Keys& keys, const std::uint32_t* rk) {
+        for (std::size_t i = 0; i < 32; i += 4)
+            Narrow::store(reinterpret_cast<std::uint8_t*>(keys.word + i), four_keys<Narrow, order>(rk, i));
+    }
+
+    /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)).
+    [[gnu::always_inline]] static void round(Vector& x0, Vector x1, Vector x2_x3, Vector key) {
+        Vector f, g;
+        Wide::substitute(Wide::add(x1, x2_x3), key, f, g);
+        const Vector k = Wide::add(f, g);
+        x0 = Wide::add(Wide::add(x0, k), Wide::rotate1(k), Wide::rotate2(k));
+    }
+
+    /// From X0..X3 to X32..X35. A pair of words is summed once for two rounds.
+    template <std::size_t groups>
+    [[gnu::noinline]] static void rounds(Vector (&x)[groups][4], const Keys& keys) {
+#pragma GCC unroll 1
+        for (std::size_t r = 0; r < 32; r += 4) {
+            Vector pair[groups];
+            Vector key = Wide::broadcast(keys.word + r);
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < groups; ++i) {
+                pair[i] = Wide::add(x[i][2], x[i][3]);
+                round(x[i][0], x[i][1], pair[i], key);
+            }
+            key = Wide::broadcast(keys.word + r + 1);
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < groups; ++i) round(x[i][1], x[i][0], pair[i], key);
+            key = Wide::broadcast(keys.word + r + 2);
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < groups; ++i) {
+                pair[i] = Wide::add(x[i][0], x[i][1]);
+                round(x[i][2], x[i][3], pair[i], key);
+            }
+            key = Wide::broadcast(keys.word + r + 3);
+#pragma GCC unroll 8
+            for (std::size_t i = 0; i < groups; ++i) round(x[i][3], x[i][2], pair[i], key);
+        }
+    }
+
+    /// Vector j of `blocks` blocks at p, of which the last vectors may lack some or all.
+    static Vector load_some(const std::uint8_t* p, std::size_t j, std::size_t blocks) {
+        const std::size_t first = j * Wide::lanes;
+        return first < blocks ? Wide::load_blocks(p + 16 * first, blocks - first) : Wide::zero();
+    }
+
+    static void store_some(std::uint8_t* p, Vector v, std::size_t j, std::size_t blocks) {
+        const std::size_t first = j * Wide::lanes;
+        if (first < blocks) Wide::store_blocks(p + 16 * first, v, blocks - first);
+    }
+
+    /// 1 to groups * 4 * lanes blocks. All of them are read before the first is written, and what CBC adds is read one
+    /// vector ahead of what is written, for out may be in or lie below it. chain, for CBC, is the block before in.
+    template <std::size_t groups>
+    [[gnu::noinline]] static void run(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const Keys& keys,
+                                      Block* chain) {
+        Vector x[groups][4];
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < groups; ++i) {
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) x[i][j] = Wide::enter(load_some(in, 4 * i + j, blocks));
+            Wide::transpose(x[i][0], x[i][1], x[i][2], x[i][3]);
+        }
+        rounds(x, keys);
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < groups; ++i) {
+            Wide::transpose(x[i][3], x[i][2], x[i][1], x[i][0]);
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) x[i][j] = Wide::leave(x[i][j]);
+        }
+        if (chain == nullptr) {
+#pragma GCC unroll 32
+            for (std::size_t j = 0; j < 4 * groups; ++j) store_some(out, x[j / 4][3 - j % 4], j, blocks);
+            return;
+        }
+        Vector before = Wide::load_behind(*chain, in, blocks);
+        *chain = Narrow::load(in + 16 * (blocks - 1));
+#pragma GCC unroll 32
+        for (std::size_t j = 0; j < 4 * groups; ++j) {
+            const Vector plain = Wide::add(x[j / 4][3 - j % 4], before);
+            if ((j + 1) * Wide::lanes < blocks) before = load_some(in - 16, j + 1, blocks + 1);
+            store_some(out, plain, j, blocks);
+        }
+    }
+
+    template <Order order>
+    static void many(const std::uint8_t*& in, std::uint8_t*& out, std::size_t& blocks, const std::uint32_t* rk,
+                     Block* chain) {
+        constexpr std::size_t group = 4 * Wide::lanes;
+        Keys keys;
+        prepare<order>(keys, rk);
+        for (; blocks >= most * group; blocks -= most * group) {
+            run<most>(in, out, most * group, keys, chain);
+            in += 16 * most * group;
+            out += 16 * most * group;
+        }
+        if (blocks > 1) {
+            if (most > 4 && blocks > 4 * group)
+                run<most>(in, out, blocks, keys, chain);
+            else if (blocks > 2 * group)
+                run<4>(in, out, blocks, keys, chain);
+            else if (blocks > group)
+                run<2>(in, out, blocks, keys, chain);
+            else
+                run<1>(in, out, blocks, keys, chain);
+            blocks = 0;
+        }
+        explicit_bzero(&keys, sizeof keys);
+    }
+
+    template <Order order>
+    static void all(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+                    Block* chain) {
+        if (blocks > 1) many<order>(in, out, blocks, rk, chain);
+        if (blocks == 0) return;
+        auto serial = SerialBlock<Narrow>::load(in);
+        serial.template rounds<order>(rk);
+        const Block last = serial.reversed();
+        Narrow::store(out, chain == nullptr ? last : Narrow::add(last, *chain));
+    }
+
+    static void encrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                               const std::uint32_t* rk) noexcept {
+        all<Order::forward>(in, out, blocks, rk, nullptr);
+    }
+
+    static void decrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                               const std::uint32_t* rk) noexcept {
+        all<Order::backward>(in, out, blocks, rk, nullptr);
+    }
+
+    static void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+                            const std::uint8_t* iv) noexcept {
+        Block chain = Narrow::load(iv);
+        all<Order::backward>(in, out, blocks, rk, &chain);
+    }
+
+    /// The chaining value stays in the basis, a word a vector: a block adds one sum to the chain of its rounds.
+    static void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+                            const std::uint8_t* iv) noexcept {
+        auto v = SerialBlock<Narrow>::load(iv);
+        for (; blocks != 0; --blocks, in += 16, out += 16) {
+            const auto p = SerialBlock<Narrow>::load(in);
+            v = {Narrow::add(v.x0, p.x0), Narrow::add(v.x1, p.x1), Narrow::add(v.x2, p.x2), Narrow::add(v.x3, p.x3)};
+            v.template rounds<Order::forward>(rk);
+            Narrow::store(out, v.reversed());
+            v = {v.x3, v.x2, v.x1, v.x0};
+        }
+    }
+
+    static constexpr Kernels named(const char* name) {
+        return {name, encrypt_blocks, decrypt_blocks, cbc_encrypt, cbc_decrypt};
+    }
+};
+
+}  // namespace
+}  // namespace ulmaro::sm4
