@@ -37,7 +37,7 @@ quietly() {
   rm -f "$log"
 }
 
-build_packages="cmake g++ ninja-build libcli11-dev libmbedtls-dev"
-test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev"
+build_packages="cmake g++ ninja-build python3 libcli11-dev libmbedtls-dev"
+test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev valgrind"
 arm_packages="g++-aarch64-linux-gnu qemu-user googletest"
 lint_packages="clang-format clang-tidy shellcheck"

@@ -1,0 +1,121 @@
+#include "sm2p256/engine.hpp"
+
+#include "base/wipe.hpp"
+#include "sm2p256/kernels.hpp"
+#include "sm2p256/scalar.hpp"
+
+namespace ulmaro::sm2p256 {
+namespace {
+
+U256 load(In bytes) noexcept {
+    U256 r;
+    load_be(r.w, bytes.data());
+    return r;
+}
+
+void store(Out bytes, const U256& a) noexcept { store_be(bytes.data(), a.w); }
+
+void store(Out rx, Out ry, const Affine& p) noexcept {
+    store(rx, fe_residue(p.x));
+    store(ry, fe_residue(p.y));
+}
+
+// (e + x) mod n, the r of a signature whose point has this x.
+U256 with_digest(const U256& e, const U256& x) noexcept {
+    U256 r;
+    add_mod(r.w, reduce_to_order(e).w, reduce_to_order(x).w, group_order.w);
+    return r;
+}
+
+}  // namespace
+
+bool is_on_curve(In x, In y) noexcept { return on_curve({fe_from(load(x)), fe_from(load(y))}) != 0; }
+
+bool multiply_base(Out rx, Out ry, In k) noexcept {
+    struct State {
+        U256 k;
+        Affine r;
+    };
+    Wiped<State> state;
+    state->k = load(k);
+    const Mask infinite = active_kernels().multiply_base(state->r, state->k);
+    store(rx, ry, state->r);
+    return infinite == 0;
+}
+
+bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept {
+    struct State {
+        U256 k;
+        Affine r;
+    };
+    Wiped<State> state;
+    state->k = load(k);
+    const Affine p = {fe_from(load(px)), fe_from(load(py))};
+    const Mask infinite = active_kernels().multiply_point(state->r, p, state->k);
+    store(rx, ry, state->r);
+    return infinite == 0;
+}
+
+bool is_signing_key(In d) noexcept {
+    Wiped<U256> key;
+    *key = load(d);
+    U256 largest = group_order;
+    largest.w[0] -= 1;
+    return (less(key->w, largest.w) & ~is_zero(key->w)) != 0;
+}
+
+bool sign(Out r, Out s, In e, In d, In k) noexcept {
+    struct State {
+        U256 k, d, r, s;
+        Fe x;
+        Scalar inverse, sum, result;
+    };
+    Wiped<State> state;
+    State& v = *state;
+    v.k = load(k);
+    v.d = load(d);
+    v.inverse = scalar_add(scalar_from(v.d), scalar_one);
+    active_kernels().multiply_base_and_invert(v.x, v.inverse, v.k);  // A4
+    v.r = with_digest(load(e), fe_residue(v.x));                     // A5
+    // A6, as s = (1 + d)^-1 (r + k) - r.
+    const Scalar r_form = scalar_from(v.r);
+    v.sum = scalar_add(r_form, scalar_from(v.k));
+    v.result = scalar_sub(scalar_mul(v.inverse, v.sum), r_form);
+    v.s = scalar_residue(v.result);
+
+    const Mask accepted = ~(is_zero(v.r.w) | is_zero(v.sum.w) | is_zero(v.s.w));
+    for (int i = 0; i < 4; ++i) {
+        v.r.w[i] &= accepted;
+        v.s.w[i] &= accepted;
+    }
+    store(r, v.r);
+    store(s, v.s);
+    return accepted != 0;
+}
+
+Comparison verify_vartime(In e, In r, In s, In px, In py) noexcept {
+    using F = PortableField;
+    const U256 digest = reduce_to_order(load(e)), given = load(r), multiplier = load(s);
+    U256 t;
+    add_mod(t.w, given.w, multiplier.w, group_order.w);  // B5
+    if ((is_zero(given.w) | is_zero(multiplier.w) | is_zero(t.w)) != 0) return Comparison::none;
+    const Affine key = {fe_from(load(px)), fe_from(load(py))};
+    const Jacobian sum = active_kernels().multiply_add_vartime(multiplier, key, t);  // B6
+    if (is_zero(sum.z.w) != 0) return Comparison::none;
+
+    // B7 without an inversion: x is one of (r - e) mod n and that plus n, where it is below p.
+    const Fe zz = F::sqr(sum.z);
+    U256 x;
+    subtract_mod(x.w, given.w, digest.w, group_order.w);
+    if (equal(F::mul(fe_from(x), zz).w, sum.x.w) != 0) return Comparison::equal;
+    if (add(x.w, x.w, group_order.w) == 0 && less(x.w, field_prime.w) != 0 &&
+        equal(F::mul(fe_from(x), zz).w, sum.x.w) != 0) {
+        return Comparison::equal;
+    }
+    Affine affine;
+    to_affine<F>(affine, sum);
+    const U256 expected = with_digest(digest, fe_residue(affine.x));
+    return less(given.w, expected.w) != 0 ? Comparison::less : Comparison::greater;
+}
+
+}  // namespace ulmaro::sm2p256

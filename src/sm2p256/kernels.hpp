@@ -1,0 +1,27 @@
+// The multiplications, once for each way to compute in the field. Every kernel gives the same results; they differ in
+// what the processor must have.
+#pragma once
+
+#include <span>
+
+#include "sm2p256/point.hpp"
+#include "sm2p256/scalar.hpp"
+
+namespace ulmaro::sm2p256 {
+
+/// The functions' contracts are those of the templates in multiply.hpp.
+struct Kernels {
+    const char* name;
+    Mask (*multiply_base)(Affine& r, const U256& k) noexcept;
+    void (*multiply_base_and_invert)(Fe& x, Scalar& inverted, const U256& k) noexcept;
+    Mask (*multiply_point)(Affine& r, const Affine& p, const U256& k) noexcept;
+    Jacobian (*multiply_add_vartime)(const U256& s, const Affine& p, const U256& t) noexcept;
+};
+
+/// The kernels that this processor can run, best first; the portable one is last and always there.
+std::span<const Kernels* const> supported_kernels() noexcept;
+
+/// The best of them.
+const Kernels& active_kernels() noexcept;
+
+}  // namespace ulmaro::sm2p256

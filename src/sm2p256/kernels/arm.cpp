@@ -1,0 +1,14 @@
+#include "sm2p256/kernels.hpp"
+#include "sm2p256/kernels/arm_field.hpp"
+#include "sm2p256/kernels/select.hpp"
+#include "sm2p256/multiply.hpp"
+
+namespace ulmaro::sm2p256 {
+
+using Field = WithSelect<ArmField>;
+
+extern const Kernels arm_kernels;
+constinit const Kernels arm_kernels = {"aarch64", multiply_base<Field>, multiply_base_and_invert<Field>,
+                                       multiply_point<Field>, multiply_add_vartime<Field>};
+
+}  // namespace ulmaro::sm2p256

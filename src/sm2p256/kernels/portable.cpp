@@ -1,0 +1,13 @@
+#include "sm2p256/kernels.hpp"
+#include "sm2p256/kernels/select.hpp"
+#include "sm2p256/multiply.hpp"
+
+namespace ulmaro::sm2p256 {
+
+using Field = WithSelect<PortableField>;
+
+extern const Kernels portable_kernels;
+constinit const Kernels portable_kernels = {"portable", multiply_base<Field>, multiply_base_and_invert<Field>,
+                                            multiply_point<Field>, multiply_add_vartime<Field>};
+
+}  // namespace ulmaro::sm2p256

@@ -1,0 +1,122 @@
+// 256-bit numbers as four 64-bit limbs, least significant first: the carry chains that the field and the scalars share.
+// Nothing here branches on a value or uses one as an index.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+namespace ulmaro::sm2p256 {
+
+__extension__ using Wide = unsigned __int128;
+
+using Limbs = std::uint64_t[4];
+
+/// Any number in [0, 2^256).
+struct U256 {
+    Limbs w;
+};
+
+/// All ones or all zeros. Masks made from secrets pass through value_barrier, so that the compiler cannot turn the
+/// selection back into a branch.
+using Mask = std::uint64_t;
+
+inline std::uint64_t value_barrier(std::uint64_t x) noexcept {
+    __asm__ volatile("" : "+r"(x));
+    return x;
+}
+
+/// bit is 0 or 1.
+inline Mask mask_from_bit(std::uint64_t bit) noexcept { return value_barrier(0 - bit); }
+
+inline Mask is_zero(const Limbs& a) noexcept {
+    const std::uint64_t any = a[0] | a[1] | a[2] | a[3];
+    return mask_from_bit(1 ^ ((any | (0 - any)) >> 63));
+}
+
+inline Mask equal(const Limbs& a, const Limbs& b) noexcept {
+    const Limbs difference = {a[0] ^ b[0], a[1] ^ b[1], a[2] ^ b[2], a[3] ^ b[3]};
+    return is_zero(difference);
+}
+
+/// r = a where the mask is set, else unchanged.
+inline void assign_if(Mask mask, Limbs& r, const Limbs& a) noexcept {
+    for (int i = 0; i < 4; ++i) r[i] ^= mask & (r[i] ^ a[i]);
+}
+
+/// r = a + b modulo 2^256; the result is the carry, 0 or 1. r may be a or b, here and below.
+inline std::uint64_t add(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
+    Wide t = 0;
+    for (int i = 0; i < 4; ++i) {
+        t += static_cast<Wide>(a[i]) + b[i];
+        r[i] = static_cast<std::uint64_t>(t);
+        t >>= 64;
+    }
+    return static_cast<std::uint64_t>(t);
+}
+
+/// r = a - b modulo 2^256; the result is the borrow, 0 or 1.
+inline std::uint64_t subtract(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
+    std::uint64_t borrow = 0;
+    for (int i = 0; i < 4; ++i) {
+        const Wide t = static_cast<Wide>(a[i]) - b[i] - borrow;
+        r[i] = static_cast<std::uint64_t>(t);
+        borrow = static_cast<std::uint64_t>(t >> 64) & 1;
+    }
+    return borrow;
+}
+
+/// Set where a < b.
+inline Mask less(const Limbs& a, const Limbs& b) noexcept {
+    Limbs difference;
+    return mask_from_bit(subtract(difference, a, b));
+}
+
+/// Brings carry * 2^256 + r from [0, 2m) to [0, m).
+inline void reduce_once(Limbs& r, std::uint64_t carry, const Limbs& m) noexcept {
+    Limbs reduced;
+    const std::uint64_t borrow = subtract(reduced, r, m);
+    assign_if(mask_from_bit(carry | (borrow ^ 1)), r, reduced);
+}
+
+/// r = a + b modulo m. Needs a + b < 2m, leaves r < m.
+inline void add_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) noexcept {
+    const std::uint64_t carry = add(r, a, b);
+    reduce_once(r, carry, m);
+}
+
+/// r = a - b modulo m. Needs a, b < m, leaves r < m.
+inline void subtract_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) noexcept {
+    const Mask negative = mask_from_bit(subtract(r, a, b));
+    const Limbs back = {m[0] & negative, m[1] & negative, m[2] & negative, m[3] & negative};
+    add(r, r, back);
+}
+
+/// The full product, eight limbs.
+inline void multiply(std::uint64_t (&t)[8], const Limbs& a, const Limbs& b) noexcept {
+    for (int i = 0; i < 8; ++i) t[i] = 0;
+    for (int i = 0; i < 4; ++i) {
+        std::uint64_t carry = 0;
+        for (int j = 0; j < 4; ++j) {
+            const Wide s = static_cast<Wide>(a[i]) * b[j] + t[i + j] + carry;
+            t[i + j] = static_cast<std::uint64_t>(s);
+            carry = static_cast<std::uint64_t>(s >> 64);
+        }
+        t[i + 4] = carry;
+    }
+}
+
+/// Big-endian bytes, 32 of them.
+inline void load_be(Limbs& r, const std::uint8_t* bytes) noexcept {
+    std::memcpy(r, bytes, 32);
+    const Limbs w = {__builtin_bswap64(r[3]), __builtin_bswap64(r[2]), __builtin_bswap64(r[1]),
+                     __builtin_bswap64(r[0])};
+    std::memcpy(r, w, 32);
+}
+
+inline void store_be(std::uint8_t* bytes, const Limbs& a) noexcept {
+    const Limbs w = {__builtin_bswap64(a[3]), __builtin_bswap64(a[2]), __builtin_bswap64(a[1]),
+                     __builtin_bswap64(a[0])};
+    std::memcpy(bytes, w, 32);
+}
+
+}  // namespace ulmaro::sm2p256

@@ -1,0 +1,153 @@
+// Scalar multiplication, for any kernel F of the field. F adds to the field functions
+//     template <std::size_t N> static void select(T& r, const T (&table)[N], std::uint32_t index),
+// r = table[index] by reading the whole table.
+#pragma once
+
+#include "base/wipe.hpp"
+#include "sm2p256/recode.hpp"
+#include "sm2p256/table.hpp"
+
+namespace ulmaro::sm2p256 {
+
+/// total = [k]G. Constant time.
+///
+/// 43 windows of 6 bits, digits odd, one addition for each but the first. Below the top window the sum so far is
+/// smaller than the next entry's multiple of G and both are below n together, so they are neither equal nor opposite.
+/// In the top window they are opposite for the odd number n, which gives infinity as it should, and equal for one odd
+/// number, 30 * 64^42 - n: the only one whose double of a top entry exceeds it by n.
+template <typename F>
+void sum_base(Extended& total, const U256& k) noexcept {
+    struct State {
+        U256 odd;
+        Affine entry;
+    };
+    Wiped<State> state;
+    U256& odd = state->odd;
+    Affine& entry = state->entry;
+
+    const Mask negative = make_odd(odd, k);
+    for (int i = 0; i < comb_windows; ++i) {
+        const Choice digit = choice(bits(odd, 6 * i + 1, 6), 6);
+        F::select(entry, comb[i], digit.index);
+        entry.y = F::negated_if(digit.negative, entry.y);
+        if (i == 0) {
+            total = extended(entry);
+        } else {
+            add<F>(total, entry);
+        }
+    }
+    F::select(entry, comb_top, bits(odd, 6 * comb_windows + 1, 3));
+    const Mask doubling = same<F>(total, entry);
+    add<F>(total, entry);
+    assign_if(doubling, total, extended(comb_top_doubled));
+    total.y = F::negated_if(negative, total.y);
+}
+
+/// r = [k]G, zeros for infinity; the result is set for infinity. Constant time.
+template <typename F>
+Mask multiply_base(Affine& r, const U256& k) noexcept {
+    Wiped<Extended> total;
+    sum_base<F>(*total, k);
+    return to_affine<F>(r, *total);
+}
+
+/// x of [k]G, 0 for infinity, and inverted = 1 / inverted: the two inversions of a signature, which side by side take
+/// less time. Constant time.
+template <typename F>
+void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
+    Wiped<Extended> total;
+    sum_base<F>(*total, k);
+    Fe& inverse = total->zzz;
+    invert_two(inverse.w, field_inversion, inverted.w, order_inversion);
+    x = F::mul(total->x, F::sqr(F::mul(total->zz, inverse)));
+}
+
+/// table[i] = (2i + 1) p.
+template <typename F, std::size_t N>
+void fill_odd_multiples(Jacobian (&table)[N], const Affine& p) noexcept {
+    table[0] = jacobian(p);
+    Jacobian twice = table[0];
+    double_point<F>(twice);
+    table[1] = twice;
+    add<F>(table[1], p);
+    for (std::size_t i = 2; i < N; ++i) {
+        table[i] = table[i - 1];
+        add<F>(table[i], twice);
+    }
+}
+
+/// r = [k]P for a point of the curve, zeros for infinity; the result is set for infinity. Constant time.
+///
+/// 52 windows of 5 bits, digits odd, the topmost 1. Before an addition the sum is an even multiple, at least 32, so it
+/// differs from the entry and its negative until the multiples reach n, which is in the last window only.
+template <typename F>
+Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
+    struct State {
+        U256 odd;
+        Jacobian multiples[16];  // p, 3p, .. 31p
+        Jacobian entry, sum;
+    };
+    Wiped<State> state;
+    U256& odd = state->odd;
+    auto& multiples = state->multiples;
+    Jacobian& entry = state->entry;
+    Jacobian& total = state->sum;
+
+    const Mask negative = make_odd(odd, k);
+    fill_odd_multiples<F>(multiples, p);
+    total = multiples[0];
+    for (int i = 50; i >= 0; --i) {
+        for (int j = 0; j < 5; ++j) double_point<F>(total);
+        const Choice digit = choice(bits(odd, 5 * i + 1, 5), 5);
+        F::select(entry, multiples, digit.index);
+        entry.y = F::negated_if(digit.negative, entry.y);
+        if (i > 0) add<F>(total, entry);
+    }
+    const Mask doubling = same<F>(total, entry);
+    add<F>(total, entry);
+    double_point<F>(entry);
+    assign_if(doubling, total, entry);
+    total.y = F::negated_if(negative, total.y);
+    return to_affine<F>(r, total);
+}
+
+/// p = p + q with q finite, in every case. Where the x are equal, add leaves z = 0 and, as x, the square of the
+/// difference of the y.
+template <typename F, typename Point>
+void add_vartime(Jacobian& p, const Point& q) noexcept {
+    if (is_zero(p.z.w) != 0) {
+        p = jacobian(q);
+        return;
+    }
+    add<F>(p, q);
+    if (is_zero(p.z.w) != 0 && is_zero(p.x.w) != 0) {
+        p = jacobian(q);
+        double_point<F>(p);
+    }
+}
+
+/// [s]G + [t]P for a point of the curve. Variable time: nothing here may be secret.
+template <typename F>
+Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
+    constexpr int width = 5;
+    Jacobian multiples[1 << (width - 2)];  // p, 3p, .. 15p
+    fill_odd_multiples<F>(multiples, p);
+
+    std::int16_t s_digit[257], t_digit[257];
+    const int s_length = recode_vartime(s_digit, s, generator_width);
+    const int t_length = recode_vartime(t_digit, t, width);
+    const auto add = [](Jacobian& total, const auto* table, int digit) {
+        auto entry = table[(digit < 0 ? -digit : digit) / 2];
+        if (digit < 0) entry.y = F::sub(fe_zero, entry.y);
+        add_vartime<F>(total, entry);
+    };
+    Jacobian total = {fe_one, fe_one, fe_zero};
+    for (int i = (s_length > t_length ? s_length : t_length) - 1; i >= 0; --i) {
+        double_point<F>(total);
+        if (t_digit[i] != 0) add(total, multiples, t_digit[i]);
+        if (s_digit[i] != 0) add(total, generator_odd, s_digit[i]);
+    }
+    return total;
+}
+
+}  // namespace ulmaro::sm2p256

@@ -1,0 +1,147 @@
+// Points of y^2 = x^3 - 3x + b, and the formulas on them. None of the formulas uses b.
+//
+// Each formula names what it needs; nothing branches. Infinity is z = 0 (zz = zzz = 0). F is the field's kernel.
+#pragma once
+
+#include "sm2p256/field.hpp"
+
+namespace ulmaro::sm2p256 {
+
+struct Affine {
+    Fe x, y;
+};
+
+/// x = X / Z^2, y = Y / Z^3.
+struct Jacobian {
+    Fe x, y, z;
+};
+
+/// x = X / ZZ, y = Y / ZZZ with ZZ^3 = ZZZ^2: one square less in an addition, no cheap doubling.
+struct Extended {
+    Fe x, y, zz, zzz;
+};
+
+inline constexpr Affine generator = {
+    {{0x61328990f418029e, 0x3e7981eddca6c050, 0xd6a1ed99ac24c3c3, 0x91167a5ee1c13b05}},
+    {{0xc1354e593c2d0ddd, 0xc1f5e5788d3295fa, 0x8d4cfb066e2a48f8, 0x63cd65d481d735bd}}};
+
+/// Set where the point satisfies the curve's equation.
+Mask on_curve(const Affine& p) noexcept;
+
+// The sums and the doubling work in place: a copy of a point that has just been stored limb by limb stalls.
+
+/// p = 2p, for every p: 4 products, 4 squares, one halving. With S = X Y^2 and L = 3/2 (X - Z^2)(X + Z^2), the
+/// tangent's slope times Y Z, the result is X' = L^2 - 2S, Y' = L (S - X') - Y^4, Z' = Y Z: half of the usual Z, which
+/// saves additions. No point of the curve has Y = 0, for its order is odd.
+template <typename F>
+void double_point(Jacobian& p) noexcept {
+    const Fe zz = F::sqr(p.z);
+    const Fe yy = F::sqr(p.y);
+    const Fe m = F::mul(F::sub(p.x, zz), F::add(p.x, zz));
+    const Fe s = F::mul(p.x, yy);
+    p.z = F::mul(p.y, p.z);
+    const Fe l = F::add(m, F::half(m));
+    p.x = F::sub(F::sub(F::sqr(l), s), s);
+    p.y = F::mul_sub_sqr(l, F::sub(s, p.x), yy);
+}
+
+/// p = p + q. Needs p != q; p = -q gives infinity. When one is infinity so is the result.
+template <typename F>
+void add(Jacobian& p, const Affine& q) noexcept {
+    const Fe zz = F::sqr(p.z);
+    const Fe h = F::sub(F::mul(q.x, zz), p.x);
+    const Fe t = F::sub(F::mul(q.y, F::mul(zz, p.z)), p.y);
+    const Fe hh = F::sqr(h);
+    p.z = F::mul(p.z, h);
+    const Fe hhh = F::mul(h, hh);
+    const Fe v = F::mul(p.x, hh);
+    p.x = F::sub(F::sub(F::sub(F::sqr(t), hhh), v), v);
+    p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
+}
+
+/// As above.
+template <typename F>
+void add(Jacobian& p, const Jacobian& q) noexcept {
+    const Fe pzz = F::sqr(p.z);
+    const Fe qzz = F::sqr(q.z);
+    const Fe px = F::mul(p.x, qzz);
+    const Fe py = F::mul(p.y, F::mul(qzz, q.z));
+    const Fe h = F::sub(F::mul(q.x, pzz), px);
+    const Fe t = F::sub(F::mul(q.y, F::mul(pzz, p.z)), py);
+    const Fe hh = F::sqr(h);
+    p.z = F::mul(F::mul(p.z, q.z), h);
+    const Fe hhh = F::mul(h, hh);
+    const Fe v = F::mul(px, hh);
+    p.x = F::sub(F::sub(F::sub(F::sqr(t), hhh), v), v);
+    p.y = F::mul_sub(t, F::sub(v, p.x), py, hhh);
+}
+
+/// As above, with one square less.
+template <typename F>
+void add(Extended& p, const Affine& q) noexcept {
+    const Fe h = F::sub(F::mul(q.x, p.zz), p.x);
+    const Fe t = F::sub(F::mul(q.y, p.zzz), p.y);
+    const Fe hh = F::sqr(h);
+    const Fe hhh = F::mul(h, hh);
+    const Fe v = F::mul(p.x, hh);
+    p.zz = F::mul(p.zz, hh);
+    p.zzz = F::mul(p.zzz, hhh);
+    p.x = F::sub(F::sub(F::sub(F::sqr(t), hhh), v), v);
+    p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
+}
+
+/// Set where p and q, both finite, are the same point: the case that the sums above leave out.
+template <typename F>
+Mask same(const Jacobian& p, const Jacobian& q) noexcept {
+    const Fe pzz = F::sqr(p.z);
+    const Fe qzz = F::sqr(q.z);
+    return equal(F::mul(p.x, qzz).w, F::mul(q.x, pzz).w) &
+           equal(F::mul(p.y, F::mul(qzz, q.z)).w, F::mul(q.y, F::mul(pzz, p.z)).w);
+}
+
+template <typename F>
+Mask same(const Extended& p, const Affine& q) noexcept {
+    return equal(F::mul(q.x, p.zz).w, p.x.w) & equal(F::mul(q.y, p.zzz).w, p.y.w);
+}
+
+inline Jacobian jacobian(const Jacobian& p) noexcept { return p; }
+inline Jacobian jacobian(const Affine& p) noexcept { return {p.x, p.y, fe_one}; }
+inline Extended extended(const Affine& p) noexcept { return {p.x, p.y, fe_one, fe_one}; }
+
+/// r = p where the mask is set, else unchanged.
+inline void assign_if(Mask mask, Affine& r, const Affine& p) noexcept {
+    assign_if(mask, r.x, p.x);
+    assign_if(mask, r.y, p.y);
+}
+
+inline void assign_if(Mask mask, Jacobian& r, const Jacobian& p) noexcept {
+    assign_if(mask, r.x, p.x);
+    assign_if(mask, r.y, p.y);
+    assign_if(mask, r.z, p.z);
+}
+
+inline void assign_if(Mask mask, Extended& r, const Extended& p) noexcept {
+    assign_if(mask, r.x, p.x);
+    assign_if(mask, r.y, p.y);
+    assign_if(mask, r.zz, p.zz);
+    assign_if(mask, r.zzz, p.zzz);
+}
+
+/// The coordinates, zeros for infinity; the result is set for infinity.
+template <typename F>
+Mask to_affine(Affine& r, const Jacobian& p) noexcept {
+    const Fe i = fe_invert(p.z);
+    const Fe ii = F::sqr(i);
+    r = {F::mul(p.x, ii), F::mul(p.y, F::mul(ii, i))};
+    return is_zero(p.z.w);
+}
+
+template <typename F>
+Mask to_affine(Affine& r, const Extended& p) noexcept {
+    const Fe iii = fe_invert(p.zzz);
+    const Fe i = F::mul(p.zz, iii);
+    r = {F::mul(p.x, F::sqr(i)), F::mul(p.y, iii)};
+    return is_zero(p.zzz.w);
+}
+
+}  // namespace ulmaro::sm2p256
