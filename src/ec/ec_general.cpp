@@ -7,6 +7,7 @@
 #include "ec/field.hpp"
 #include "ec/mod_words.hpp"
 #include "ec/multiply.hpp"
+#include "ec/recommended_curve.hpp"
 #include "ec/scalar_draw.hpp"
 
 using ulmaro::Wiped;
@@ -49,9 +50,7 @@ void prepare_montgomery(ec_group_st* grp, const ECCParameter_st* param) noexcept
     grp->generator.z_is_one = 1;
 }
 
-}  // namespace
-
-int ECC_InitParameter(ECCParameter_st* param, ec_group_st* grp) {
+void prepare(const ECCParameter_st* param, ec_group_st* grp) noexcept {
     std::memset(grp, 0, sizeof *grp);
     from_be32(grp->prime, param->p);
     from_be32(grp->order, param->n);
@@ -59,6 +58,21 @@ int ECC_InitParameter(ECCParameter_st* param, ec_group_st* grp) {
     grp->order_top = words_in_use(grp->order);
     // An even prime has no Montgomery form; the zeros left there refuse every operation.
     if ((grp->prime.words[0] & 1) != 0 && grp->order_top != 0) prepare_montgomery(grp, param);
+}
+
+}  // namespace
+
+bool ulmaro::ec::is_recommended(const ec_group_st& grp) noexcept {
+    static const ec_group_st expected = [] {
+        ec_group_st prepared;
+        prepare(&recommended_curve, &prepared);
+        return prepared;
+    }();
+    return std::memcmp(&grp, &expected, sizeof grp) == 0;
+}
+
+int ECC_InitParameter(ECCParameter_st* param, ec_group_st* grp) {
+    prepare(param, grp);
     ulmaro::note_group_prepared();
     return 0;
 }

@@ -5,6 +5,8 @@
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
 #include "ec/field.hpp"
+#include "ec/recommended_curve.hpp"
+#include "sm2p256/engine.hpp"
 
 namespace ulmaro::ec {
 namespace {
@@ -28,6 +30,29 @@ bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, ec_point_st* Q, bi
     return ec_GFp_simple_is_at_infinity(&grp, &*sum) == 0;
 }
 
+/// A point or a scalar on its way to and from the engine of the recommended curve.
+struct Bytes32 {
+    std::uint8_t b[32];
+};
+
+struct PointBytes {
+    Bytes32 x, y;
+
+    explicit PointBytes(const AffinePoint& point) noexcept {
+        bn::to_be32(x.b, point.x.words);
+        bn::to_be32(y.b, point.y.words);
+    }
+};
+
+void load(AffinePoint& out, const Bytes32& x, const Bytes32& y) noexcept {
+    bn::from_be32(out.x, x.b);
+    bn::from_be32(out.y, y.b);
+}
+
+struct MultiplyScratch {
+    Bytes32 k, x, y;
+};
+
 }  // namespace
 
 AffinePoint load_point(const unsigned char* xy) noexcept {
@@ -43,6 +68,10 @@ void store_point(unsigned char* xy, const AffinePoint& point) noexcept {
 }
 
 bool is_on_curve(ec_group_st& grp, AffinePoint& point) noexcept {
+    if (is_recommended(grp)) {
+        const PointBytes bytes(point);
+        return sm2p256::is_on_curve(bytes.x.b, bytes.y.b);
+    }
     const Field f(grp);
     bignum_st x = {}, y = {}, rhs = {};
     f.to_montgomery(x, point.x);
@@ -56,12 +85,25 @@ bool is_on_curve(ec_group_st& grp, AffinePoint& point) noexcept {
 }
 
 bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept {
-    return multiply(grp, grp.generator, k, nullptr, nullptr, out);
+    if (!is_recommended(grp)) return multiply(grp, grp.generator, k, nullptr, nullptr, out);
+    Wiped<MultiplyScratch> scratch;
+    bn::to_be32(scratch->k.b, k.words);
+    const bool finite = sm2p256::multiply_base(scratch->x.b, scratch->y.b, scratch->k.b);
+    load(out, scratch->x, scratch->y);
+    return finite;
 }
 
 bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& out) noexcept {
-    ec_point_st P = to_jacobian(grp, point);
-    return multiply(grp, P, k, nullptr, nullptr, out);
+    if (!is_recommended(grp) || !is_on_curve(grp, point)) {
+        ec_point_st P = to_jacobian(grp, point);
+        return multiply(grp, P, k, nullptr, nullptr, out);
+    }
+    const PointBytes bytes(point);
+    Wiped<MultiplyScratch> scratch;
+    bn::to_be32(scratch->k.b, k.words);
+    const bool finite = sm2p256::multiply_point(scratch->x.b, scratch->y.b, bytes.x.b, bytes.y.b, scratch->k.b);
+    load(out, scratch->x, scratch->y);
+    return finite;
 }
 
 bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bignum_st& t,

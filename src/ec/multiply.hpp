@@ -26,8 +26,8 @@ bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept;
 /// multiple on the curve with the same a that it does lie on.
 bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& out) noexcept;
 
-/// out = [s]G + [t]point; false when that is infinity. Nothing is secret. For a point off the curve the result has no
-/// meaning, but a fixed value all the same.
+/// out = [s]G + [t]point on the general engine; false when that is infinity. Nothing is secret. For a point off the
+/// curve the result has no meaning, but a fixed value all the same.
 bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bignum_st& t, AffinePoint& out) noexcept;
 
 }  // namespace ulmaro::ec

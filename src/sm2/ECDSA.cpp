@@ -1,11 +1,15 @@
 // Signature and verification of a digest: GM/T 0003.2 clauses 6.1 (steps A2 to A7) and 7.1 (steps B1 to B7).
+#include <array>
 #include <cstdio>
+#include <optional>
 
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
 #include "ec/mod_words.hpp"
 #include "ec/multiply.hpp"
+#include "ec/recommended_curve.hpp"
 #include "ec/scalar_draw.hpp"
+#include "sm2p256/engine.hpp"
 
 using ulmaro::Wiped;
 using ulmaro::bn::from_be32;
@@ -16,6 +20,8 @@ namespace {
 
 // A usable order has eight words, and so has everything that is computed modulo it.
 constexpr int kWords = 8;
+
+using Bytes32 = ulmaro::sm2p256::In;
 
 struct SigningScratch {
     bignum_st d, k, w, u, z;
@@ -34,10 +40,15 @@ bool invert_key(bignum_st& w, bignum_st& d, bignum_st& n) noexcept {
     return true;
 }
 
-/// Steps A3 to A6 until nothing has to be rejected; false when the draws run out.
-bool sign(ec_group_st& grp, bignum_st& e, SigningScratch& scratch, bignum_st& r, bignum_st& s) noexcept {
-    auto& [d, k, w, u, z, kg] = scratch;
+/// Steps A3 to A6 until nothing has to be rejected; false when the key cannot sign or the draws run out.
+bool sign(ec_group_st& grp, const unsigned char* e_be32, const unsigned char* d_be32, ECC_SIGNATURE& out) noexcept {
+    Wiped<SigningScratch> scratch;
+    auto& [d, k, w, u, z, kg] = *scratch;
     bignum_st& n = grp.order;
+    bignum_st e, r, s;
+    from_be32(e, e_be32);
+    from_be32(d, d_be32);
+    if (!is_usable(grp) || !invert_key(w, d, n)) return false;
     ScalarDraws draws(grp);
     while (draws.next(k)) {
         multiply_base(grp, k, kg);
@@ -51,32 +62,68 @@ bool sign(ec_group_st& grp, bignum_st& e, SigningScratch& scratch, bignum_st& r,
         BN_mod_sub(z.words, &top, k.words, u.words, n.words, kWords);
         if (top == 0) continue;
         mul_mod(s, z, w, n, kWords);
-        if (!is_zero(s)) return true;
+        if (is_zero(s)) continue;
+        to_be32(out.r, r.words);
+        to_be32(out.s, s.words);
+        return true;
     }
     return false;
+}
+
+/// The same on the recommended curve, in constant time.
+bool sign_recommended(ec_group_st& grp, Bytes32 e, Bytes32 d, ECC_SIGNATURE& out) noexcept {
+    if (!ulmaro::sm2p256::is_signing_key(d)) return false;
+    Wiped<bignum_st> k;
+    Wiped<std::array<unsigned char, 32>> k_be32;
+    ScalarDraws draws(grp);
+    while (draws.next(*k)) {
+        to_be32(k_be32->data(), k->words);
+        if (ulmaro::sm2p256::sign(out.r, out.s, e, d, *k_be32)) return true;
+    }
+    return false;
+}
+
+/// Steps B5 to B7 for 0 < r, s < n: how r compares with R = (e + x1') mod n. Nothing when there is no R.
+std::optional<int> compare(ec_group_st& grp, const unsigned char* e_be32, AffinePoint& key, bignum_st& r,
+                           bignum_st& s) noexcept {
+    bignum_st e, t, R;
+    AffinePoint sum;
+    from_be32(e, e_be32);
+    BN_mod_add(t.words, r.words, s.words, grp.order.words, kWords);
+    if (is_zero(t) || !multiply_both_vartime(grp, s, key, t, sum)) return std::nullopt;
+    add_mod(R, e, sum.x, grp.order, kWords);
+    return BN_ucmp(r.words, kWords, R.words, kWords);
+}
+
+std::optional<int> compare_recommended(Bytes32 e, const ECC_PUBLIC_KEY& key, const ECC_SIGNATURE& signature) noexcept {
+    using ulmaro::sm2p256::Comparison;
+    switch (ulmaro::sm2p256::verify_vartime(e, signature.r, signature.s, key.x, key.y)) {
+        case Comparison::equal:
+            return 0;
+        case Comparison::less:
+            return -1;
+        case Comparison::greater:
+            return 1;
+        case Comparison::none:
+            break;
+    }
+    return std::nullopt;
 }
 
 }  // namespace
 
 int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature) {
-    Wiped<SigningScratch> scratch;
-    bignum_st digest, r, s;
-    from_be32(digest, e);
-    from_be32(scratch->d, key->d);
-    if (!is_usable(*grp) || !invert_key(scratch->w, scratch->d, grp->order) || !sign(*grp, digest, *scratch, r, s)) {
-        r = s = {};  // never verifies
-    }
-    to_be32(signature->r, r.words);
-    to_be32(signature->s, s.words);
+    ECC_SIGNATURE made;
+    const bool done =
+        is_recommended(*grp) ? sign_recommended(*grp, Bytes32(e, 32), key->d, made) : sign(*grp, e, key->d, made);
+    *signature = done ? made : ECC_SIGNATURE{};  // zeros never verify
     return 0;
 }
 
 int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, ECC_SIGNATURE* signature) {
-    bignum_st digest, r, s, t, R;
-    from_be32(digest, e);
+    bignum_st r, s;
     from_be32(r, signature->r);
     from_be32(s, signature->s);
-    AffinePoint pub = load_point(reinterpret_cast<unsigned char*>(key));
     bignum_st& n = grp->order;
 
     // B1, B2
@@ -92,18 +139,16 @@ int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, 
     }
     if (!is_usable(*grp) || is_zero(r) || is_zero(s)) return 0;
 
-    // B5: t = 0 is refused
-    BN_mod_add(t.words, r.words, s.words, n.words, kWords);
-    if (is_zero(t)) return 0;
-
-    // B6, B7. A key off the curve is carried on to the comparison, so that a bad signature is reported all the same.
-    AffinePoint sum;
-    if (!multiply_both_vartime(*grp, s, pub, t, sum)) return 0;
-    add_mod(R, digest, sum.x, n, kWords);
-    difference = BN_ucmp(r.words, kWords, R.words, kWords);
-    if (difference != 0) {
-        std::printf("cmp different! ret= %d\n", difference);
+    // A key off the curve is carried on to the comparison, so that a bad signature is reported all the same.
+    AffinePoint pub = load_point(reinterpret_cast<unsigned char*>(key));
+    const bool on_curve = is_on_curve(*grp, pub);
+    const std::optional<int> compared = on_curve && is_recommended(*grp)
+                                            ? compare_recommended(Bytes32(e, 32), *key, *signature)
+                                            : compare(*grp, e, pub, r, s);
+    if (!compared) return 0;
+    if (*compared != 0) {
+        std::printf("cmp different! ret= %d\n", *compared);
         return 0;
     }
-    return is_on_curve(*grp, pub) ? 1 : 0;
+    return on_curve ? 1 : 0;
 }
