@@ -3,8 +3,8 @@
 // An element a is kept as a * 2^256 mod p (Montgomery form), always fully reduced: every function needs and leaves
 // limbs below p, so zero and equality are plain comparisons. Everything is constant-time.
 //
-// The hot functions (mul, sqr, add, sub, half) exist once per kernel, as static members of a class that the point
-// code takes as a template argument: PortableField here, others in kernels/. The rest is common.
+// The hot functions exist once per kernel, as static members of a class that the point code takes as a template
+// argument: PortableField here, others in kernels/. The rest is common.
 #pragma once
 
 #include "sm2p256/divsteps.hpp"
@@ -35,8 +35,8 @@ Fe fe_invert(const Fe& a) noexcept;
 /// r = a where the mask is set, else unchanged.
 inline void assign_if(Mask mask, Fe& r, const Fe& a) noexcept { assign_if(mask, r.w, a.w); }
 
-/// Montgomery reduction of the lower half, without a multiplication: p is -1 modulo 2^64, so the multiple of p that
-/// clears the lowest limb m is m itself, and what it adds above that limb is m (1 - 2^32 - 2^160 + 2^192).
+/// The field for any processor. Reduction needs no multiplication: p is -1 modulo 2^64, so m p clears a lowest limb m,
+/// and what that adds above the limb is m (1 - 2^32 - 2^160 + 2^192).
 struct PortableField {
     static Fe mul(const Fe& a, const Fe& b) noexcept {
         std::uint64_t t[8];

@@ -93,7 +93,7 @@ inline void subtract_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& 
 
 /// The full product, eight limbs.
 inline void multiply(std::uint64_t (&t)[8], const Limbs& a, const Limbs& b) noexcept {
-    for (int i = 0; i < 8; ++i) t[i] = 0;
+    for (auto& limb : t) limb = 0;
     for (int i = 0; i < 4; ++i) {
         std::uint64_t carry = 0;
         for (int j = 0; j < 4; ++j) {

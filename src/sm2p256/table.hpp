@@ -1,5 +1,5 @@
 // Multiples of the generator in read-only data, affine and in Montgomery form. gen/sm2p256_table.py makes them in the
-// build from the curve's constants. 98 KiB together.
+// build from the curve's constants. 93 KiB together.
 #pragma once
 
 #include "sm2p256/point.hpp"

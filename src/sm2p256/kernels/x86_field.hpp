@@ -128,43 +128,43 @@ class X86Field {
     [[gnu::always_inline]] static Product square(const Fe& a) noexcept {
         Limb t0, t1, t2, t3, t4, t5, t6, t7, x, y;
         __asm__(
-            "mov %[a0], %%rdx\n\t"
-            "mulx %[a1], %[t1], %[t2]\n\t"
-            "mulx %[a2], %[x], %[t3]\n\t"
+            "mov (%[a]), %%rdx\n\t"
+            "mulx 8(%[a]), %[t1], %[t2]\n\t"
+            "mulx 16(%[a]), %[x], %[t3]\n\t"
             "add %[x], %[t2]\n\t"
-            "mulx %[a3], %[x], %[t4]\n\t"
+            "mulx 24(%[a]), %[x], %[t4]\n\t"
             "adc %[x], %[t3]\n\t"
-            "mov %[a1], %%rdx\n\t"
-            "mulx %[a3], %[x], %[t5]\n\t"
+            "mov 8(%[a]), %%rdx\n\t"
+            "mulx 24(%[a]), %[x], %[t5]\n\t"
             "adc %[x], %[t4]\n\t"
-            "mov %[a2], %%rdx\n\t"
-            "mulx %[a3], %[x], %[t6]\n\t"
+            "mov 16(%[a]), %%rdx\n\t"
+            "mulx 24(%[a]), %[x], %[t6]\n\t"
             "adc %[x], %[t5]\n\t"
             "adc $0, %[t6]\n\t"
-            "mulx %[a1], %[x], %[y]\n\t"
+            "mulx 8(%[a]), %[x], %[y]\n\t"
             "add %[x], %[t3]\n\t"
             "adc %[y], %[t4]\n\t"
             "adc $0, %[t5]\n\t"
             "adc $0, %[t6]\n\t"
             // Twice that, plus the squares: two carry chains.
             "xor %k[t7], %k[t7]\n\t"
-            "mov %[a0], %%rdx\n\t"
+            "mov (%[a]), %%rdx\n\t"
             "mulx %%rdx, %[t0], %[x]\n\t"
             "adcx %[t1], %[t1]\n\t"
             "adox %[x], %[t1]\n\t"
-            "mov %[a1], %%rdx\n\t"
+            "mov 8(%[a]), %%rdx\n\t"
             "mulx %%rdx, %[x], %[y]\n\t"
             "adcx %[t2], %[t2]\n\t"
             "adox %[x], %[t2]\n\t"
             "adcx %[t3], %[t3]\n\t"
             "adox %[y], %[t3]\n\t"
-            "mov %[a2], %%rdx\n\t"
+            "mov 16(%[a]), %%rdx\n\t"
             "mulx %%rdx, %[x], %[y]\n\t"
             "adcx %[t4], %[t4]\n\t"
             "adox %[x], %[t4]\n\t"
             "adcx %[t5], %[t5]\n\t"
             "adox %[y], %[t5]\n\t"
-            "mov %[a3], %%rdx\n\t"
+            "mov 24(%[a]), %%rdx\n\t"
             "mulx %%rdx, %[x], %[y]\n\t"
             "adcx %[t6], %[t6]\n\t"
             "adox %[x], %[t6]\n\t"
@@ -172,7 +172,7 @@ class X86Field {
             "adox %[y], %[t7]"
             : [t0] "=&r"(t0), [t1] "=&r"(t1), [t2] "=&r"(t2), [t3] "=&r"(t3), [t4] "=&r"(t4), [t5] "=&r"(t5),
               [t6] "=&r"(t6), [t7] "=&r"(t7), [x] "=&r"(x), [y] "=&r"(y)
-            : [a0] "m"(a.w[0]), [a1] "m"(a.w[1]), [a2] "m"(a.w[2]), [a3] "m"(a.w[3])
+            : [a] "r"(a.w), "m"(a)
             : "rdx", "cc");
         return {t0, t1, t2, t3, t4, t5, t6, t7};
     }
@@ -181,19 +181,18 @@ class X86Field {
     [[gnu::always_inline]] static Product difference(Product a, const Product& b) noexcept {
         Limb negative, top = p3;
         __asm__(
-            "sub %[b0], %[t0]\n\t"
-            "sbb %[b1], %[t1]\n\t"
-            "sbb %[b2], %[t2]\n\t"
-            "sbb %[b3], %[t3]\n\t"
-            "sbb %[b4], %[t4]\n\t"
-            "sbb %[b5], %[t5]\n\t"
-            "sbb %[b6], %[t6]\n\t"
-            "sbb %[b7], %[t7]\n\t"
+            "sub (%[b]), %[t0]\n\t"
+            "sbb 8(%[b]), %[t1]\n\t"
+            "sbb 16(%[b]), %[t2]\n\t"
+            "sbb 24(%[b]), %[t3]\n\t"
+            "sbb 32(%[b]), %[t4]\n\t"
+            "sbb 40(%[b]), %[t5]\n\t"
+            "sbb 48(%[b]), %[t6]\n\t"
+            "sbb 56(%[b]), %[t7]\n\t"
             "sbb %[negative], %[negative]"
             : [t0] "+&r"(a.t0), [t1] "+&r"(a.t1), [t2] "+&r"(a.t2), [t3] "+&r"(a.t3), [t4] "+&r"(a.t4),
               [t5] "+&r"(a.t5), [t6] "+&r"(a.t6), [t7] "+&r"(a.t7), [negative] "=&r"(negative)
-            : [b0] "m"(b.t0), [b1] "m"(b.t1), [b2] "m"(b.t2), [b3] "m"(b.t3), [b4] "m"(b.t4), [b5] "m"(b.t5),
-              [b6] "m"(b.t6), [b7] "m"(b.t7)
+            : [b] "r"(&b), "m"(b)
             : "cc");
         top &= negative;
         __asm__(
