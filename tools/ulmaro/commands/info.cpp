@@ -3,14 +3,14 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <fstream>
 #include <memory>
-#include <set>
-#include <sstream>
 #include <string>
 
 #include "UlmaroAlgrithm.h"
+#include "base/cpu.hpp"
 #include "commands/commands.hpp"
+#include "sm3/kernels.hpp"
+#include "sm4/kernels.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -27,22 +27,12 @@ const char* random_source(const std::string& library) {
     return library.find("Hardened") != std::string::npos ? "the kernel (getrandom)" : "the C library (rand)";
 }
 
-/// The features that matter to this library, as the kernel names them: it leaves out what it does not support.
 std::string processor_features() {
-    const std::set<std::string> wanted{"adx",      "aes",     "asimd",    "avx",   "avx2", "avx512bw",
-                                       "avx512dq", "avx512f", "avx512vl", "bmi2",  "gfni", "pmull",
-                                       "sha3",     "sm3",     "sm4",      "ssse3", "vaes"};
-    std::ifstream info("/proc/cpuinfo");
-    for (std::string line; std::getline(info, line);) {
-        if (!line.starts_with("flags") && !line.starts_with("Features")) continue;
-        std::istringstream words(line.substr(line.find(':') + 1));
-        std::string found;
-        for (std::string word; words >> word;) {
-            if (wanted.contains(word)) found += (found.empty() ? "" : " ") + word;
-        }
-        return found;
+    std::string list;
+    for (const CpuFeatureName& feature : cpu_feature_names()) {
+        if (feature.present) list += (list.empty() ? "" : " ") + std::string(feature.name);
     }
-    return "unknown";
+    return list.empty() ? "none that matter here" : list;
 }
 
 }  // namespace
@@ -55,6 +45,7 @@ void add_info(CLI::App& app) {
         std::printf("library    %s\n", library.c_str());
         std::printf("random     %s\n", random_source(library));
         std::printf("processor  %s\n", processor_features().c_str());
+        std::printf("kernels    sm3 %s, sm4 %s\n", sm3::active_kernels().name, sm4::active_kernels().name);
     });
 }
 
