@@ -1,6 +1,7 @@
 #include "sm2p256/kernels.hpp"
 
 #include "base/cpu.hpp"
+#include "base/kernel_list.hpp"
 
 namespace ulmaro::sm2p256 {
 
@@ -11,20 +12,27 @@ extern const Kernels x86_adx_kernels;
 extern const Kernels arm_kernels;
 #endif
 
-std::span<const Kernels* const> supported_kernels() noexcept {
+namespace {
+
+const KernelList<Kernels>& kernels() noexcept {
+    static const KernelList<Kernels> supported = [] {
+        [[maybe_unused]] const CpuFeatures& cpu = cpu_features();
+        KernelList<Kernels> list;
 #if defined(__x86_64__)
-    static constexpr const Kernels* all[] = {&x86_adx_kernels, &portable_kernels};
-    const CpuFeatures& cpu = cpu_features();
-    return std::span(all).subspan(cpu.avx2 && cpu.bmi2 && cpu.adx ? 0 : 1);
+        list.add_if(cpu.avx2 && cpu.bmi2 && cpu.adx, x86_adx_kernels);
 #elif defined(__aarch64__)
-    static constexpr const Kernels* all[] = {&arm_kernels, &portable_kernels};
-    return all;
-#else
-    static constexpr const Kernels* all[] = {&portable_kernels};
-    return all;
+        list.add_if(true, arm_kernels);
 #endif
+        list.add_if(true, portable_kernels);
+        return list;
+    }();
+    return supported;
 }
 
-const Kernels& active_kernels() noexcept { return *supported_kernels().front(); }
+}  // namespace
+
+std::span<const Kernels* const> supported_kernels() noexcept { return kernels().all(); }
+
+const Kernels& active_kernels() noexcept { return kernels().best(); }
 
 }  // namespace ulmaro::sm2p256

@@ -1,6 +1,7 @@
 #include "sm3/kernels.hpp"
 
 #include "base/cpu.hpp"
+#include "base/kernel_list.hpp"
 #include "sm3/kernels/portable.hpp"
 #if defined(__x86_64__)
 #include "sm3/kernels/x86.hpp"
@@ -11,34 +12,28 @@
 namespace ulmaro::sm3 {
 namespace {
 
-struct Supported {
-    const Kernels* list[4];
-    std::size_t count = 0;
-
-    Supported() noexcept {
+const KernelList<Kernels>& kernels() noexcept {
+    static const KernelList<Kernels> supported = [] {
         [[maybe_unused]] const CpuFeatures& cpu = cpu_features();
+        KernelList<Kernels> list;
 #if defined(__x86_64__)
         const bool avx2 = cpu.avx2 && cpu.bmi2;
-        if (avx2 && cpu.avx512) list[count++] = &avx512_kernels;
-        if (avx2) list[count++] = &avx2_kernels;
+        list.add_if(avx2 && cpu.avx512, avx512_kernels);
+        list.add_if(avx2, avx2_kernels);
 #elif defined(__aarch64__)
-        if (cpu.sm3) list[count++] = &arm_sm3_kernels;
-        if (cpu.neon) list[count++] = &neon_kernels;
+        list.add_if(cpu.sm3, arm_sm3_kernels);
+        list.add_if(cpu.neon, neon_kernels);
 #endif
-        list[count++] = &portable_kernels;
-    }
-};
+        list.add_if(true, portable_kernels);
+        return list;
+    }();
+    return supported;
+}
 
 }  // namespace
 
-std::span<const Kernels* const> supported_kernels() noexcept {
-    static const Supported supported;
-    return {supported.list, supported.count};
-}
+std::span<const Kernels* const> supported_kernels() noexcept { return kernels().all(); }
 
-const Kernels& active_kernels() noexcept {
-    static const Kernels& best = *supported_kernels().front();
-    return best;
-}
+const Kernels& active_kernels() noexcept { return kernels().best(); }
 
 }  // namespace ulmaro::sm3

@@ -1,42 +1,37 @@
 #include "sm4/kernels.hpp"
 
 #include "base/cpu.hpp"
+#include "base/kernel_list.hpp"
 #include "sm4/kernels/portable.hpp"
 #include "sm4/kernels/vector.hpp"
 
 namespace ulmaro::sm4 {
 namespace {
 
-struct Supported {
-    const Kernels* list[6];
-    std::size_t count = 0;
-
-    Supported() noexcept {
+const KernelList<Kernels>& kernels() noexcept {
+    static const KernelList<Kernels> supported = [] {
         [[maybe_unused]] const CpuFeatures& cpu = cpu_features();
+        KernelList<Kernels> list;
 #if defined(__x86_64__)
-        if (cpu.gfni && cpu.avx512) list[count++] = &x86_gfni512_kernels;
-        if (cpu.gfni && cpu.avx2) list[count++] = &x86_gfni256_kernels;
-        if (cpu.aes && cpu.avx2 && cpu.vaes) list[count++] = &x86_vaes_kernels;
-        if (cpu.aes && cpu.avx2) list[count++] = &x86_aesni_avx2_kernels;
-        if (cpu.aes && cpu.ssse3) list[count++] = &x86_aesni_kernels;
+        list.add_if(cpu.gfni && cpu.avx512, x86_gfni512_kernels);
+        list.add_if(cpu.gfni && cpu.avx2, x86_gfni256_kernels);
+        list.add_if(cpu.aes && cpu.avx2 && cpu.vaes, x86_vaes_kernels);
+        list.add_if(cpu.aes && cpu.avx2, x86_aesni_avx2_kernels);
+        list.add_if(cpu.aes && cpu.ssse3, x86_aesni_kernels);
 #elif defined(__aarch64__)
-        if (cpu.sm4) list[count++] = &arm_sm4_kernels;
-        if (cpu.aes) list[count++] = &arm_aes_kernels;
+        list.add_if(cpu.sm4, arm_sm4_kernels);
+        list.add_if(cpu.aes, arm_aes_kernels);
 #endif
-        list[count++] = &portable_kernels;
-    }
-};
+        list.add_if(true, portable_kernels);
+        return list;
+    }();
+    return supported;
+}
 
 }  // namespace
 
-std::span<const Kernels* const> supported_kernels() noexcept {
-    static const Supported supported;
-    return {supported.list, supported.count};
-}
+std::span<const Kernels* const> supported_kernels() noexcept { return kernels().all(); }
 
-const Kernels& active_kernels() noexcept {
-    static const Kernels& best = *supported_kernels().front();
-    return best;
-}
+const Kernels& active_kernels() noexcept { return kernels().best(); }
 
 }  // namespace ulmaro::sm4
