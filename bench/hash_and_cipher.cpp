@@ -14,16 +14,22 @@ const bool registered = [] {
         return rk;
     }();
     const unsigned int* rk = schedule.data();
-    for (const std::size_t size : kSizes) {
+    for (const std::size_t size : sizes()) {
         const unsigned char* in = input(size);
         unsigned char* out = output(size);
         const int len = static_cast<int>(size);
-        add("sm3", size, "ulmaro", [=] { SM3_HASH(in, len, out); });
-        add("sm4-ecb-encrypt", size, "ulmaro", [=] { SM4_X_ECB_EN_MODE(in, len, rk, out); });
-        add("sm4-ecb-decrypt", size, "ulmaro", [=] { SM4_X_ECB_DE_MODE(in, len, rk, out); });
-        add("sm4-cbc-encrypt", size, "ulmaro", [=] { SM4_X_CBC_EN_MODE(in, len, rk, kIv, out); });
-        add("sm4-cbc-decrypt", size, "ulmaro", [=] { SM4_X_CBC_DE_MODE(in, len, rk, kIv, out); });
-        add("kdf", size, "ulmaro", [=] { SM2_KDF_ALGRITRHM(in, 64, len, out); });
+        add(
+            "sm3", size, "ulmaro", [=] { SM3_HASH(in, len, out); }, 32);
+        add(
+            "sm4-ecb-encrypt", size, "ulmaro", [=] { SM4_X_ECB_EN_MODE(in, len, rk, out); }, size);
+        add(
+            "sm4-ecb-decrypt", size, "ulmaro", [=] { SM4_X_ECB_DE_MODE(in, len, rk, out); }, size);
+        add(
+            "sm4-cbc-encrypt", size, "ulmaro", [=] { SM4_X_CBC_EN_MODE(in, len, rk, kIv, out); }, size);
+        add(
+            "sm4-cbc-decrypt", size, "ulmaro", [=] { SM4_X_CBC_DE_MODE(in, len, rk, kIv, out); }, size);
+        add(
+            "kdf", size, "ulmaro", [=] { SM2_KDF_ALGRITRHM(in, 64, len, out); }, size);
     }
     return true;
 }();

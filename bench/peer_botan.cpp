@@ -1,6 +1,7 @@
 // Botan 2.
 #include <botan/block_cipher.h>
 #include <botan/hash.h>
+#include <botan/version.h>
 
 #include <memory>
 
@@ -18,15 +19,21 @@ const bool registered = [] {
         created->set_key(kKey, sizeof kKey);
         return created;
     }();
-    for (const std::size_t size : kSizes) {
+    notes().emplace_back(kName, Botan::short_version_string());
+    for (const std::size_t size : sizes()) {
         const unsigned char* in = input(size);
         unsigned char* out = output(size);
-        add("sm3", size, kName, [=] {
-            hash->update(in, size);
-            hash->final(out);
-        });
-        add("sm4-ecb-encrypt", size, kName, [=] { cipher->encrypt_n(in, out, size / 16); });
-        add("sm4-ecb-decrypt", size, kName, [=] { cipher->decrypt_n(in, out, size / 16); });
+        add(
+            "sm3", size, kName,
+            [=] {
+                hash->update(in, size);
+                hash->final(out);
+            },
+            32);
+        add(
+            "sm4-ecb-encrypt", size, kName, [=] { cipher->encrypt_n(in, out, size / 16); }, size);
+        add(
+            "sm4-ecb-decrypt", size, kName, [=] { cipher->decrypt_n(in, out, size / 16); }, size);
     }
     return true;
 }();

@@ -1,18 +1,15 @@
 // libgcrypt.
 #include <gcrypt.h>
 
-#include <cstdlib>
-
 #include "cases.hpp"
+#include "peer.hpp"
 
 namespace bench {
 namespace {
 
 constexpr const char* kName = "gcrypt";
 
-void require(gcry_error_t error) {
-    if (error != 0) std::abort();
-}
+void require(gcry_error_t error) { ensure(error == 0, kName); }
 
 using Crypt = gcry_error_t (*)(gcry_cipher_hd_t, void*, size_t, const void*, size_t);
 
@@ -22,18 +19,24 @@ void add_cipher(const char* operation, int mode, Crypt crypt, std::size_t size) 
     require(gcry_cipher_setkey(handle, kKey, sizeof kKey));
     const unsigned char* in = input(size);
     unsigned char* out = output(size);
-    add(operation, size, kName, [=] {
-        if (mode == GCRY_CIPHER_MODE_CBC) require(gcry_cipher_setiv(handle, kIv, sizeof kIv));
-        require(crypt(handle, out, size, in, size));
-    });
+    add(
+        operation, size, kName,
+        [=] {
+            if (mode == GCRY_CIPHER_MODE_CBC) require(gcry_cipher_setiv(handle, kIv, sizeof kIv));
+            require(crypt(handle, out, size, in, size));
+        },
+        size);
 }
 
 const bool registered = [] {
-    if (gcry_check_version(nullptr) == nullptr) return false;
-    for (const std::size_t size : kSizes) {
+    const char* version = gcry_check_version(nullptr);
+    ensure(version != nullptr, kName);
+    notes().emplace_back(kName, version);
+    for (const std::size_t size : sizes()) {
         const unsigned char* in = input(size);
         unsigned char* out = output(size);
-        add("sm3", size, kName, [=] { gcry_md_hash_buffer(GCRY_MD_SM3, out, in, size); });
+        add(
+            "sm3", size, kName, [=] { gcry_md_hash_buffer(GCRY_MD_SM3, out, in, size); }, 32);
         add_cipher("sm4-ecb-encrypt", GCRY_CIPHER_MODE_ECB, gcry_cipher_encrypt, size);
         add_cipher("sm4-ecb-decrypt", GCRY_CIPHER_MODE_ECB, gcry_cipher_decrypt, size);
         add_cipher("sm4-cbc-encrypt", GCRY_CIPHER_MODE_CBC, gcry_cipher_encrypt, size);

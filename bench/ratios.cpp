@@ -5,6 +5,8 @@
 #include <iterator>
 #include <vector>
 
+#include "cases.hpp"
+
 namespace bench {
 namespace {
 
@@ -19,26 +21,28 @@ double median(std::vector<double> values) {
 
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     for (const Run& run : runs) {
+        failed_ = failed_ || run.error_occurred;
         if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
         const std::string& name = run.run_name.function_name;
         const std::size_t slash = name.rfind('/');
         const std::string operation = name.substr(0, slash);
-        if (times_.find(operation) == times_.end()) order_.push_back(operation);
         times_[operation][name.substr(slash + 1)].push_back(run.GetAdjustedCPUTime());
     }
     // Of repeated cases only the medians are worth a line.
     std::vector<Run> shown;
-    std::copy_if(runs.begin(), runs.end(), std::back_inserter(shown),
-                 [](const Run& run) { return run.repetitions == 1 || run.aggregate_name == "median"; });
+    std::copy_if(runs.begin(), runs.end(), std::back_inserter(shown), [](const Run& run) {
+        return run.error_occurred || run.repetitions == 1 || run.aggregate_name == "median";
+    });
     if (!shown.empty()) ConsoleReporter::ReportRuns(shown);
 }
 
 void RatioReporter::Finalize() {
     std::printf("\nTimes as fast as the peer (ratio of medians; above 1 is faster):\n");
-    for (const std::string& operation : order_) {
+    for (const Case& c : cases()) {  // their order, for that of the runs may be random
+        const std::string& operation = c.operation;
         const auto& by_implementation = times_[operation];
         const auto own = by_implementation.find("ulmaro");
-        if (own == by_implementation.end()) continue;
+        if (c.implementation != "ulmaro" || own == by_implementation.end()) continue;
         std::printf("%-32s", operation.c_str());
         for (const auto& [implementation, times] : by_implementation)
             if (implementation != "ulmaro")

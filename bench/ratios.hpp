@@ -11,12 +11,14 @@ namespace bench {
 
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
-    RatioReporter() : ConsoleReporter(OO_Tabular) {}
+    RatioReporter() : ConsoleReporter(OO_None) {}
     void ReportRuns(const std::vector<Run>& runs) override;
     void Finalize() override;
+    /// Whether any case gave a wrong result.
+    bool failed() const { return failed_; }
 
 private:
-    std::vector<std::string> order_;
+    bool failed_ = false;
     std::map<std::string, std::map<std::string, std::vector<double>>> times_;
 };
 

@@ -1,0 +1,103 @@
+// Every kernel that this processor can run beside the portable one, the work of one call each.
+#include "sm3/kernels.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <memory>
+
+#include "UlmaroAlgrithm.h"
+#include "cases.hpp"
+#include "sm2p256/kernels.hpp"
+#include "sm3/counter_digests.hpp"
+#include "sm4/kernels.hpp"
+
+namespace bench {
+namespace {
+
+constexpr std::size_t kLargest = 16384;
+
+/// The kernel takes the library's place, the portable one the peer's.
+template <class Kernels, class Add>
+void add_beside_portable(std::span<const Kernels* const> supported, const char* unit, Add add_work) {
+    for (const Kernels* kernels : supported.first(supported.size() - 1)) {
+        const std::string prefix = std::string("kernel-") + unit + "-" + kernels->name;
+        add_work(prefix, "ulmaro", *kernels);
+        add_work(prefix, "portable", *supported.back());
+    }
+}
+
+void add_sm4(const std::string& prefix, const char* implementation, const ulmaro::sm4::Kernels& kernels) {
+    static const std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS> schedule = [] {
+        std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS> rk{};
+        SM4_KEY_INIT(kKey, sizeof kKey, rk.data(), static_cast<int>(rk.size()));
+        return rk;
+    }();
+    const unsigned int* rk = schedule.data();
+    for (const std::size_t size : sizes()) {
+        if (size > kLargest) break;
+        const unsigned char* in = input(size);
+        unsigned char* out = output(size);
+        const std::size_t blocks = size / 16;
+        add(
+            prefix + "/ecb-encrypt", size, implementation, [=] { kernels.encrypt_blocks(in, out, blocks, rk); }, size);
+        add(
+            prefix + "/ecb-decrypt", size, implementation, [=] { kernels.decrypt_blocks(in, out, blocks, rk); }, size);
+        add(
+            prefix + "/cbc-encrypt", size, implementation, [=] { kernels.cbc_encrypt(in, out, blocks, rk, kIv); },
+            size);
+        add(
+            prefix + "/cbc-decrypt", size, implementation, [=] { kernels.cbc_decrypt(in, out, blocks, rk, kIv); },
+            size);
+    }
+}
+
+void add_sm3(const std::string& prefix, const char* implementation, const ulmaro::sm3::Kernels& kernels) {
+    for (const std::size_t size : sizes()) {
+        if (size < 64 || size > kLargest) continue;
+        const unsigned char* in = input(size);
+        auto* const value = reinterpret_cast<std::uint32_t*>(output(32));
+        add(
+            prefix + "/compress", size, implementation,
+            [=] {
+                std::fill_n(value, 8, 0);
+                kernels.compress(value, in, size / 64);
+            },
+            32);
+        const auto message = std::make_shared<ulmaro::sm3::CounterMessage>();
+        message->blocks = 1;
+        add(
+            prefix + "/counter-digests", size, implementation,
+            [=] { ulmaro::sm3::counter_digests(kernels, *message, 1, output(size), size); }, size);
+    }
+}
+
+void add_sm2(const std::string& prefix, const char* implementation, const ulmaro::sm2p256::Kernels& kernels) {
+    using namespace ulmaro::sm2p256;
+    static const U256 scalar = [] {
+        U256 k;
+        std::memcpy(&k, input(sizeof k), sizeof k);
+        return k;
+    }();
+    // Results go to output(): every kernel gives the same limbs.
+    auto* const point = reinterpret_cast<Affine*>(output(sizeof(Affine)));
+    auto* const sum = reinterpret_cast<Jacobian*>(output(sizeof(Jacobian)));
+    add(
+        prefix + "/multiply-base", 0, implementation, [=] { kernels.multiply_base(*point, scalar); }, sizeof *point);
+    add(
+        prefix + "/multiply-point", 0, implementation, [=] { kernels.multiply_point(*point, generator, scalar); },
+        sizeof *point);
+    add(
+        prefix + "/multiply-add", 0, implementation,
+        [=] { *sum = kernels.multiply_add_vartime(scalar, generator, scalar); }, sizeof *sum);
+}
+
+const bool registered = [] {
+    add_beside_portable(ulmaro::sm2p256::supported_kernels(), "sm2", add_sm2);
+    add_beside_portable(ulmaro::sm3::supported_kernels(), "sm3", add_sm3);
+    add_beside_portable(ulmaro::sm4::supported_kernels(), "sm4", add_sm4);
+    return true;
+}();
+
+}  // namespace
+}  // namespace bench
