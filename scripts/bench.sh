@@ -1,0 +1,34 @@
+#!/bin/sh
+# Measures the library beside its peers and writes numbers, table and picture: docs/performance/<machine>.json, .md,
+# .svg. Several minutes; leave the machine alone meanwhile.
+# usage: bench.sh [--quick | --render]
+#   --quick   half a minute: fewer repetitions, nothing beyond 64 KiB, no single kernels; writes to build/performance/
+#   --render  makes table and picture again from the numbers that are there
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+out=docs/performance
+repetitions=9 seconds=0.05 filter=.
+case ${1-} in
+  '') ;;
+  --quick) out=build/performance repetitions=3 seconds=0.005 filter='-MiB|^kernel' ;;
+  --render) ;;
+  *) sed -n 's/^# //p' "$0" >&2 && exit 2 ;;
+esac
+numbers=$out/$(uname -m).json
+
+# shellcheck disable=SC2154,SC2086
+need_packages $build_packages $test_packages python3 python3-matplotlib
+if [ "${1-}" != --render ]; then
+  [ -f build/release/build.ninja ] || quietly cmake --preset release
+  quietly cmake --build --preset release --target ulmaro_bench
+  mkdir -p "$out"
+  raw=build/release/bench.json
+  build/release/ulmaro_bench --benchmark_filter="$filter" --benchmark_enable_random_interleaving=true \
+    --benchmark_repetitions=$repetitions --benchmark_min_time=$seconds \
+    --benchmark_out="$raw" --benchmark_out_format=json
+  /usr/bin/python3 -B bench/report.py summarise "$raw" "$numbers"
+fi
+/usr/bin/python3 -B bench/report.py render "$numbers"
+echo "wrote $numbers, and beside it the table and the picture"
