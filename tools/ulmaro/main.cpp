@@ -58,6 +58,7 @@ int run(int argc, char** argv) {
     add_digest(app);
     add_convert(app);
     add_info(app);
+    add_bench(app);
     add_demo(app);
 
     try {

@@ -24,5 +24,6 @@ void add_digest(CLI::App& app);
 void add_convert(CLI::App& app);
 void add_info(CLI::App& app);
 void add_demo(CLI::App& app);
+void add_bench(CLI::App& app);
 
 }  // namespace ulmaro::tool
