@@ -99,7 +99,7 @@ start_stalled() {
   [[ $output =~ ^ulmaro\ [0-9]+\.[0-9]+\.[0-9]+$ ]]
   run -0 "$ULMARO" sm4 encrypt --help
   run -0 "$ULMARO" info
-  [[ $output == *libUlmaroAlgrithmHardened.so*"getrandom"*"kernels    sm3 "* ]]
+  [[ $output == *libUlmaroAlgrithmHardened.so*"getrandom"*"SM4 "*"kernel "* ]]
   random_file sample 5000
   run -0 "$ULMARO" demo sample
   [[ $output == *"$(openssl dgst -sm3 -r sample | cut -c1-64)"* ]]

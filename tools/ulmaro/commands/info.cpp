@@ -9,8 +9,7 @@
 #include "UlmaroAlgrithm.h"
 #include "base/cpu.hpp"
 #include "commands/commands.hpp"
-#include "sm3/kernels.hpp"
-#include "sm4/kernels.hpp"
+#include "entry/kernel_names.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -45,7 +44,7 @@ void add_info(CLI::App& app) {
         std::printf("library    %s\n", library.c_str());
         std::printf("random     %s\n", random_source(library));
         std::printf("processor  %s\n", processor_features().c_str());
-        std::printf("kernels    sm3 %s, sm4 %s\n", sm3::active_kernels().name, sm4::active_kernels().name);
+        for (const KernelName& kernel : kernel_names()) std::printf("%-10s kernel %s\n", kernel.unit, kernel.name);
     });
 }
 
