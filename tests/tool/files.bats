@@ -99,7 +99,7 @@ start_stalled() {
   [[ $output =~ ^ulmaro\ [0-9]+\.[0-9]+\.[0-9]+$ ]]
   run -0 "$ULMARO" sm4 encrypt --help
   run -0 "$ULMARO" info
-  [[ $output == *libUlmaroAlgrithmHardened.so*"getrandom"*"SM4 "*"kernel "* ]]
+  [[ $output == *libUlmaroAlgrithmHardened.so*"getrandom"*"kernels    "*"SM3 "* ]]
   random_file sample 5000
   run -0 "$ULMARO" demo sample
   [[ $output == *"$(openssl dgst -sm3 -r sample | cut -c1-64)"* ]]

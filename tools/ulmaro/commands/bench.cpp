@@ -1,16 +1,17 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "UlmaroAlgrithm.h"
+#include "cli/cli.hpp"
 #include "commands/commands.hpp"
-#include "entry/kernel_names.hpp"
 #include "support/error.hpp"
+#include "support/kernels.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -110,10 +111,7 @@ std::vector<Task> tasks_on(Workplace& w) {
 }
 
 void measure(double seconds) {
-    std::string kernels;
-    for (const KernelName& kernel : kernel_names())
-        kernels += (kernels.empty() ? "" : ", ") + std::string(kernel.unit) + " " + kernel.name;
-    std::printf("%-26s %s\n", "Kernels in use", kernels.c_str());
+    std::printf("%-26s %s\n", "Kernels in use", kernels_in_use().c_str());
     Workplace workplace;
     for (const Task& task : tasks_on(workplace)) print_rate(task, rate_of(task, seconds));
 }
@@ -121,11 +119,10 @@ void measure(double seconds) {
 }  // namespace
 
 void add_bench(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("bench", "Measure this machine, and name the kernels in use");
-    auto* const seconds = sub->add_option("--time", "Seconds for each line (default 0.3)")
-                              ->check(CLI::Range(0.001, 60.0))
-                              ->type_name("SECONDS");
-    sub->callback([seconds] { measure(seconds->count() == 0 ? 0.3 : seconds->as<double>()); });
+    const auto seconds = std::make_shared<double>(0.3);
+    CLI::App& sub = cli::command(app, "bench", "Measure this machine, and name the kernels in use",
+                                 [seconds] { measure(*seconds); });
+    cli::number(sub, "--time", *seconds, 0.001, 60, "Seconds for each line (default 0.3)");
 }
 
 }  // namespace ulmaro::tool

@@ -17,8 +17,8 @@ struct Files {
 };
 
 void add_files(CLI::App& sub, Files& files) {
-    sub.add_option("-i,--in,--input", files.input, "Input, standard input when not given");
-    sub.add_option("-o,--out,--output", files.output, "Output, standard output when not given");
+    cli::option(sub, "-i,--in,--input", files.input, "Input, standard input when not given");
+    cli::option(sub, "-o,--out,--output", files.output, "Output, standard output when not given");
 }
 
 /// Reads in one format, writes in another. Value is what stands between them.
@@ -30,12 +30,8 @@ void add_pair(CLI::App& convert, const char* name, const char* help, const std::
         Format from{};
         Format to{};
     };
-    CLI::App* sub = convert.add_subcommand(name, help);
     const auto o = std::make_shared<Options>();
-    add_files(*sub, o->files);
-    add_format(*sub, "--from", o->from, formats, "Format of the input")->required();
-    add_format(*sub, "--to", o->to, formats, "Format of the output")->required();
-    sub->callback([o, read, write] {
+    CLI::App& sub = cli::command(convert, name, help, [o, read, write] {
         Input input(o->files.input);
         const SecretBuffer bytes = input.read_all(kLargestInput);
         try {
@@ -44,6 +40,9 @@ void add_pair(CLI::App& convert, const char* name, const char* help, const std::
             throw Failure(input.name() + ": " + error.what());
         }
     });
+    add_files(sub, o->files);
+    cli::choice(sub, "--from", o->from, formats, "Format of the input", cli::Need::required);
+    cli::choice(sub, "--to", o->to, formats, "Format of the output", cli::Need::required);
 }
 
 SecretBuffer write_record(const SecretBuffer& record, CiphertextFormat format) {
@@ -76,28 +75,28 @@ void convert_key(const KeyConversion& o) {
 }
 
 void add_key(CLI::App& convert) {
-    CLI::App* sub = convert.add_subcommand("key", "Convert a private or public key; the input's form is recognised");
     const auto o = std::make_shared<KeyConversion>();
-    add_files(*sub, o->files);
-    add_format(*sub, "--to", o->to, kKeyFormats, "Format of the output")->required();
-    sub->add_flag("--public", o->only_public, "Write the public key, of a private one too");
-    sub->add_option("--passphrase-file", o->passphrase_file, "First line: passphrase of the input");
-    sub->add_flag("--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
-    sub->add_option("--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
-    sub->callback([o] { convert_key(*o); });
+    CLI::App& sub = cli::command(convert, "key", "Convert a private or public key; the input's form is recognised",
+                                 [o] { convert_key(*o); });
+    add_files(sub, o->files);
+    cli::choice(sub, "--to", o->to, kKeyFormats, "Format of the output", cli::Need::required);
+    cli::flag(sub, "--public", o->only_public, "Write the public key, of a private one too");
+    cli::option(sub, "--passphrase-file", o->passphrase_file, "First line: passphrase of the input");
+    cli::flag(sub, "--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
+    cli::option(sub, "--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
 }
 
 }  // namespace
 
 void add_convert(CLI::App& app) {
-    CLI::App* convert = app.add_subcommand("convert", "Convert keys, signatures and ciphertexts between formats");
-    convert->require_subcommand(1);
-    convert->footer(
+    CLI::App& convert = cli::family(app, "convert", "Convert keys, signatures and ciphertexts between formats");
+    cli::footer(
+        convert,
         "Ciphertexts: der is GM/T 0009, raw the library's record; c1c3c2 (the order of today) and c1c2c3 (the one\n"
         "before) begin with the byte 04, their -bare forms do not.");
-    add_key(*convert);
-    add_pair(*convert, "signature", "Convert a signature", kSignatureFormats, read_signature, write_signature);
-    add_pair(*convert, "ciphertext", "Convert an SM2 ciphertext", kCiphertextFormats, read_ciphertext, write_record);
+    add_key(convert);
+    add_pair(convert, "signature", "Convert a signature", kSignatureFormats, read_signature, write_signature);
+    add_pair(convert, "ciphertext", "Convert an SM2 ciphertext", kCiphertextFormats, read_ciphertext, write_record);
 }
 
 }  // namespace ulmaro::tool

@@ -34,13 +34,12 @@ void run(const Options& o) {
 }  // namespace
 
 void add_decrypt(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("decrypt", "Decrypt a file with SM2");
     const auto o = std::make_shared<Options>();
-    add_key_options(*sub, o->key, "The private key");
-    sub->add_option("-i,--in,--input", o->input, "The ciphertext, standard input when not given");
-    sub->add_option("-o,--out,--output", o->output, "The message, standard output when not given");
-    add_format(*sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
-    sub->callback([o] { run(*o); });
+    CLI::App& sub = cli::command(app, "decrypt", "Decrypt a file with SM2", [o] { run(*o); });
+    add_key_options(sub, o->key, "The private key");
+    cli::option(sub, "-i,--in,--input", o->input, "The ciphertext, standard input when not given");
+    cli::option(sub, "-o,--out,--output", o->output, "The message, standard output when not given");
+    cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
 }
 
 }  // namespace ulmaro::tool

@@ -1,7 +1,6 @@
 // The tour: what the library does, on a real file, one printed step after the other.
 #include <stdlib.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -9,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/cli.hpp"
 #include "commands/commands.hpp"
 #include "formats/signature.hpp"
 #include "support/digest.hpp"
@@ -163,10 +163,10 @@ void run(const std::string& file) {
 }  // namespace
 
 void add_demo(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("demo", "Show the library at work on a file, step by step");
     const auto file = std::make_shared<std::string>();
-    sub->add_option("FILE", *file, "A file to work on; without one, this program");
-    sub->callback([file] { run(*file); });
+    CLI::App& sub =
+        cli::command(app, "demo", "Show the library at work on a file, step by step", [file] { run(*file); });
+    cli::option(sub, "FILE", *file, "A file to work on; without one, this program");
 }
 
 }  // namespace ulmaro::tool

@@ -16,12 +16,8 @@ struct Options {
 }  // namespace
 
 void add_digest(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("digest", "Print Z and e, the digests behind a signature");
     const auto o = std::make_shared<Options>();
-    add_key_options(*sub, o->key, "The signer's public key, or private key");
-    add_message_options(*sub, o->message);
-    sub->footer("Z = SM3(identity, curve, public key) and e = SM3(Z || message). 'sign --digest' takes e.");
-    sub->callback([o] {
+    CLI::App& sub = cli::command(app, "digest", "Print Z and e, the digests behind a signature", [o] {
         require_one_stdin({o->key.file, message_input(o->message)});
         Key key;
         load_key(o->key, key);
@@ -29,6 +25,9 @@ void add_digest(CLI::App& app) {
         std::printf("Z = %s\n", to_hex(identity_digest(o->message.identity, key.point)).c_str());
         std::printf("e = %s\n", to_hex(e).c_str());
     });
+    add_key_options(sub, o->key, "The signer's public key, or private key");
+    add_message_options(sub, o->message);
+    cli::footer(sub, "Z = SM3(identity, curve, public key) and e = SM3(Z || message). 'sign --digest' takes e.");
 }
 
 }  // namespace ulmaro::tool

@@ -29,15 +29,14 @@ void run(const Options& o) {
 }  // namespace
 
 void add_encrypt(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("encrypt", "Encrypt a file with SM2");
     const auto o = std::make_shared<Options>();
-    add_key_options(*sub, o->key, "The receiver's public key, or private key");
-    sub->add_option("-i,--in,--input", o->input, "The message, standard input when not given");
-    sub->add_option("-o,--out,--output", o->output, "The ciphertext, standard output when not given");
-    add_format(*sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
-    sub->footer("The message has 1 to " + std::to_string(kMaxMessage) +
-                " bytes and is held in memory. For a large file encrypt it with sm4, and its key with this.");
-    sub->callback([o] { run(*o); });
+    CLI::App& sub = cli::command(app, "encrypt", "Encrypt a file with SM2", [o] { run(*o); });
+    add_key_options(sub, o->key, "The receiver's public key, or private key");
+    cli::option(sub, "-i,--in,--input", o->input, "The message, standard input when not given");
+    cli::option(sub, "-o,--out,--output", o->output, "The ciphertext, standard output when not given");
+    cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
+    cli::footer(sub, "The message has 1 to " + std::to_string(kMaxMessage) +
+                         " bytes and is held in memory. For a large file encrypt it with sm4, and its key with this.");
 }
 
 }  // namespace ulmaro::tool

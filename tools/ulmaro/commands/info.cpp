@@ -1,15 +1,15 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
 
 #include "UlmaroAlgrithm.h"
 #include "base/cpu.hpp"
+#include "cli/cli.hpp"
 #include "commands/commands.hpp"
-#include "entry/kernel_names.hpp"
+#include "support/kernels.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -29,7 +29,9 @@ const char* random_source(const std::string& library) {
 std::string processor_features() {
     std::string list;
     for (const CpuFeatureName& feature : cpu_feature_names()) {
-        if (feature.present) list += (list.empty() ? "" : " ") + std::string(feature.name);
+        if (!feature.present) continue;
+        if (!list.empty()) list += ' ';
+        list += feature.name;
     }
     return list.empty() ? "none that matter here" : list;
 }
@@ -37,14 +39,13 @@ std::string processor_features() {
 }  // namespace
 
 void add_info(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("info", "Print the version, the library in use and the processor's features");
-    sub->callback([] {
+    cli::command(app, "info", "Print the version, the library in use and the processor's features", [] {
         const std::string library = library_path();
         std::printf("version    %s\n", ULMARO_VERSION);
         std::printf("library    %s\n", library.c_str());
         std::printf("random     %s\n", random_source(library));
         std::printf("processor  %s\n", processor_features().c_str());
-        for (const KernelName& kernel : kernel_names()) std::printf("%-10s kernel %s\n", kernel.unit, kernel.name);
+        std::printf("kernels    %s\n", kernels_in_use().c_str());
     });
 }
 

@@ -42,14 +42,14 @@ void run(const Options& o) {
 }  // namespace
 
 void add_keygen(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("keygen", "Make an SM2 key pair");
     const auto o = std::make_shared<Options>();
-    sub->add_option("-o,--out,--output", o->output, "The private key, readable for its owner only")->required();
-    sub->add_option("--pub", o->public_output, "The public key");
-    add_format(*sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
-    sub->add_flag("-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
-    sub->add_option("--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
-    sub->callback([o] { run(*o); });
+    CLI::App& sub = cli::command(app, "keygen", "Make an SM2 key pair", [o] { run(*o); });
+    cli::option(sub, "-o,--out,--output", o->output, "The private key, readable for its owner only",
+                cli::Need::required);
+    cli::option(sub, "--pub", o->public_output, "The public key");
+    cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
+    cli::flag(sub, "-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
+    cli::option(sub, "--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
 }
 
 }  // namespace ulmaro::tool

@@ -29,8 +29,8 @@ void require_one_stdin(std::initializer_list<std::string> inputs) {
 }
 
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help) {
-    sub.add_option("-k,--key", options.file, help)->required();
-    sub.add_option("--passphrase-file", options.passphrase_file, "First line: passphrase of an encrypted key");
+    cli::option(sub, "-k,--key", options.file, help, cli::Need::required);
+    cli::option(sub, "--passphrase-file", options.passphrase_file, "First line: passphrase of an encrypted key");
 }
 
 void load_key(const KeyOptions& options, Key& key) {
@@ -51,15 +51,15 @@ void load_private_key(const KeyOptions& options, Key& key) {
 }
 
 void add_message_options(CLI::App& sub, MessageOptions& options) {
-    sub.add_option("-i,--in,--input", options.input, "The message, standard input when not given");
-    sub.add_option("--id", options.identity, "User identity, '1234567812345678' when not given");
-    sub.add_flag("--no-progress", options.no_progress, "Draw no progress bar");
+    cli::option(sub, "-i,--in,--input", options.input, "The message, standard input when not given");
+    cli::option(sub, "--id", options.identity, "User identity, '1234567812345678' when not given");
+    cli::flag(sub, "--no-progress", options.no_progress, "Draw no progress bar");
 }
 
 void add_digest_option(CLI::App& sub, MessageOptions& options) {
-    sub.add_option("--digest", options.digest, "Take this e, 64 digits, instead of a message; it is not hashed again")
-        ->excludes("--input")
-        ->excludes("--id");
+    cli::option(sub, "--digest", options.digest,
+                "Take this e, 64 digits, instead of a message; it is not hashed again");
+    cli::exclude(sub, "--digest", {"--input", "--id"});
 }
 
 std::string message_input(const MessageOptions& options) { return options.digest ? "" : options.input; }

@@ -1,13 +1,12 @@
 // Options that several commands have, and what they stand for.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <initializer_list>
 #include <map>
 #include <optional>
-#include <span>
 #include <string>
 
+#include "cli/cli.hpp"
 #include "formats/ciphertext.hpp"
 #include "formats/keys.hpp"
 #include "formats/signature.hpp"
@@ -50,13 +49,5 @@ void require_one_stdin(std::initializer_list<std::string> inputs);
 extern const std::map<std::string, KeyFormat> kKeyFormats;
 extern const std::map<std::string, SignatureFormat> kSignatureFormats;
 extern const std::map<std::string, CiphertextFormat> kCiphertextFormats;
-
-/// An option whose value is one of the names in formats.
-template <typename T>
-CLI::Option* add_format(CLI::App& sub, const std::string& names, T& value, const std::map<std::string, T>& formats,
-                        const std::string& help) {
-    const auto store = [&value, &formats](const std::string& name) { value = formats.at(name); };
-    return sub.add_option_function<std::string>(names, store, help)->check(CLI::IsMember(formats));
-}
 
 }  // namespace ulmaro::tool

@@ -16,16 +16,15 @@ struct Options {
 }  // namespace
 
 void add_pubkey(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("pubkey", "Print the public key of a private one");
     const auto o = std::make_shared<Options>();
-    add_key_options(*sub, o->key, "The private key");
-    sub->add_option("-o,--out,--output", o->output, "Output, standard output when not given");
-    add_format(*sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
-    sub->callback([o] {
+    CLI::App& sub = cli::command(app, "pubkey", "Print the public key of a private one", [o] {
         Key key;
         load_key(o->key, key);
         write_whole(o->output, write_public_key(key.point, o->format).span());
     });
+    add_key_options(sub, o->key, "The private key");
+    cli::option(sub, "-o,--out,--output", o->output, "Output, standard output when not given");
+    cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
 }
 
 }  // namespace ulmaro::tool

@@ -17,20 +17,19 @@ struct Options {
 }  // namespace
 
 void add_sign(CLI::App& app) {
-    CLI::App* sub = app.add_subcommand("sign", "Sign a file with SM2");
     const auto o = std::make_shared<Options>();
-    add_key_options(*sub, o->key, "The private key");
-    add_message_options(*sub, o->message);
-    add_digest_option(*sub, o->message);
-    sub->add_option("-o,--out,--output", o->output, "The signature, standard output when not given");
-    add_format(*sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
-    sub->callback([o] {
+    CLI::App& sub = cli::command(app, "sign", "Sign a file with SM2", [o] {
         require_one_stdin({o->key.file, message_input(o->message)});
         Key key;
         load_private_key(o->key, key);
         const ECC_SIGNATURE signature = sign(digest_to_sign(o->message, key.point), *key.secret);
         write_whole(o->output, write_signature(signature, o->format).span());
     });
+    add_key_options(sub, o->key, "The private key");
+    add_message_options(sub, o->message);
+    add_digest_option(sub, o->message);
+    cli::option(sub, "-o,--out,--output", o->output, "The signature, standard output when not given");
+    cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
 }
 
 }  // namespace ulmaro::tool

@@ -1,11 +1,11 @@
 #include "commands/sm3.hpp"
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "cli/cli.hpp"
 #include "commands/commands.hpp"
 #include "support/digest.hpp"
 #include "support/error.hpp"
@@ -96,23 +96,22 @@ std::string escaped(const std::string& name) {
 }
 
 void add_sm3(CLI::App& app, const std::vector<std::string>& operands, int& status) {
-    CLI::App* sub = app.add_subcommand("sm3", "Print or check SM3 digests of files");
     const auto o = std::make_shared<Options>();
-    sub->add_option("FILE", o->files, "Files; none or '-' is standard input");
-    sub->add_flag("-c,--check", o->check, "Read digests from the FILEs and check them");
-    sub->add_flag("-b,--binary,!-t,!--text", o->binary, "Mark names with '*' (default: two blanks); same digest");
-    sub->add_flag("--tag", o->tag, "Print lines in the form 'SM3 (NAME) = DIGEST'");
-    sub->add_flag("-z,--zero", o->zero, "End lines with NUL, and leave names as they are");
-    sub->add_flag("--ignore-missing", o->checking.ignore_missing, "Check: pass over files that are not there");
-    sub->add_flag("-q,--quiet", o->checking.quiet, "Check: print no OK lines");
-    sub->add_flag("-s,--status", o->checking.status_only, "Check: print nothing, the exit code tells");
-    sub->add_flag("--strict", o->checking.strict, "Check: malformed lines are a failure");
-    sub->add_flag("-w,--warn", o->checking.warn, "Check: warn about each malformed line");
-    sub->add_flag("--no-progress", o->no_progress, "Draw no progress bar");
-    sub->callback([o, &operands, &status] {
+    CLI::App& sub = cli::command(app, "sm3", "Print or check SM3 digests of files", [o, &operands, &status] {
         o->files = operands;
         if (!run(*o)) status = kExitFailure;
     });
+    cli::option(sub, "FILE", o->files, "Files; none or '-' is standard input");
+    cli::flag(sub, "-c,--check", o->check, "Read digests from the FILEs and check them");
+    cli::flag(sub, "-b,--binary,!-t,!--text", o->binary, "Mark names with '*' (default: two blanks); same digest");
+    cli::flag(sub, "--tag", o->tag, "Print lines in the form 'SM3 (NAME) = DIGEST'");
+    cli::flag(sub, "-z,--zero", o->zero, "End lines with NUL, and leave names as they are");
+    cli::flag(sub, "--ignore-missing", o->checking.ignore_missing, "Check: pass over files that are not there");
+    cli::flag(sub, "-q,--quiet", o->checking.quiet, "Check: print no OK lines");
+    cli::flag(sub, "-s,--status", o->checking.status_only, "Check: print nothing, the exit code tells");
+    cli::flag(sub, "--strict", o->checking.strict, "Check: malformed lines are a failure");
+    cli::flag(sub, "-w,--warn", o->checking.warn, "Check: warn about each malformed line");
+    cli::flag(sub, "--no-progress", o->no_progress, "Draw no progress bar");
 }
 
 }  // namespace ulmaro::tool

@@ -1,6 +1,6 @@
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,9 +15,12 @@
 namespace ulmaro::tool {
 namespace {
 
+const std::map<std::string, Sm4Mode> kModes{{"cbc", Sm4Mode::cbc}, {"ecb", Sm4Mode::ecb}};
+const std::map<std::string, Padding> kPaddings{{"none", Padding::none}, {"pkcs7", Padding::pkcs7}};
+
 struct Options {
-    std::string mode = "cbc";
-    std::string padding = "pkcs7";
+    Sm4Mode mode = Sm4Mode::cbc;
+    Padding padding = Padding::pkcs7;
     std::optional<std::string> key;  ///< exactly one of the two is set
     std::optional<std::string> key_file;
     std::optional<std::string> iv;
@@ -49,11 +52,11 @@ void read_key_file(const std::string& path, Block& key) {
 }
 
 void run(const Options& o, void (*transform)(const Sm4Job&, Input&, Output&)) {
-    if (o.iv && o.mode == "ecb") throw UsageError("--iv is meaningless with --mode ecb");
+    if (o.iv && o.mode == Sm4Mode::ecb) throw UsageError("--iv is meaningless with --mode ecb");
     require_one_stdin({o.key_file.value_or(""), o.input});
     Sm4Job job;
-    job.mode = o.mode == "ecb" ? Sm4Mode::ecb : Sm4Mode::cbc;
-    job.padding = o.padding == "none" ? Padding::none : Padding::pkcs7;
+    job.mode = o.mode;
+    job.padding = o.padding;
     job.show_progress = !o.no_progress;
     if (o.key) decode(*o.key, "key", *job.key);
     if (o.key_file) read_key_file(*o.key_file, *job.key);
@@ -66,31 +69,26 @@ void run(const Options& o, void (*transform)(const Sm4Job&, Input&, Output&)) {
 
 void add_direction(CLI::App& sm4, const char* name, const char* help,
                    void (*transform)(const Sm4Job&, Input&, Output&)) {
-    CLI::App* sub = sm4.add_subcommand(name, help);
     const auto o = std::make_shared<Options>();
-    sub->add_option("-m,--mode", o->mode, "The default is cbc; ecb shows which blocks are equal")
-        ->check(CLI::IsMember({"cbc", "ecb"}));
-    sub->add_option("-p,--padding", o->padding, "The default is pkcs7, which always adds 1 to 16 bytes")
-        ->check(CLI::IsMember({"pkcs7", "none"}));
-    CLI::Option_group* key = sub->add_option_group("Key", "exactly one");
-    key->add_option("-K,--key", o->key, "32 hexadecimal digits; other users can see them, prefer --key-file");
-    key->add_option("-k,--key-file", o->key_file, "File of 16 bytes or 32 hexadecimal digits");
-    key->require_option(1);
-    sub->add_option("--iv", o->iv, "32 hexadecimal digits; without it the IV stands before the ciphertext");
-    sub->add_option("-i,--in,--input", o->input, "Input, standard input when not given");
-    sub->add_option("-o,--out,--output", o->output, "Output, standard output when not given");
-    sub->add_flag("--no-progress", o->no_progress, "Draw no progress bar");
-    sub->callback([o, transform] { run(*o, transform); });
+    CLI::App& sub = cli::command(sm4, name, help, [o, transform] { run(*o, transform); });
+    cli::choice(sub, "-m,--mode", o->mode, kModes, "The default is cbc; ecb shows which blocks are equal");
+    cli::choice(sub, "-p,--padding", o->padding, kPaddings, "The default is pkcs7, which always adds 1 to 16 bytes");
+    cli::option(sub, "-K,--key", o->key, "32 hexadecimal digits; other users can see them, prefer --key-file");
+    cli::option(sub, "-k,--key-file", o->key_file, "File of 16 bytes or 32 hexadecimal digits");
+    cli::exactly_one(sub, "Key", {"--key", "--key-file"});
+    cli::option(sub, "--iv", o->iv, "32 hexadecimal digits; without it the IV stands before the ciphertext");
+    cli::option(sub, "-i,--in,--input", o->input, "Input, standard input when not given");
+    cli::option(sub, "-o,--out,--output", o->output, "Output, standard output when not given");
+    cli::flag(sub, "--no-progress", o->no_progress, "Draw no progress bar");
 }
 
 }  // namespace
 
 void add_sm4(CLI::App& app) {
-    CLI::App* sm4 = app.add_subcommand("sm4", "Encrypt or decrypt a file with SM4");
-    sm4->require_subcommand(1);
-    sm4->footer("The ciphertext is not authenticated: a change to it can go unnoticed.");
-    add_direction(*sm4, "encrypt", "Encrypt a file", sm4_encrypt);
-    add_direction(*sm4, "decrypt", "Decrypt a file", sm4_decrypt);
+    CLI::App& sm4 = cli::family(app, "sm4", "Encrypt or decrypt a file with SM4");
+    cli::footer(sm4, "The ciphertext is not authenticated: a change to it can go unnoticed.");
+    add_direction(sm4, "encrypt", "Encrypt a file", sm4_encrypt);
+    add_direction(sm4, "decrypt", "Decrypt a file", sm4_decrypt);
 }
 
 }  // namespace ulmaro::tool

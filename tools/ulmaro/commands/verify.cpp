@@ -30,14 +30,8 @@ ECC_SIGNATURE load_signature(const Options& o) {
 }  // namespace
 
 void add_verify(CLI::App& app, int& status) {
-    CLI::App* sub = app.add_subcommand("verify", "Verify an SM2 signature: exit code 0 valid, 1 not");
     const auto o = std::make_shared<Options>();
-    add_key_options(*sub, o->key, "The signer's public key, or private key");
-    add_message_options(*sub, o->message);
-    add_digest_option(*sub, o->message);
-    sub->add_option("-s,--sig,--signature", o->signature, "The signature")->required();
-    add_format(*sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
-    sub->callback([o, &status] {
+    CLI::App& sub = cli::command(app, "verify", "Verify an SM2 signature: exit code 0 valid, 1 not", [o, &status] {
         require_one_stdin({o->key.file, o->signature, message_input(o->message)});
         Key key;
         load_key(o->key, key);
@@ -49,6 +43,11 @@ void add_verify(CLI::App& app, int& status) {
             status = kExitFailure;
         }
     });
+    add_key_options(sub, o->key, "The signer's public key, or private key");
+    add_message_options(sub, o->message);
+    add_digest_option(sub, o->message);
+    cli::option(sub, "-s,--sig,--signature", o->signature, "The signature", cli::Need::required);
+    cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
 }
 
 }  // namespace ulmaro::tool

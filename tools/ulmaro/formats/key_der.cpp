@@ -30,13 +30,11 @@ void read_curve(DerReader& from) {
 
 void read_algorithm(DerReader algorithm) {
     const std::string_view oid = text(algorithm.take(kDerOid));
-    if (oid == kEcPublicKey) {
-        read_curve(algorithm);
-    } else if (!names_sm2(oid)) {
-        throw FormatError("a key of another algorithm");
-    } else if (algorithm.next_is(kDerNull)) {
+    const bool implied = names_sm2(oid);
+    if (!implied && oid != kEcPublicKey) throw FormatError("a key of another algorithm");
+    if (implied && algorithm.next_is(kDerNull)) {
         algorithm.take(kDerNull);
-    } else if (!algorithm.done()) {
+    } else if (!implied || !algorithm.done()) {
         read_curve(algorithm);
     }
     algorithm.finish();

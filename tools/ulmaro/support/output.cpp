@@ -10,7 +10,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 
 #include "support/error.hpp"
 
@@ -152,10 +151,6 @@ void Output::write(std::span<const unsigned char> bytes) {
         if (n < 0) throw system_failure(name_);
         bytes = bytes.subspan(static_cast<std::size_t>(n));
     }
-}
-
-void Output::write(std::string_view text) {
-    write(std::span(reinterpret_cast<const unsigned char*>(text.data()), text.size()));
 }
 
 void Output::commit() {

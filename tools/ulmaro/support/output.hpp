@@ -5,7 +5,6 @@
 
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "support/fd.hpp"
 
@@ -29,7 +28,6 @@ public:
     ~Output();
 
     void write(std::span<const unsigned char> bytes);
-    void write(std::string_view text);
 
     /// Puts the finished file in its place. Throws Failure.
     void commit();

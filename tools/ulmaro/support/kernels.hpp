@@ -1,0 +1,20 @@
+// Which kernels the library picked on this machine, in words.
+#pragma once
+
+#include <string>
+
+#include "entry/kernel_names.hpp"
+
+namespace ulmaro::tool {
+
+/// "SM2 adx, SM3 avx2, SM4 gfni" and the like.
+inline std::string kernels_in_use() {
+    std::string list;
+    for (const KernelName& kernel : kernel_names()) {
+        if (!list.empty()) list += ", ";
+        list.append(kernel.unit).append(" ").append(kernel.name);
+    }
+    return list;
+}
+
+}  // namespace ulmaro::tool
