@@ -40,4 +40,4 @@ quietly() {
 build_packages="cmake g++ ninja-build python3 libcli11-dev libmbedtls-dev"
 test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev valgrind"
 arm_packages="g++-aarch64-linux-gnu qemu-user googletest"
-lint_packages="clang-format clang-tidy shellcheck"
+lint_packages="clang clang-format clang-tidy shellcheck"
