@@ -396,7 +396,8 @@ int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigned char* e, const
  * @brief Encrypts a message. Source: GM/T 0003.4 clause 6.1, in the order C1, C3, C2.
  * @param grp     in, prepared
  * @param msg     in, msgLen bytes; may overlap the record's cipher field exactly
- * @param msgLen  length in bytes. A negative one leaves as `std::bad_array_new_length`, nothing written.
+ * @param msgLen  length in bytes. A negative one, or one above 2^31 - 65, leaves as `std::bad_array_new_length` with
+ *                nothing written.
  * @param pubKey  in; not checked against the curve (SM2_POINT_is_on_curve() does that)
  * @param blob    out, 100 + msgLen bytes; null: nothing is done
  * @return 0 always. On a group or key that allows no encryption the record is zero but for its length.
