@@ -36,12 +36,17 @@ start_stalled() {
   cmp plain new
 }
 
-@test "a full disk is reported, on a device and on a file" {
+@test "a full disk is reported" {
   head -c 100000 /dev/zero >plain
   run -1 encrypt -i plain -o /dev/full
   [ "$output" = "ulmaro: /dev/full: No space left on device" ]
   run -1 sh -c "\"$ULMARO\" sm4 encrypt --key $KEY -i plain >/dev/full"
   [ "$output" = "ulmaro: standard output: No space left on device" ]
+}
+
+@test "a file that may not grow is reported, and the old one stays" {
+  ! grep -qa __gcov_ "$ULMARO" || skip "coverage writes files of its own at the end"
+  head -c 100000 /dev/zero >plain
   echo precious >out
   run -1 sh -c "ulimit -f 20; \"$ULMARO\" sm4 encrypt --key $KEY -i plain -o out"
   [ "$output" = "ulmaro: out: File too large" ]
