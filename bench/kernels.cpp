@@ -8,6 +8,8 @@
 
 #include "UlmaroAlgrithm.h"
 #include "cases.hpp"
+#include "ec/limbs.hpp"
+#include "ecp256/kernels.hpp"
 #include "sm2p256/kernels.hpp"
 #include "sm3/counter_digests.hpp"
 #include "sm4/kernels.hpp"
@@ -92,7 +94,31 @@ void add_sm2(const std::string& prefix, const char* implementation, const ulmaro
         [=] { *sum = kernels.multiply_add_vartime(scalar, generator, scalar); }, sizeof *sum);
 }
 
+void add_any_curve(const std::string& prefix, const char* implementation, const ulmaro::ecp256::Kernels& kernels) {
+    using namespace ulmaro;
+    // The recommended curve as if it were any.
+    static const ec_group_st group = [] {
+        ECCParameter_st curve;
+        ec_group_st grp;
+        SM2_Get_Paramter(&curve, 0);
+        SM2_ECC_InitParameter(&curve, &grp);
+        return grp;
+    }();
+    static const ecp256::Curve curve = ec::curve_of(group);
+    static const ecp256::Affine G = {ec::limbs(group.generator.X.words), ec::limbs(group.generator.Y.words)};
+    static const u256::U256 scalar = ec::limbs(group.b_mont.words);
+    static const u256::U256 other = ec::limbs(group.order.words);
+    auto* const sum = reinterpret_cast<ecp256::Jacobian*>(output(sizeof(ecp256::Jacobian)));
+    add(
+        prefix + "/multiply-point", 0, implementation, [=] { kernels.multiply_point(curve, G, scalar, *sum); },
+        sizeof *sum);
+    add(
+        prefix + "/multiply-add", 0, implementation,
+        [=] { kernels.multiply_both_vartime(curve, G, scalar, G, other, *sum); }, sizeof *sum);
+}
+
 const bool registered = [] {
+    add_beside_portable(ulmaro::ecp256::supported_kernels(), "any-curve", add_any_curve);
     add_beside_portable(ulmaro::sm2p256::supported_kernels(), "sm2", add_sm2);
     add_beside_portable(ulmaro::sm3::supported_kernels(), "sm3", add_sm3);
     add_beside_portable(ulmaro::sm4::supported_kernels(), "sm4", add_sm4);

@@ -29,4 +29,11 @@ private:
     T value_;
 };
 
+/// Wipes N bytes of stack below the caller's frame, where the functions it called have left intermediate values in the
+/// slots of spilled registers.
+template <std::size_t N>
+[[gnu::noinline]] void wipe_used_stack() noexcept {
+    Wiped<unsigned char[N]> area;
+}
+
 }  // namespace ulmaro

@@ -5,7 +5,9 @@
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
 #include "ec/field.hpp"
+#include "ec/limbs.hpp"
 #include "ec/recommended_curve.hpp"
+#include "ecp256/engine.hpp"
 #include "sm2p256/engine.hpp"
 
 namespace ulmaro::ec {
@@ -21,13 +23,33 @@ ec_point_st to_jacobian(ec_group_st& grp, AffinePoint& point) noexcept {
     return out;
 }
 
-/// out = [k]P + [l]Q with Q and l both null for one term.
-bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, ec_point_st* Q, bignum_st* l, AffinePoint& out) noexcept {
+/// out = [k]P + [l]Q on the exported routines, with Q and l both null for one term; false when that is infinity.
+bool multiply_any(ec_group_st& grp, ec_point_st& P, bignum_st& k, ec_point_st* Q, bignum_st* l,
+                  AffinePoint& out) noexcept {
     Wiped<ec_point_st> sum;
     *sum = {};  // infinity: a product by zero is not written
     EC_POINTs_mul(&grp, &*sum, &P, &k, Q, l);
     ec_GFp_simple_point_get_affine_coordinates_GFp(&grp, &*sum, &out.x, &out.y);
     return ec_GFp_simple_is_at_infinity(&grp, &*sum) == 0;
+}
+
+ecp256::Affine affine(const ec_point_st& point) noexcept { return {limbs(point.X.words), limbs(point.Y.words)}; }
+
+/// out = [k]P for P with z_is_one; false when that is infinity.
+bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) noexcept {
+    if (fits_limbs(grp)) {
+        struct Scratch {
+            u256::U256 k;
+            ecp256::Affine product;
+        };
+        Wiped<Scratch> scratch;
+        scratch->k = limbs(k.words);
+        const auto outcome = ecp256::multiply_point(curve_of(grp), affine(P), scratch->k, scratch->product);
+        from_limbs(out.x, scratch->product.x);
+        from_limbs(out.y, scratch->product.y);
+        if (outcome != ecp256::Outcome::exception) return outcome == ecp256::Outcome::finite;
+    }
+    return multiply_any(grp, P, k, nullptr, nullptr, out);
 }
 
 /// A point or a scalar on its way to and from the engine of the recommended curve.
@@ -85,7 +107,7 @@ bool is_on_curve(ec_group_st& grp, AffinePoint& point) noexcept {
 }
 
 bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept {
-    if (!is_recommended(grp)) return multiply(grp, grp.generator, k, nullptr, nullptr, out);
+    if (!is_recommended(grp)) return multiply(grp, grp.generator, k, out);
     Wiped<MultiplyScratch> scratch;
     bn::to_be32(scratch->k.b, k.words);
     const bool finite = sm2p256::multiply_base(scratch->x.b, scratch->y.b, scratch->k.b);
@@ -96,7 +118,7 @@ bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept {
 bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& out) noexcept {
     if (!is_recommended(grp) || !is_on_curve(grp, point)) {
         ec_point_st P = to_jacobian(grp, point);
-        return multiply(grp, P, k, nullptr, nullptr, out);
+        return multiply(grp, P, k, out);
     }
     const PointBytes bytes(point);
     Wiped<MultiplyScratch> scratch;
@@ -106,10 +128,18 @@ bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePo
     return finite;
 }
 
-bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bignum_st& t,
+bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bool on_curve, bignum_st& t,
                            AffinePoint& out) noexcept {
     ec_point_st P = to_jacobian(grp, point);
-    return multiply(grp, grp.generator, s, &P, &t, out);
+    if (on_curve && fits_limbs(grp)) {
+        ecp256::Affine sum;
+        const auto outcome = ecp256::multiply_both_vartime(curve_of(grp), affine(grp.generator), limbs(s.words),
+                                                           affine(P), limbs(t.words), sum);
+        from_limbs(out.x, sum.x);
+        from_limbs(out.y, sum.y);
+        if (outcome != ecp256::Outcome::exception) return outcome == ecp256::Outcome::finite;
+    }
+    return multiply_any(grp, grp.generator, s, &P, &t, out);
 }
 
 }  // namespace ulmaro::ec

@@ -26,8 +26,9 @@ bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept;
 /// multiple on the curve with the same a that it does lie on.
 bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& out) noexcept;
 
-/// out = [s]G + [t]point on the general engine; false when that is infinity. Nothing is secret. For a point off the
-/// curve the result has no meaning, but a fixed value all the same.
-bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bignum_st& t, AffinePoint& out) noexcept;
+/// out = [s]G + [t]point on the general engine; false when that is infinity. Nothing is secret. on_curve tells whether
+/// the point is on the curve: off it the result has no meaning, but a fixed value all the same, that of EC_POINTs_mul.
+bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bool on_curve, bignum_st& t,
+                           AffinePoint& out) noexcept;
 
 }  // namespace ulmaro::ec

@@ -7,6 +7,7 @@
 #include "bn/bytes.hpp"
 #include "ec/mod_words.hpp"
 #include "ec/multiply.hpp"
+#include "ec/order.hpp"
 #include "ec/recommended_curve.hpp"
 #include "ec/scalar_draw.hpp"
 #include "sm2p256/engine.hpp"
@@ -31,12 +32,12 @@ struct SigningScratch {
 bool is_zero(bignum_st& a) noexcept { return BN_is_zero(a.words, kWords) != 0; }
 
 /// w = 1 / (1 + d) mod n; false for a key outside 1..n-2, which cannot sign.
-bool invert_key(bignum_st& w, bignum_st& d, bignum_st& n) noexcept {
+bool invert_key(bignum_st& w, bignum_st& d, bignum_st& n, const Order& order) noexcept {
     if (is_zero(d) || BN_ucmp(d.words, kWords, n.words, kWords) >= 0) return false;
     bignum_st one = {{1}};
     BN_mod_add(w.words, d.words, one.words, n.words, kWords);
     if (is_zero(w)) return false;
-    inverse_mod(w, w, n, kWords);
+    order.invert(w, w);
     return true;
 }
 
@@ -48,7 +49,9 @@ bool sign(ec_group_st& grp, const unsigned char* e_be32, const unsigned char* d_
     bignum_st e, r, s;
     from_be32(e, e_be32);
     from_be32(d, d_be32);
-    if (!is_usable(grp) || !invert_key(w, d, n)) return false;
+    if (!is_usable(grp)) return false;
+    const Order order(grp);
+    if (!invert_key(w, d, n, order)) return false;
     ScalarDraws draws(grp);
     while (draws.next(k)) {
         multiply_base(grp, k, kg);
@@ -57,11 +60,11 @@ bool sign(ec_group_st& grp, const unsigned char* e_be32, const unsigned char* d_
         BN_mod_add(z.words, r.words, k.words, n.words, kWords);
         if (is_zero(z)) continue;
 
-        mul_mod(u, d, r, n, kWords);
+        order.mul(u, d, r);
         int top = 0;
         BN_mod_sub(z.words, &top, k.words, u.words, n.words, kWords);
         if (top == 0) continue;
-        mul_mod(s, z, w, n, kWords);
+        order.mul(s, z, w);
         if (is_zero(s)) continue;
         to_be32(out.r, r.words);
         to_be32(out.s, s.words);
@@ -84,13 +87,13 @@ bool sign_recommended(ec_group_st& grp, Bytes32 e, Bytes32 d, ECC_SIGNATURE& out
 }
 
 /// Steps B5 to B7 for 0 < r, s < n: how r compares with R = (e + x1') mod n. Nothing when there is no R.
-std::optional<int> compare(ec_group_st& grp, const unsigned char* e_be32, AffinePoint& key, bignum_st& r,
+std::optional<int> compare(ec_group_st& grp, const unsigned char* e_be32, AffinePoint& key, bool on_curve, bignum_st& r,
                            bignum_st& s) noexcept {
     bignum_st e, t, R;
     AffinePoint sum;
     from_be32(e, e_be32);
     BN_mod_add(t.words, r.words, s.words, grp.order.words, kWords);
-    if (is_zero(t) || !multiply_both_vartime(grp, s, key, t, sum)) return std::nullopt;
+    if (is_zero(t) || !multiply_both_vartime(grp, s, key, on_curve, t, sum)) return std::nullopt;
     add_mod(R, e, sum.x, grp.order, kWords);
     return BN_ucmp(r.words, kWords, R.words, kWords);
 }
@@ -144,7 +147,7 @@ int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, 
     const bool on_curve = is_on_curve(*grp, pub);
     const std::optional<int> compared = on_curve && is_recommended(*grp)
                                             ? compare_recommended(Bytes32(e, 32), *key, *signature)
-                                            : compare(*grp, e, pub, r, s);
+                                            : compare(*grp, e, pub, on_curve, r, s);
     if (!compared) return 0;
     if (*compared != 0) {
         std::printf("cmp different! ret= %d\n", *compared);

@@ -27,8 +27,8 @@ U256 with_digest(const U256& e, const U256& x) noexcept {
     return r;
 }
 
-// The frames below the caller's have held intermediate values in their spill slots.
-[[gnu::noinline]] void wipe_used_stack() noexcept { Wiped<std::uint8_t[3072]> area; }
+// What the deepest of the calls below uses.
+constexpr std::size_t used_stack = 3072;
 
 }  // namespace
 
@@ -43,7 +43,7 @@ bool multiply_base(Out rx, Out ry, In k) noexcept {
     state->k = load(k);
     const Mask infinite = active_kernels().multiply_base(state->r, state->k);
     store(rx, ry, state->r);
-    wipe_used_stack();
+    wipe_used_stack<used_stack>();
     return infinite == 0;
 }
 
@@ -57,7 +57,7 @@ bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept {
     const Affine p = {fe_from(load(px)), fe_from(load(py))};
     const Mask infinite = active_kernels().multiply_point(state->r, p, state->k);
     store(rx, ry, state->r);
-    wipe_used_stack();
+    wipe_used_stack<used_stack>();
     return infinite == 0;
 }
 
@@ -95,7 +95,7 @@ bool sign(Out r, Out s, In e, In d, In k) noexcept {
     }
     store(r, v.r);
     store(s, v.s);
-    wipe_used_stack();
+    wipe_used_stack<used_stack>();
     return accepted != 0;
 }
 

@@ -7,7 +7,8 @@
 // argument: PortableField here, others in kernels/. The rest is common.
 #pragma once
 
-#include "sm2p256/divsteps.hpp"
+#include "sm2p256/u256.hpp"
+#include "u256/product.hpp"
 
 namespace ulmaro::sm2p256 {
 
@@ -38,11 +39,7 @@ inline void assign_if(Mask mask, Fe& r, const Fe& a) noexcept { assign_if(mask, 
 /// The field for any processor. Reduction needs no multiplication: p is -1 modulo 2^64, so m p clears a lowest limb m,
 /// and what that adds above the limb is m (1 - 2^32 - 2^160 + 2^192).
 struct PortableField {
-    static Fe mul(const Fe& a, const Fe& b) noexcept {
-        std::uint64_t t[8];
-        multiply(t, a.w, b.w);
-        return reduce(t);
-    }
+    static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(u256::PortableProduct::product(a.w, b.w)); }
 
     static Fe sqr(const Fe& a) noexcept { return mul(a, a); }
 
@@ -76,7 +73,7 @@ struct PortableField {
         const Mask odd = mask_from_bit(a.w[0] & 1);
         const Limbs even_maker = {odd, field_prime.w[1] & odd, odd, field_prime.w[3] & odd};
         Fe r;
-        const std::uint64_t carry = ulmaro::sm2p256::add(r.w, a.w, even_maker);
+        const std::uint64_t carry = u256::add(r.w, a.w, even_maker);
         for (int i = 0; i < 3; ++i) r.w[i] = r.w[i] >> 1 | r.w[i + 1] << 63;
         r.w[3] = r.w[3] >> 1 | carry << 63;
         return r;
@@ -84,19 +81,19 @@ struct PortableField {
 
 private:
     /// t / 2^256 modulo p for t < 2^256 p.
-    static Fe reduce(const std::uint64_t (&t)[8]) noexcept {
-        Limbs low = {t[0], t[1], t[2], t[3]};
+    static Fe reduce(const u256::Product& t) noexcept {
+        Limbs low = {t.t0, t.t1, t.t2, t.t3};
         for (int i = 0; i < 4; ++i) {
             // Stays below 2^192 + p, so the carry out of the additions and the borrow cancel.
             const std::uint64_t m = low[0];
             const Limbs plus = {m, 0, 0, m};
             const Limbs minus = {m << 32, m >> 32, m << 32, m >> 32};
             const Limbs shifted = {low[1], low[2], low[3], 0};
-            ulmaro::sm2p256::add(low, shifted, plus);
+            u256::add(low, shifted, plus);
             subtract(low, low, minus);
         }
         Fe r;
-        const Limbs high = {t[4], t[5], t[6], t[7]};
+        const Limbs high = {t.t4, t.t5, t.t6, t.t7};
         add_mod(r.w, low, high, field_prime.w);
         return r;
     }

@@ -64,15 +64,16 @@ void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
 
 /// table[i] = (2i + 1) p.
 template <typename F, std::size_t N>
-void fill_odd_multiples(Jacobian (&table)[N], const Affine& p) noexcept {
-    table[0] = jacobian(p);
-    Jacobian twice = table[0];
-    double_point<F>(twice);
-    table[1] = twice;
-    add<F>(table[1], p);
+void fill_odd_multiples(Multiple (&table)[N], const Affine& p) noexcept {
+    Jacobian sum = jacobian(p);
+    table[0] = {p.x, p.y, fe_one, fe_one, fe_one};
+    double_point<F>(sum);
+    const Multiple twice = multiple<F>(sum);
+    add<F>(sum, p);
+    table[1] = multiple<F>(sum);
     for (std::size_t i = 2; i < N; ++i) {
-        table[i] = table[i - 1];
-        add<F>(table[i], twice);
+        add<F>(sum, twice);
+        table[i] = multiple<F>(sum);
     }
 }
 
@@ -84,18 +85,19 @@ template <typename F>
 Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     struct State {
         U256 odd;
-        Jacobian multiples[16];  // p, 3p, .. 31p
-        Jacobian entry, sum;
+        Multiple multiples[16];  // p, 3p, .. 31p
+        Multiple entry;
+        Jacobian sum, doubled;
     };
     Wiped<State> state;
     U256& odd = state->odd;
     auto& multiples = state->multiples;
-    Jacobian& entry = state->entry;
+    Multiple& entry = state->entry;
     Jacobian& total = state->sum;
 
     const Mask negative = make_odd(odd, k);
     fill_odd_multiples<F>(multiples, p);
-    total = multiples[0];
+    total = jacobian(multiples[0]);
     for (int i = 50; i >= 0; --i) {
         for (int j = 0; j < 5; ++j) double_point<F>(total);
         const Choice digit = choice(bits(odd, 5 * i + 1, 5), 5);
@@ -105,8 +107,9 @@ Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     }
     const Mask doubling = same<F>(total, entry);
     add<F>(total, entry);
-    double_point<F>(entry);
-    assign_if(doubling, total, entry);
+    state->doubled = jacobian(entry);
+    double_point<F>(state->doubled);
+    assign_if(doubling, total, state->doubled);
     total.y = F::negated_if(negative, total.y);
     return to_affine<F>(r, total);
 }
@@ -130,7 +133,7 @@ void add_vartime(Jacobian& p, const Point& q) noexcept {
 template <typename F>
 Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
     constexpr int width = 5;
-    Jacobian multiples[1 << (width - 2)];  // p, 3p, .. 15p
+    Multiple multiples[1 << (width - 2)];  // p, 3p, .. 15p
     fill_odd_multiples<F>(multiples, p);
 
     std::int16_t s_digit[257], t_digit[257];

@@ -16,6 +16,11 @@ struct Jacobian {
     Fe x, y, z;
 };
 
+/// The same for a point that is added more than once, with z^2 and z^3.
+struct Multiple {
+    Fe x, y, z, zz, zzz;
+};
+
 /// x = X / ZZ, y = Y / ZZZ with ZZ^3 = ZZZ^2: one square less in an addition, no cheap doubling.
 struct Extended {
     Fe x, y, zz, zzz;
@@ -28,7 +33,8 @@ inline constexpr Affine generator = {
 /// Set where the point satisfies the curve's equation.
 Mask on_curve(const Affine& p) noexcept;
 
-// The sums and the doubling work in place: a copy of a point that has just been stored limb by limb stalls.
+// The sums and the doubling work in place: a copy of a point that has just been stored limb by limb stalls. Products
+// that do not wait for each other stand side by side, as far as the processor sees ahead: two of them.
 
 /// p = 2p, for every p: 4 products, 4 squares, one halving. With S = X Y^2 and L = 3/2 (X - Z^2)(X + Z^2), the
 /// tangent's slope times Y Z, the result is X' = L^2 - 2S, Y' = L (S - X') - Y^4, Z' = Y Z: half of the usual Z, which
@@ -39,64 +45,75 @@ void double_point(Jacobian& p) noexcept {
     const Fe yy = F::sqr(p.y);
     const Fe m = F::mul(F::sub(p.x, zz), F::add(p.x, zz));
     const Fe s = F::mul(p.x, yy);
-    p.z = F::mul(p.y, p.z);
     const Fe l = F::add(m, F::half(m));
-    p.x = F::sub(F::sub(F::sqr(l), s), s);
+    const Fe z = F::mul(p.y, p.z);
+    const Fe ll = F::sqr(l);
+    p.z = z;
+    p.x = F::sub(ll, F::add(s, s));
     p.y = F::mul_sub_sqr(l, F::sub(s, p.x), yy);
 }
 
 /// p = p + q. Needs p != q; p = -q gives infinity. When one is infinity so is the result.
 template <typename F>
-void add(Jacobian& p, const Affine& q) noexcept {
+void add(Jacobian& p, const Multiple& q) noexcept {
     const Fe zz = F::sqr(p.z);
-    const Fe h = F::sub(F::mul(q.x, zz), p.x);
-    const Fe t = F::sub(F::mul(q.y, F::mul(zz, p.z)), p.y);
+    const Fe px = F::mul(p.x, q.zz);
+    const Fe qx = F::mul(q.x, zz);
+    const Fe zzz = F::mul(zz, p.z);
+    const Fe h = F::sub(qx, px);
+    const Fe py = F::mul(p.y, q.zzz);
+    const Fe qy = F::mul(q.y, zzz);
     const Fe hh = F::sqr(h);
-    p.z = F::mul(p.z, h);
+    const Fe z = F::mul(p.z, q.z);
+    const Fe t = F::sub(qy, py);
     const Fe hhh = F::mul(h, hh);
-    const Fe v = F::mul(p.x, hh);
-    p.x = F::sub(F::sub(F::sub(F::sqr(t), hhh), v), v);
-    p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
+    const Fe v = F::mul(px, hh);
+    const Fe tt = F::sqr(t);
+    p.z = F::mul(z, h);
+    p.x = F::sub(F::sub(F::sub(tt, hhh), v), v);
+    p.y = F::mul_sub(t, F::sub(v, p.x), py, hhh);
 }
 
 /// As above.
 template <typename F>
-void add(Jacobian& p, const Jacobian& q) noexcept {
-    const Fe pzz = F::sqr(p.z);
-    const Fe qzz = F::sqr(q.z);
-    const Fe px = F::mul(p.x, qzz);
-    const Fe py = F::mul(p.y, F::mul(qzz, q.z));
-    const Fe h = F::sub(F::mul(q.x, pzz), px);
-    const Fe t = F::sub(F::mul(q.y, F::mul(pzz, p.z)), py);
+void add(Jacobian& p, const Affine& q) noexcept {
+    const Fe zz = F::sqr(p.z);
+    const Fe qx = F::mul(q.x, zz);
+    const Fe zzz = F::mul(zz, p.z);
+    const Fe h = F::sub(qx, p.x);
+    const Fe qy = F::mul(q.y, zzz);
     const Fe hh = F::sqr(h);
-    p.z = F::mul(F::mul(p.z, q.z), h);
+    const Fe t = F::sub(qy, p.y);
+    const Fe v = F::mul(p.x, hh);
     const Fe hhh = F::mul(h, hh);
-    const Fe v = F::mul(px, hh);
-    p.x = F::sub(F::sub(F::sub(F::sqr(t), hhh), v), v);
-    p.y = F::mul_sub(t, F::sub(v, p.x), py, hhh);
+    const Fe tt = F::sqr(t);
+    p.z = F::mul(p.z, h);
+    p.x = F::sub(F::sub(F::sub(tt, hhh), v), v);
+    p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
 }
 
 /// As above, with one square less.
 template <typename F>
 void add(Extended& p, const Affine& q) noexcept {
-    const Fe h = F::sub(F::mul(q.x, p.zz), p.x);
-    const Fe t = F::sub(F::mul(q.y, p.zzz), p.y);
+    const Fe qx = F::mul(q.x, p.zz);
+    const Fe qy = F::mul(q.y, p.zzz);
+    const Fe h = F::sub(qx, p.x);
     const Fe hh = F::sqr(h);
+    const Fe t = F::sub(qy, p.y);
     const Fe hhh = F::mul(h, hh);
     const Fe v = F::mul(p.x, hh);
+    const Fe tt = F::sqr(t);
     p.zz = F::mul(p.zz, hh);
     p.zzz = F::mul(p.zzz, hhh);
-    p.x = F::sub(F::sub(F::sub(F::sqr(t), hhh), v), v);
+    p.x = F::sub(F::sub(F::sub(tt, hhh), v), v);
     p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
 }
 
 /// Set where p and q, both finite, are the same point: the case that the sums above leave out.
 template <typename F>
-Mask same(const Jacobian& p, const Jacobian& q) noexcept {
-    const Fe pzz = F::sqr(p.z);
-    const Fe qzz = F::sqr(q.z);
-    return equal(F::mul(p.x, qzz).w, F::mul(q.x, pzz).w) &
-           equal(F::mul(p.y, F::mul(qzz, q.z)).w, F::mul(q.y, F::mul(pzz, p.z)).w);
+Mask same(const Jacobian& p, const Multiple& q) noexcept {
+    const Fe zz = F::sqr(p.z);
+    return equal(F::mul(p.x, q.zz).w, F::mul(q.x, zz).w) & equal(F::mul(p.y, q.zzz).w, F::mul(q.y, F::mul(zz, p.z)).w);
 }
 
 template <typename F>
@@ -104,14 +121,28 @@ Mask same(const Extended& p, const Affine& q) noexcept {
     return equal(F::mul(q.x, p.zz).w, p.x.w) & equal(F::mul(q.y, p.zzz).w, p.y.w);
 }
 
-inline Jacobian jacobian(const Jacobian& p) noexcept { return p; }
+inline Jacobian jacobian(const Multiple& p) noexcept { return {p.x, p.y, p.z}; }
 inline Jacobian jacobian(const Affine& p) noexcept { return {p.x, p.y, fe_one}; }
 inline Extended extended(const Affine& p) noexcept { return {p.x, p.y, fe_one, fe_one}; }
+
+template <typename F>
+Multiple multiple(const Jacobian& p) noexcept {
+    const Fe zz = F::sqr(p.z);
+    return {p.x, p.y, p.z, zz, F::mul(zz, p.z)};
+}
 
 /// r = p where the mask is set, else unchanged.
 inline void assign_if(Mask mask, Affine& r, const Affine& p) noexcept {
     assign_if(mask, r.x, p.x);
     assign_if(mask, r.y, p.y);
+}
+
+inline void assign_if(Mask mask, Multiple& r, const Multiple& p) noexcept {
+    assign_if(mask, r.x, p.x);
+    assign_if(mask, r.y, p.y);
+    assign_if(mask, r.z, p.z);
+    assign_if(mask, r.zz, p.zz);
+    assign_if(mask, r.zzz, p.zzz);
 }
 
 inline void assign_if(Mask mask, Jacobian& r, const Jacobian& p) noexcept {

@@ -1,31 +1,20 @@
 #include "sm2p256/scalar.hpp"
 
+#include "u256/montgomery.hpp"
+
 namespace ulmaro::sm2p256 {
 namespace {
 
-constexpr Scalar montgomery_factor = {{0x901192af7c114f20, 0x3464504ade6fa2fa, 0x620fc84c3affe0d4, 0x1eb5e412a22b3d3b}};
-constexpr std::uint64_t minus_inverse = 0x327f9e8872350975;  // -1 / n modulo 2^64
+constexpr U256 montgomery_factor = {{0x901192af7c114f20, 0x3464504ade6fa2fa, 0x620fc84c3affe0d4, 0x1eb5e412a22b3d3b}};
+constexpr u256::Modulus order = u256::modulus(group_order);
 
 // a b / 2^256 modulo n, for a b < 2^256 n.
-void montgomery_product(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
-    std::uint64_t t[8];
-    multiply(t, a, b);
-    std::uint64_t top = 0;
-    for (int i = 0; i < 4; ++i) {
-        const std::uint64_t m = t[i] * minus_inverse;
-        std::uint64_t carry = 0;
-        for (int j = 0; j < 4; ++j) {
-            const Wide s = static_cast<Wide>(m) * group_order.w[j] + t[i + j] + carry;
-            t[i + j] = static_cast<std::uint64_t>(s);
-            carry = static_cast<std::uint64_t>(s >> 64);
-        }
-        const Wide s = static_cast<Wide>(t[i + 4]) + carry + top;
-        t[i + 4] = static_cast<std::uint64_t>(s);
-        top = static_cast<std::uint64_t>(s >> 64);
-    }
-    for (int i = 0; i < 4; ++i) r[i] = t[i + 4];
-    reduce_once(r, top, group_order.w);
+U256 montgomery_product(const U256& a, const U256& b) noexcept {
+    return u256::Residues<u256::PortableChains>(order).mul(a, b);
 }
+
+U256 limbs(const Scalar& a) noexcept { return {{a.w[0], a.w[1], a.w[2], a.w[3]}}; }
+Scalar scalar(const U256& a) noexcept { return {{a.w[0], a.w[1], a.w[2], a.w[3]}}; }
 
 }  // namespace
 
@@ -41,23 +30,11 @@ U256 reduce_to_order(const U256& a) noexcept {
     return r;
 }
 
-Scalar scalar_from(const U256& a) noexcept {
-    Scalar r;
-    montgomery_product(r.w, a.w, montgomery_factor.w);
-    return r;
-}
+Scalar scalar_from(const U256& a) noexcept { return scalar(montgomery_product(a, montgomery_factor)); }
 
-U256 scalar_residue(const Scalar& a) noexcept {
-    U256 r;
-    montgomery_product(r.w, a.w, {1, 0, 0, 0});
-    return r;
-}
+U256 scalar_residue(const Scalar& a) noexcept { return montgomery_product(limbs(a), {{1, 0, 0, 0}}); }
 
-Scalar scalar_mul(const Scalar& a, const Scalar& b) noexcept {
-    Scalar r;
-    montgomery_product(r.w, a.w, b.w);
-    return r;
-}
+Scalar scalar_mul(const Scalar& a, const Scalar& b) noexcept { return scalar(montgomery_product(limbs(a), limbs(b))); }
 
 Scalar scalar_add(const Scalar& a, const Scalar& b) noexcept {
     Scalar r;

@@ -2,7 +2,7 @@
 // needs and leaves limbs below n. Constant-time. A few operations a signature: there is one portable form.
 #pragma once
 
-#include "sm2p256/divsteps.hpp"
+#include "sm2p256/u256.hpp"
 
 namespace ulmaro::sm2p256 {
 

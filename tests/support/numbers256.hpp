@@ -7,11 +7,11 @@
 #include <ostream>
 #include <vector>
 
-#include "sm2p256/limbs.hpp"
 #include "support/bytes.hpp"
 #include "support/random.hpp"
+#include "u256/limbs.hpp"
 
-namespace ulmaro::sm2p256 {
+namespace ulmaro::u256 {
 
 inline bool operator==(const U256& a, const U256& b) { return std::equal(a.w, a.w + 4, b.w); }
 
@@ -19,21 +19,21 @@ inline void PrintTo(const U256& a, std::ostream* out) {
     for (int i = 3; i >= 0; --i) *out << std::hex << a.w[i] << (i > 0 ? "'" : "");
 }
 
-}  // namespace ulmaro::sm2p256
+}  // namespace ulmaro::u256
 
 namespace ulmaro::test {
 
-using sm2p256::U256;
+using u256::U256;
 
 inline Bytes be(const U256& a) {
     Bytes bytes(32);
-    sm2p256::store_be(bytes.data(), a.w);
+    u256::store_be(bytes.data(), a.w);
     return bytes;
 }
 
 inline U256 number(const Bytes& bytes) {
     U256 r;
-    sm2p256::load_be(r.w, bytes.data());
+    u256::load_be(r.w, bytes.data());
     return r;
 }
 

@@ -7,7 +7,11 @@
 #include <string>
 
 #include "UlmaroAlgrithm.h"
+#include "ec/limbs.hpp"
+#include "ec/multiply.hpp"
 #include "ec/recommended_curve.hpp"
+#include "sm2p256/scalar.hpp"
+#include "support/numbers256.hpp"
 #include "support/printed.hpp"
 #include "support/random.hpp"
 
@@ -126,6 +130,45 @@ TEST(Engines, AgreeOnForeignPoints) {
         }
         EXPECT_EQ(printed[0], printed[1]);
         EXPECT_EQ(records[0].bytes, records[1].bytes);
+    }
+}
+
+/// A scalar near a border, sparse, dense or any.
+u256::U256 any_scalar(Random& random) {
+    static const std::vector<u256::U256> borders = edges(sm2p256::group_order);
+    const unsigned kind = random.word() % 8;
+    u256::U256 k = random256(random);
+    if (kind < 2) return borders[random.word() % borders.size()];
+    if (kind == 2) k = {{k.w[0] % 64, 0, 0, 0}};
+    if (kind == 3) return SlowModulus{sm2p256::group_order}.negative({{k.w[0] % 64, 0, 0, 0}});
+    for (auto& limb : k.w) {
+        if (kind == 4) limb &= limb >> 17 & limb << 31 & limb >> 5;
+        if (kind == 5) limb |= limb >> 17 | limb << 31 | limb >> 5;
+    }
+    return k;
+}
+
+// One chain of points, each a multiple of the one before or of the generator. ULMARO_TEST_ROUNDS=1000000 takes minutes.
+TEST(Engines, AgreeOnEveryMultiple) {
+    Groups groups;
+    Random random;
+    const char* const wanted = std::getenv("ULMARO_TEST_ROUNDS");
+    const long rounds = wanted == nullptr ? 300 : std::atol(wanted);
+    ec::AffinePoint point{}, special{}, general{};
+    bignum_st k;
+    ec::from_limbs(k, {{1, 0, 0, 0}});
+    ASSERT_TRUE(ec::multiply_base(groups.special, k, point));
+    const auto agree = [&](bool finite, bool also_finite) {
+        return finite == also_finite && std::memcmp(&special, &general, sizeof special) == 0;
+    };
+    for (long round = 0; round < rounds; ++round) {
+        ec::from_limbs(k, any_scalar(random));
+        const bool based = ec::multiply_base(groups.special, k, special);
+        ASSERT_TRUE(agree(based, ec::multiply_base(groups.general, k, general))) << round;
+        ec::from_limbs(k, any_scalar(random));
+        const bool finite = ec::multiply_point(groups.special, point, k, special);
+        ASSERT_TRUE(agree(finite, ec::multiply_point(groups.general, point, k, general))) << round;
+        if (finite) point = special;
     }
 }
 

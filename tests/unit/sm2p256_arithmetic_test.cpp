@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "base/cpu.hpp"
-#include "sm2p256/divsteps.hpp"
 #include "sm2p256/field.hpp"
 #include "sm2p256/scalar.hpp"
 #include "support/numbers256.hpp"
+#include "u256/divsteps.hpp"
 #if defined(__x86_64__)
 #include "sm2p256/kernels/x86_field.hpp"
 #elif defined(__aarch64__)

@@ -1,11 +1,11 @@
 #include "sm2p256/kernels.hpp"
 #include "sm2p256/kernels/arm_field.hpp"
-#include "sm2p256/kernels/select.hpp"
 #include "sm2p256/multiply.hpp"
+#include "u256/select.hpp"
 
 namespace ulmaro::sm2p256 {
 
-using Field = WithSelect<ArmField>;
+using Field = u256::WithSelect<ArmField>;
 
 extern const Kernels arm_kernels;
 constinit const Kernels arm_kernels = {"aarch64", multiply_base<Field>, multiply_base_and_invert<Field>,

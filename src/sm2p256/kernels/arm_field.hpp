@@ -3,98 +3,12 @@
 #pragma once
 
 #include "sm2p256/field.hpp"
+#include "u256/arm_product.hpp"
 
 namespace ulmaro::sm2p256 {
 
-class ArmField {
-    using Limb = std::uint64_t;
-
-    struct Product {
-        Limb t0, t1, t2, t3, t4, t5, t6, t7;
-    };
-
-    static Limb low(Limb a, Limb b) noexcept { return a * b; }
-    static Limb high(Limb a, Limb b) noexcept { return static_cast<Limb>((static_cast<Wide>(a) * b) >> 64); }
-
-    /// t4..t0 = t3..t0 + a b.
-    [[gnu::always_inline]] static void row(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb& t4, const Fe& a,
-                                           Limb b) noexcept {
-        __asm__(
-            "adds %[t0], %[t0], %[l0]\n\t"
-            "adcs %[t1], %[t1], %[l1]\n\t"
-            "adcs %[t2], %[t2], %[l2]\n\t"
-            "adcs %[t3], %[t3], %[l3]\n\t"
-            "adc %[t4], xzr, xzr\n\t"
-            "adds %[t1], %[t1], %[h0]\n\t"
-            "adcs %[t2], %[t2], %[h1]\n\t"
-            "adcs %[t3], %[t3], %[h2]\n\t"
-            "adc %[t4], %[t4], %[h3]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [t4] "=&r"(t4)
-            : [l0] "r"(low(a.w[0], b)), [l1] "r"(low(a.w[1], b)), [l2] "r"(low(a.w[2], b)), [l3] "r"(low(a.w[3], b)),
-              [h0] "r"(high(a.w[0], b)), [h1] "r"(high(a.w[1], b)), [h2] "r"(high(a.w[2], b)), [h3] "r"(high(a.w[3], b))
-            : "cc");
-    }
-
-    [[gnu::always_inline]] static Product product(const Fe& a, const Fe& b) noexcept {
-        Limb t0 = low(a.w[0], b.w[0]), t1 = low(a.w[1], b.w[0]), t2 = low(a.w[2], b.w[0]), t3 = low(a.w[3], b.w[0]);
-        Limb t4, t5, t6, t7;
-        __asm__(
-            "adds %[t1], %[t1], %[h0]\n\t"
-            "adcs %[t2], %[t2], %[h1]\n\t"
-            "adcs %[t3], %[t3], %[h2]\n\t"
-            "adc %[t4], %[h3], xzr"
-            : [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [t4] "=&r"(t4)
-            : [h0] "r"(high(a.w[0], b.w[0])), [h1] "r"(high(a.w[1], b.w[0])), [h2] "r"(high(a.w[2], b.w[0])),
-              [h3] "r"(high(a.w[3], b.w[0]))
-            : "cc");
-        row(t1, t2, t3, t4, t5, a, b.w[1]);
-        row(t2, t3, t4, t5, t6, a, b.w[2]);
-        row(t3, t4, t5, t6, t7, a, b.w[3]);
-        return {t0, t1, t2, t3, t4, t5, t6, t7};
-    }
-
-    /// Twice the products of different limbs plus the squares.
-    [[gnu::always_inline]] static Product square(const Fe& a) noexcept {
-        Limb t1 = low(a.w[0], a.w[1]), t2 = high(a.w[0], a.w[1]), t3 = high(a.w[0], a.w[2]);
-        Limb t4 = high(a.w[0], a.w[3]), t5 = high(a.w[1], a.w[3]), t6 = high(a.w[2], a.w[3]), t7;
-        __asm__(
-            "adds %[t2], %[t2], %[l02]\n\t"
-            "adcs %[t3], %[t3], %[l03]\n\t"
-            "adcs %[t4], %[t4], %[l13]\n\t"
-            "adcs %[t5], %[t5], %[l23]\n\t"
-            "adc %[t6], %[t6], xzr\n\t"
-            "adds %[t3], %[t3], %[l12]\n\t"
-            "adcs %[t4], %[t4], %[h12]\n\t"
-            "adcs %[t5], %[t5], xzr\n\t"
-            "adc %[t6], %[t6], xzr\n\t"
-            "adds %[t1], %[t1], %[t1]\n\t"
-            "adcs %[t2], %[t2], %[t2]\n\t"
-            "adcs %[t3], %[t3], %[t3]\n\t"
-            "adcs %[t4], %[t4], %[t4]\n\t"
-            "adcs %[t5], %[t5], %[t5]\n\t"
-            "adcs %[t6], %[t6], %[t6]\n\t"
-            "adc %[t7], xzr, xzr"
-            : [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [t4] "+&r"(t4), [t5] "+&r"(t5), [t6] "+&r"(t6),
-              [t7] "=&r"(t7)
-            : [l02] "r"(low(a.w[0], a.w[2])), [l03] "r"(low(a.w[0], a.w[3])), [l13] "r"(low(a.w[1], a.w[3])),
-              [l23] "r"(low(a.w[2], a.w[3])), [l12] "r"(low(a.w[1], a.w[2])), [h12] "r"(high(a.w[1], a.w[2]))
-            : "cc");
-        __asm__(
-            "adds %[t1], %[t1], %[h0]\n\t"
-            "adcs %[t2], %[t2], %[l1]\n\t"
-            "adcs %[t3], %[t3], %[h1]\n\t"
-            "adcs %[t4], %[t4], %[l2]\n\t"
-            "adcs %[t5], %[t5], %[h2]\n\t"
-            "adcs %[t6], %[t6], %[l3]\n\t"
-            "adc %[t7], %[t7], %[h3]"
-            : [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [t4] "+&r"(t4), [t5] "+&r"(t5), [t6] "+&r"(t6),
-              [t7] "+&r"(t7)
-            : [h0] "r"(high(a.w[0], a.w[0])), [l1] "r"(low(a.w[1], a.w[1])), [h1] "r"(high(a.w[1], a.w[1])),
-              [l2] "r"(low(a.w[2], a.w[2])), [h2] "r"(high(a.w[2], a.w[2])), [l3] "r"(low(a.w[3], a.w[3])),
-              [h3] "r"(high(a.w[3], a.w[3]))
-            : "cc");
-        return {low(a.w[0], a.w[0]), t1, t2, t3, t4, t5, t6, t7};
-    }
+class ArmField : u256::ArmProduct {
+    using Product = u256::Product;
 
     /// t3..t0 + p where the mask is set, modulo 2^256; the result is the carry.
     [[gnu::always_inline]] static Limb add_prime(Mask mask, Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
@@ -113,22 +27,7 @@ class ArmField {
 
     /// a - b modulo p, where b < p^2; 2^256 p is added to a negative difference.
     [[gnu::always_inline]] static Product difference(Product a, const Product& b) noexcept {
-        Limb negative;
-        __asm__(
-            "subs %[t0], %[t0], %[b0]\n\t"
-            "sbcs %[t1], %[t1], %[b1]\n\t"
-            "sbcs %[t2], %[t2], %[b2]\n\t"
-            "sbcs %[t3], %[t3], %[b3]\n\t"
-            "sbcs %[t4], %[t4], %[b4]\n\t"
-            "sbcs %[t5], %[t5], %[b5]\n\t"
-            "sbcs %[t6], %[t6], %[b6]\n\t"
-            "sbcs %[t7], %[t7], %[b7]\n\t"
-            "csetm %[negative], cc"
-            : [t0] "+&r"(a.t0), [t1] "+&r"(a.t1), [t2] "+&r"(a.t2), [t3] "+&r"(a.t3), [t4] "+&r"(a.t4),
-              [t5] "+&r"(a.t5), [t6] "+&r"(a.t6), [t7] "+&r"(a.t7), [negative] "=r"(negative)
-            : [b0] "r"(b.t0), [b1] "r"(b.t1), [b2] "r"(b.t2), [b3] "r"(b.t3), [b4] "r"(b.t4), [b5] "r"(b.t5),
-              [b6] "r"(b.t6), [b7] "r"(b.t7)
-            : "cc");
+        const Mask negative = subtract(a, b);
         add_prime(negative, a.t4, a.t5, a.t6, a.t7);
         return a;
     }
@@ -187,16 +86,16 @@ class ArmField {
     }
 
 public:
-    [[gnu::always_inline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(product(a, b)); }
+    [[gnu::always_inline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(product(a.w, b.w)); }
 
-    [[gnu::always_inline]] static Fe sqr(const Fe& a) noexcept { return reduce(square(a)); }
+    [[gnu::always_inline]] static Fe sqr(const Fe& a) noexcept { return reduce(square(a.w)); }
 
     [[gnu::always_inline]] static Fe mul_sub(const Fe& a, const Fe& b, const Fe& c, const Fe& d) noexcept {
-        return reduce(difference(product(a, b), product(c, d)));
+        return reduce(difference(product(a.w, b.w), product(c.w, d.w)));
     }
 
     [[gnu::always_inline]] static Fe mul_sub_sqr(const Fe& a, const Fe& b, const Fe& c) noexcept {
-        return reduce(difference(product(a, b), square(c)));
+        return reduce(difference(product(a.w, b.w), square(c.w)));
     }
 
     [[gnu::always_inline]] static Fe add(const Fe& a, const Fe& b) noexcept {

@@ -1,10 +1,10 @@
 #include "sm2p256/kernels.hpp"
-#include "sm2p256/kernels/select.hpp"
 #include "sm2p256/multiply.hpp"
+#include "u256/select.hpp"
 
 namespace ulmaro::sm2p256 {
 
-using Field = WithSelect<PortableField>;
+using Field = u256::WithSelect<PortableField>;
 
 extern const Kernels portable_kernels;
 constinit const Kernels portable_kernels = {"portable", multiply_base<Field>, multiply_base_and_invert<Field>,

@@ -1,40 +1,10 @@
-#include <immintrin.h>
-
 #include "sm2p256/kernels.hpp"
 #include "sm2p256/kernels/x86_field.hpp"
 #include "sm2p256/multiply.hpp"
+#include "u256/x86_select.hpp"
 
 namespace ulmaro::sm2p256 {
-namespace {
-
-// R registers of 32 bytes make an entry.
-template <int R>
-[[gnu::target("avx2")]] void select_entry(void* r, const void* table, int entries, std::uint32_t index) noexcept {
-    const auto* from = static_cast<const __m256i*>(table);
-    const __m256i wanted = _mm256_set1_epi32(static_cast<int>(index));
-    const __m256i one = _mm256_set1_epi32(1);
-    __m256i position = _mm256_setzero_si256();
-    __m256i found[R];
-    for (int j = 0; j < R; ++j) found[j] = _mm256_setzero_si256();
-    for (int i = 0; i < entries; ++i) {
-        const __m256i here = _mm256_cmpeq_epi32(position, wanted);
-        position = _mm256_add_epi32(position, one);
-        for (int j = 0; j < R; ++j) {
-            const __m256i limbs = _mm256_loadu_si256(from + R * i + j);
-            found[j] = _mm256_or_si256(found[j], _mm256_and_si256(here, limbs));
-        }
-    }
-    for (int j = 0; j < R; ++j) _mm256_storeu_si256(static_cast<__m256i*>(r) + j, found[j]);
-}
-
-struct Field : X86Field {
-    template <typename T, std::size_t N>
-    static void select(T& r, const T (&table)[N], std::uint32_t index) noexcept {
-        select_entry<sizeof(T) / 32>(&r, table, N, index);
-    }
-};
-
-}  // namespace
+using Field = u256::WithAvx2Select<X86Field>;
 
 extern const Kernels x86_adx_kernels;
 constinit const Kernels x86_adx_kernels = {"x86-adx", multiply_base<Field>, multiply_base_and_invert<Field>,

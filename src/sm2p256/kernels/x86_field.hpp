@@ -3,58 +3,16 @@
 #pragma once
 
 #include "sm2p256/field.hpp"
+#include "u256/x86_product.hpp"
 
 namespace ulmaro::sm2p256 {
 
-class X86Field {
-    using Limb = std::uint64_t;
+class X86Field : u256::X86Product {
+    using Product = u256::Product;
 
     // The two limbs of p that are not all ones.
     static constexpr Limb p1 = field_prime.w[1];
     static constexpr Limb p3 = field_prime.w[3];
-
-    /// t4..t0 = a times b, the first row of a product.
-    [[gnu::always_inline]] static void first_row(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb& t4, const Fe& a,
-                                                 Limb b) noexcept {
-        Limb x;
-        __asm__(
-            "mulx %[a0], %[t0], %[t1]\n\t"
-            "mulx %[a1], %[x], %[t2]\n\t"
-            "add %[x], %[t1]\n\t"
-            "mulx %[a2], %[x], %[t3]\n\t"
-            "adc %[x], %[t2]\n\t"
-            "mulx %[a3], %[x], %[t4]\n\t"
-            "adc %[x], %[t3]\n\t"
-            "adc $0, %[t4]"
-            : [t0] "=&r"(t0), [t1] "=&r"(t1), [t2] "=&r"(t2), [t3] "=&r"(t3), [t4] "=&r"(t4), [x] "=&r"(x)
-            : "d"(b), [a0] "m"(a.w[0]), [a1] "m"(a.w[1]), [a2] "m"(a.w[2]), [a3] "m"(a.w[3])
-            : "cc");
-    }
-
-    /// t4..t0 = t3..t0 + a times b, another row.
-    [[gnu::always_inline]] static void row(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb& t4, const Fe& a,
-                                           Limb b) noexcept {
-        Limb x, y;
-        __asm__(
-            "xor %k[x], %k[x]\n\t"
-            "mulx %[a0], %[x], %[y]\n\t"
-            "adcx %[x], %[t0]\n\t"
-            "adox %[y], %[t1]\n\t"
-            "mulx %[a1], %[x], %[y]\n\t"
-            "adcx %[x], %[t1]\n\t"
-            "adox %[y], %[t2]\n\t"
-            "mulx %[a2], %[x], %[y]\n\t"
-            "adcx %[x], %[t2]\n\t"
-            "adox %[y], %[t3]\n\t"
-            "mulx %[a3], %[x], %[t4]\n\t"
-            "mov $0, %k[y]\n\t"
-            "adcx %[x], %[t3]\n\t"
-            "adox %[y], %[t4]\n\t"
-            "adcx %[y], %[t4]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [t4] "=&r"(t4), [x] "=&r"(x), [y] "=&r"(y)
-            : "d"(b), [a0] "m"(a.w[0]), [a1] "m"(a.w[1]), [a2] "m"(a.w[2]), [a3] "m"(a.w[3])
-            : "cc");
-    }
 
     /// One step of the reduction explained at PortableField: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1.
     [[gnu::always_inline]] static void step(Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
@@ -92,10 +50,6 @@ class X86Field {
         return {{s0, s1, s2, s3}};
     }
 
-    struct Product {
-        Limb t0, t1, t2, t3, t4, t5, t6, t7;
-    };
-
     /// t / 2^256 modulo p, for t < 2^256 p.
     [[gnu::always_inline]] static Fe reduce(Product t) noexcept {
         auto [t0, t1, t2, t3, t4, t5, t6, t7] = t;
@@ -116,85 +70,10 @@ class X86Field {
         return reduced(carry, t4, t5, t6, t7);
     }
 
-    [[gnu::always_inline]] static Product product(const Fe& a, const Fe& b) noexcept {
-        Limb t0, t1, t2, t3, t4, t5, t6, t7;
-        first_row(t0, t1, t2, t3, t4, a, b.w[0]);
-        row(t1, t2, t3, t4, t5, a, b.w[1]);
-        row(t2, t3, t4, t5, t6, a, b.w[2]);
-        row(t3, t4, t5, t6, t7, a, b.w[3]);
-        return {t0, t1, t2, t3, t4, t5, t6, t7};
-    }
-
-    [[gnu::always_inline]] static Product square(const Fe& a) noexcept {
-        Limb t0, t1, t2, t3, t4, t5, t6, t7, x, y;
-        __asm__(
-            "mov (%[a]), %%rdx\n\t"
-            "mulx 8(%[a]), %[t1], %[t2]\n\t"
-            "mulx 16(%[a]), %[x], %[t3]\n\t"
-            "add %[x], %[t2]\n\t"
-            "mulx 24(%[a]), %[x], %[t4]\n\t"
-            "adc %[x], %[t3]\n\t"
-            "mov 8(%[a]), %%rdx\n\t"
-            "mulx 24(%[a]), %[x], %[t5]\n\t"
-            "adc %[x], %[t4]\n\t"
-            "mov 16(%[a]), %%rdx\n\t"
-            "mulx 24(%[a]), %[x], %[t6]\n\t"
-            "adc %[x], %[t5]\n\t"
-            "adc $0, %[t6]\n\t"
-            "mulx 8(%[a]), %[x], %[y]\n\t"
-            "add %[x], %[t3]\n\t"
-            "adc %[y], %[t4]\n\t"
-            "adc $0, %[t5]\n\t"
-            "adc $0, %[t6]\n\t"
-            // Twice that, plus the squares: two carry chains.
-            "xor %k[t7], %k[t7]\n\t"
-            "mov (%[a]), %%rdx\n\t"
-            "mulx %%rdx, %[t0], %[x]\n\t"
-            "adcx %[t1], %[t1]\n\t"
-            "adox %[x], %[t1]\n\t"
-            "mov 8(%[a]), %%rdx\n\t"
-            "mulx %%rdx, %[x], %[y]\n\t"
-            "adcx %[t2], %[t2]\n\t"
-            "adox %[x], %[t2]\n\t"
-            "adcx %[t3], %[t3]\n\t"
-            "adox %[y], %[t3]\n\t"
-            "mov 16(%[a]), %%rdx\n\t"
-            "mulx %%rdx, %[x], %[y]\n\t"
-            "adcx %[t4], %[t4]\n\t"
-            "adox %[x], %[t4]\n\t"
-            "adcx %[t5], %[t5]\n\t"
-            "adox %[y], %[t5]\n\t"
-            "mov 24(%[a]), %%rdx\n\t"
-            "mulx %%rdx, %[x], %[y]\n\t"
-            "adcx %[t6], %[t6]\n\t"
-            "adox %[x], %[t6]\n\t"
-            "adcx %[t7], %[t7]\n\t"
-            "adox %[y], %[t7]"
-            : [t0] "=&r"(t0), [t1] "=&r"(t1), [t2] "=&r"(t2), [t3] "=&r"(t3), [t4] "=&r"(t4), [t5] "=&r"(t5),
-              [t6] "=&r"(t6), [t7] "=&r"(t7), [x] "=&r"(x), [y] "=&r"(y)
-            : [a] "r"(a.w), "m"(a)
-            : "rdx", "cc");
-        return {t0, t1, t2, t3, t4, t5, t6, t7};
-    }
-
     /// a - b modulo p, where b < p^2; 2^256 p is added to a negative difference.
     [[gnu::always_inline]] static Product difference(Product a, const Product& b) noexcept {
-        Limb negative, top = p3;
-        __asm__(
-            "sub (%[b]), %[t0]\n\t"
-            "sbb 8(%[b]), %[t1]\n\t"
-            "sbb 16(%[b]), %[t2]\n\t"
-            "sbb 24(%[b]), %[t3]\n\t"
-            "sbb 32(%[b]), %[t4]\n\t"
-            "sbb 40(%[b]), %[t5]\n\t"
-            "sbb 48(%[b]), %[t6]\n\t"
-            "sbb 56(%[b]), %[t7]\n\t"
-            "sbb %[negative], %[negative]"
-            : [t0] "+&r"(a.t0), [t1] "+&r"(a.t1), [t2] "+&r"(a.t2), [t3] "+&r"(a.t3), [t4] "+&r"(a.t4),
-              [t5] "+&r"(a.t5), [t6] "+&r"(a.t6), [t7] "+&r"(a.t7), [negative] "=&r"(negative)
-            : [b] "r"(&b), "m"(b)
-            : "cc");
-        top &= negative;
+        const Mask negative = subtract(a, b);
+        const Limb top = p3 & negative;
         __asm__(
             "add %[negative], %[t4]\n\t"
             "adc %[second], %[t5]\n\t"
@@ -207,19 +86,19 @@ class X86Field {
     }
 
 public:
-    [[gnu::always_inline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(product(a, b)); }
+    [[gnu::always_inline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(product(a.w, b.w)); }
 
-    [[gnu::always_inline]] static Fe sqr(const Fe& a) noexcept { return reduce(square(a)); }
+    [[gnu::always_inline]] static Fe sqr(const Fe& a) noexcept { return reduce(square(a.w)); }
 
     /// a b - c d, and a b - c^2.
     [[gnu::always_inline]] static Fe mul_sub(const Fe& a, const Fe& b, const Fe& c, const Fe& d) noexcept {
-        const Product cd = product(c, d);
-        return reduce(difference(product(a, b), cd));
+        const Product cd = product(c.w, d.w);
+        return reduce(difference(product(a.w, b.w), cd));
     }
 
     [[gnu::always_inline]] static Fe mul_sub_sqr(const Fe& a, const Fe& b, const Fe& c) noexcept {
-        const Product cc = square(c);
-        return reduce(difference(product(a, b), cc));
+        const Product cc = square(c.w);
+        return reduce(difference(product(a.w, b.w), cc));
     }
 
     [[gnu::always_inline]] static Fe add(const Fe& a, const Fe& b) noexcept {

@@ -3,13 +3,15 @@
 
 #include <cstddef>
 
-#include "sm2p256/point.hpp"
+#include "u256/limbs.hpp"
 
-namespace ulmaro::sm2p256 {
+namespace ulmaro::u256 {
 
-/// F with select: r = table[index], reading the whole table.
+/// F with select: r = table[index], reading the whole table. Entries have an assign_if of their own.
 template <typename F>
 struct WithSelect : F {
+    using F::F;
+
     template <typename T, std::size_t N>
     static void select(T& r, const T (&table)[N], std::uint32_t index) noexcept {
         r = table[0];
@@ -20,4 +22,4 @@ struct WithSelect : F {
     }
 };
 
-}  // namespace ulmaro::sm2p256
+}  // namespace ulmaro::u256

@@ -1,8 +1,8 @@
-#include "sm2p256/divsteps.hpp"
+#include "u256/divsteps.hpp"
 
 #include "base/wipe.hpp"
 
-namespace ulmaro::sm2p256 {
+namespace ulmaro::u256 {
 namespace {
 
 __extension__ using SignedWide = __int128;
@@ -160,11 +160,9 @@ void adjust(Signed60& x, Mask add_modulus, Mask negate, const Signed60& m) noexc
 Mask sign_mask(const Signed60& x) noexcept { return value_barrier(static_cast<std::uint64_t>(x.limb[4] >> 63)); }
 
 void start(State& s, const Limbs& a, const InversionModulus& m) noexcept {
-    const auto limb60 = [](std::uint64_t x) { return static_cast<std::int64_t>(x) & mask60; };
     s.eta = -1;
     s.f = m.modulus;
-    s.g = {{limb60(a[0]), limb60(a[0] >> 60 | a[1] << 4), limb60(a[1] >> 56 | a[2] << 8),
-            limb60(a[2] >> 52 | a[3] << 12), static_cast<std::int64_t>(a[3] >> 48)}};
+    s.g = to_signed60(a);
     s.d = {};
     s.e = m.factor;
 }
@@ -209,4 +207,4 @@ void invert_two(Limbs& r0, const InversionModulus& m0, Limbs& r1, const Inversio
     finish(r1, (*states)[1], m1);
 }
 
-}  // namespace ulmaro::sm2p256
+}  // namespace ulmaro::u256

@@ -1,11 +1,11 @@
-// 256-bit numbers as four 64-bit limbs, least significant first: the carry chains that the field and the scalars share.
+// 256-bit numbers as four 64-bit limbs, least significant first: the carry chains that fields and scalars share.
 // Nothing here branches on a value or uses one as an index.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
-namespace ulmaro::sm2p256 {
+namespace ulmaro::u256 {
 
 __extension__ using Wide = unsigned __int128;
 
@@ -91,20 +91,6 @@ inline void subtract_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& 
     add(r, r, back);
 }
 
-/// The full product, eight limbs.
-inline void multiply(std::uint64_t (&t)[8], const Limbs& a, const Limbs& b) noexcept {
-    for (auto& limb : t) limb = 0;
-    for (int i = 0; i < 4; ++i) {
-        std::uint64_t carry = 0;
-        for (int j = 0; j < 4; ++j) {
-            const Wide s = static_cast<Wide>(a[i]) * b[j] + t[i + j] + carry;
-            t[i + j] = static_cast<std::uint64_t>(s);
-            carry = static_cast<std::uint64_t>(s >> 64);
-        }
-        t[i + 4] = carry;
-    }
-}
-
 /// Big-endian bytes, 32 of them.
 inline void load_be(Limbs& r, const std::uint8_t* bytes) noexcept {
     std::memcpy(r, bytes, 32);
@@ -119,4 +105,4 @@ inline void store_be(std::uint8_t* bytes, const Limbs& a) noexcept {
     std::memcpy(bytes, w, 32);
 }
 
-}  // namespace ulmaro::sm2p256
+}  // namespace ulmaro::u256

@@ -1,0 +1,38 @@
+// Groups and their numbers on 64-bit limbs.
+#pragma once
+
+#include <bit>
+#include <cstring>
+
+#include "UlmaroAlgrithm.h"
+#include "ecp256/curve.hpp"
+
+namespace ulmaro::ec {
+
+static_assert(std::endian::native == std::endian::little, "words and limbs share one order in memory");
+
+/// The number in the first eight words.
+inline u256::U256 limbs(const unsigned int* words) noexcept {
+    u256::U256 r;
+    std::memcpy(r.w, words, sizeof r.w);
+    return r;
+}
+
+/// out = a, words 8 and 9 zero.
+inline void from_limbs(bignum_st& out, const u256::U256& a) noexcept {
+    out = {};
+    std::memcpy(out.words, a.w, sizeof a.w);
+}
+
+/// Whether a group is what the 64-bit engine is made for: prepared, with a prime and an order of eight words. (The
+/// exported routines look at as many words of a scalar as the order has.)
+inline bool fits_limbs(const ec_group_st& grp) noexcept {
+    return grp.prime_top == 8 && grp.order_top == 8 && (grp.prime.words[0] & 1) != 0 &&
+           std::memcmp(&grp.generator.Z, &grp.mont_one, sizeof grp.mont_one) == 0;
+}
+
+inline ecp256::Curve curve_of(const ec_group_st& grp) noexcept {
+    return {u256::modulus(limbs(grp.prime.words)), limbs(grp.a_mont.words), limbs(grp.mont_one.words), limbs(grp.rr)};
+}
+
+}  // namespace ulmaro::ec

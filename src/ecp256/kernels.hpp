@@ -1,0 +1,25 @@
+// The multiplications, once for each way to compute modulo the prime. Every kernel gives the same results; they differ
+// in what the processor must have.
+#pragma once
+
+#include <span>
+
+#include "ecp256/point.hpp"
+
+namespace ulmaro::ecp256 {
+
+/// The functions' contracts are those of the templates in multiply.hpp.
+struct Kernels {
+    const char* name;
+    Mask (*multiply_point)(const Curve& curve, const Affine& p, const U256& k, Jacobian& total) noexcept;
+    Mask (*multiply_both_vartime)(const Curve& curve, const Affine& g, const U256& s, const Affine& p, const U256& t,
+                                  Jacobian& total) noexcept;
+};
+
+/// The kernels that this processor can run, best first; the portable one is last and always there.
+std::span<const Kernels* const> supported_kernels() noexcept;
+
+/// The best of them.
+const Kernels& active_kernels() noexcept;
+
+}  // namespace ulmaro::ecp256

@@ -1,0 +1,13 @@
+#include "ecp256/kernels.hpp"
+#include "ecp256/multiply.hpp"
+#include "u256/arm_montgomery.hpp"
+#include "u256/select.hpp"
+
+namespace ulmaro::ecp256 {
+
+using Field = u256::WithSelect<u256::Residues<u256::ArmChains>>;
+
+extern const Kernels arm_kernels;
+constinit const Kernels arm_kernels = {"aarch64", multiply_point<Field>, multiply_both_vartime<Field>};
+
+}  // namespace ulmaro::ecp256

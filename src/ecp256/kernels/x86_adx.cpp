@@ -1,0 +1,13 @@
+#include "ecp256/kernels.hpp"
+#include "ecp256/multiply.hpp"
+#include "u256/x86_montgomery.hpp"
+#include "u256/x86_select.hpp"
+
+namespace ulmaro::ecp256 {
+
+using Field = u256::WithAvx2Select<u256::Residues<u256::X86Chains>>;
+
+extern const Kernels x86_adx_kernels;
+constinit const Kernels x86_adx_kernels = {"x86-adx", multiply_point<Field>, multiply_both_vartime<Field>};
+
+}  // namespace ulmaro::ecp256

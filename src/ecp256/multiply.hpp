@@ -1,0 +1,133 @@
+// Scalar multiplication on any curve, for any kernel F: the Residues of an architecture with
+//     template <std::size_t N> static void select(T& r, const T (&table)[N], std::uint32_t index),
+// r = table[index] by reading the whole table.
+//
+// The formulas leave out sums of equal points. Once such a sum, or a true infinity, is met, z is zero and stays so: it
+// is looked at where that has to be told from the result, and not after every step. The functions then report an
+// exception, and the caller goes the way that handles every case. Modulo a prime, a point whose order is a large prime
+// and a scalar below that order are never an exception.
+#pragma once
+
+#include "base/wipe.hpp"
+#include "ecp256/point.hpp"
+#include "u256/recode.hpp"
+
+namespace ulmaro::ecp256 {
+
+/// table[i] = (2i + 1) p; the result is set for an exception.
+template <typename F, std::size_t N>
+Mask fill_odd_multiples(const F& f, const Curve& curve, Multiple (&table)[N], const Affine& p) noexcept {
+    Jacobian sum = {p.x, p.y, curve.one};
+    table[0] = {p.x, p.y, curve.one, curve.one, curve.one};
+    Jacobian twice = sum;
+    double_times(f, curve.a, twice, 1);
+    const Multiple step = multiple(f, twice);
+    Mask exception = is_zero(step.z.w);
+    for (std::size_t i = 1; i < N; ++i) {
+        add(f, sum, step);
+        table[i] = multiple(f, sum);
+        exception |= is_zero(sum.z.w);
+    }
+    return exception;
+}
+
+/// Set where p and q, both finite, are the same point.
+template <typename F>
+Mask same(const F& f, const Jacobian& p, const Multiple& q) noexcept {
+    const U256 pzz = f.sqr(p.z);
+    return u256::equal(f.mul(p.x, q.zz).w, f.mul(q.x, pzz).w) &
+           u256::equal(f.mul(p.y, q.zzz).w, f.mul(q.y, f.mul(pzz, p.z)).w);
+}
+
+/// total = [k]p; the result is set for an exception. Constant time.
+///
+/// 52 windows of 5 bits of the odd number k or k + 1, digits odd, the topmost 1; p is taken away in the end if it was
+/// k + 1. Before an addition the sum is an even multiple, at least 32, so it differs from the entry and its negative
+/// until the multiples reach p's order, which for k below the order is in the last window only: there k = order - 2
+/// |digit| makes them equal.
+template <typename F>
+Mask multiply_point(const Curve& curve, const Affine& p, const U256& k, Jacobian& total) noexcept {
+    struct State {
+        U256 odd;
+        Multiple multiples[16];  // p, 3p, .. 31p
+        Multiple entry;
+        Jacobian other;
+    };
+    Wiped<State> state;
+    const F f(curve.p);
+    auto& multiples = state->multiples;
+    Multiple& entry = state->entry;
+    Jacobian& other = state->other;
+
+    Mask exception = fill_odd_multiples(f, curve, multiples, p);
+    const Mask even = u256::mask_from_bit((k.w[0] & 1) ^ 1);
+    state->odd = k;
+    state->odd.w[0] |= 1;
+    total = jacobian(multiples[0]);
+    for (int i = 50; i >= 0; --i) {
+        double_times(f, curve.a, total, 5);
+        const u256::Choice digit = u256::choice(u256::bits(state->odd, 5 * i + 1, 5), 5);
+        F::select(entry, multiples, digit.index);
+        entry.y = f.negated_if(digit.negative, entry.y);
+        if (i > 0) add(f, total, entry);
+    }
+    exception |= is_zero(total.z.w);
+    const Mask doubling = same(f, total, entry);
+    add(f, total, entry);
+    other = jacobian(entry);
+    double_times(f, curve.a, other, 1);
+    assign_if(doubling, total, other);
+
+    entry = multiples[0];
+    entry.y = f.sub({}, entry.y);
+    other = total;
+    const Mask infinite = is_zero(total.z.w);
+    exception |= even & ~infinite & same(f, total, entry);
+    add(f, other, entry);
+    assign_if(infinite, other, jacobian(entry));
+    assign_if(even, total, other);
+    return exception;
+}
+
+/// [s]g + [t]p, where total is written; the result is set for an exception. Variable time: nothing here may be secret.
+template <typename F>
+Mask multiply_both_vartime(const Curve& curve, const Affine& g, const U256& s, const Affine& p, const U256& t,
+                           Jacobian& total) noexcept {
+    constexpr int width = 5;
+    struct Term {
+        Multiple multiples[1 << (width - 2)];  // 1, 3, .. 15 times the point
+        std::int16_t digit[257];
+        int length;
+    };
+    Term terms[2];
+    const F f(curve.p);
+    const Mask exception =
+        fill_odd_multiples(f, curve, terms[0].multiples, g) | fill_odd_multiples(f, curve, terms[1].multiples, p);
+    if (exception != 0) return exception;
+    terms[0].length = u256::recode_vartime(terms[0].digit, s, width);
+    terms[1].length = u256::recode_vartime(terms[1].digit, t, width);
+
+    total = {curve.one, curve.one, {}};
+    int doublings = 0;
+    for (int i = (terms[0].length > terms[1].length ? terms[0].length : terms[1].length) - 1; i >= 0; --i) {
+        ++doublings;
+        for (const Term& term : terms) {
+            const int digit = term.digit[i];
+            if (digit == 0) continue;
+            Multiple entry = term.multiples[(digit < 0 ? -digit : digit) / 2];
+            if (digit < 0) entry.y = f.sub({}, entry.y);
+            if (is_zero(total.z.w) != 0) {
+                total = jacobian(entry);
+            } else {
+                if (doublings > 0) double_times(f, curve.a, total, doublings);
+                add(f, total, entry);
+                if (is_zero(total.z.w) != 0 && is_zero(total.x.w) != 0) return ~Mask{0};
+            }
+            doublings = 0;
+        }
+    }
+    if (doublings > 0) double_times(f, curve.a, total, doublings);
+    return 0;
+}
+
+}  // namespace ulmaro::ecp256

@@ -1,0 +1,116 @@
+// Arithmetic modulo an odd number m below 2^256 that is known at run time only, in Montgomery form: a is kept as
+// a * 2^256 mod m. Every function needs and leaves numbers below m, unless it says otherwise. Constant-time.
+#pragma once
+
+#include "u256/divsteps.hpp"
+#include "u256/product.hpp"
+
+namespace ulmaro::u256 {
+
+struct Modulus {
+    U256 m;
+    std::uint64_t minus_inverse;  // -1 / m modulo 2^64
+};
+
+/// For odd m. Newton's steps: m is its own inverse modulo 8, and every step doubles the bits.
+constexpr Modulus modulus(const U256& m) noexcept {
+    std::uint64_t inverse = m.w[0];
+    for (int bits = 3; bits < 64; bits *= 2) inverse *= 2 - m.w[0] * inverse;
+    return {m, 0 - inverse};
+}
+
+/// For inversions modulo m: r = factor / a.
+constexpr InversionModulus inversion_modulus(const Modulus& modulus, const U256& factor) noexcept {
+    return {to_signed60(modulus.m.w), (0 - modulus.minus_inverse) & ((std::uint64_t{1} << 60) - 1),
+            to_signed60(factor.w)};
+}
+
+/// What Residues asks of an architecture, for any.
+struct PortableChains : PortableProduct {
+    /// a + b modulo m, for a sum below 2m.
+    static U256 sum(const U256& a, const U256& b, const Limbs& m) noexcept {
+        U256 r;
+        add_mod(r.w, a.w, b.w, m);
+        return r;
+    }
+
+    static U256 sub(const U256& a, const U256& b, const Limbs& m) noexcept {
+        U256 r;
+        subtract_mod(r.w, a.w, b.w, m);
+        return r;
+    }
+
+    /// a - b modulo m for products of numbers below m; 2^256 m is added to a negative difference.
+    static Product difference(const Product& a, const Product& b, const Limbs& m) noexcept {
+        Limbs low = {a.t0, a.t1, a.t2, a.t3}, high = {a.t4, a.t5, a.t6, a.t7};
+        const Limbs b_high = {b.t4, b.t5, b.t6, b.t7};
+        const std::uint64_t borrow = subtract(low, low, {b.t0, b.t1, b.t2, b.t3});
+        const std::uint64_t over = subtract(high, high, b_high);
+        const std::uint64_t under = subtract(high, high, {borrow, 0, 0, 0});
+        const Mask negative = mask_from_bit(over | under);
+        add(high, high, {m[0] & negative, m[1] & negative, m[2] & negative, m[3] & negative});
+        return {low[0], low[1], low[2], low[3], high[0], high[1], high[2], high[3]};
+    }
+
+    /// a / 2: m is added to an odd number.
+    static U256 half(const U256& a, const Limbs& m) noexcept {
+        const Mask odd = mask_from_bit(a.w[0] & 1);
+        U256 r;
+        const std::uint64_t carry = add(r.w, a.w, {m[0] & odd, m[1] & odd, m[2] & odd, m[3] & odd});
+        for (int i = 0; i < 3; ++i) r.w[i] = r.w[i] >> 1 | r.w[i + 1] << 63;
+        r.w[3] = r.w[3] >> 1 | carry << 63;
+        return r;
+    }
+};
+
+template <typename Chains>
+class Residues {
+public:
+    explicit Residues(const Modulus& modulus) noexcept : m_(modulus) {}
+
+    /// a b / 2^256. Needs a b < 2^256 m only.
+    [[gnu::always_inline]] U256 mul(const U256& a, const U256& b) const noexcept {
+        return reduce(Chains::product(a.w, b.w));
+    }
+
+    [[gnu::always_inline]] U256 sqr(const U256& a) const noexcept { return reduce(Chains::square(a.w)); }
+
+    /// a b - c d, and a b - c^2.
+    [[gnu::always_inline]] U256 mul_sub(const U256& a, const U256& b, const U256& c, const U256& d) const noexcept {
+        const Product cd = Chains::product(c.w, d.w);
+        return reduce(Chains::difference(Chains::product(a.w, b.w), cd, m_.m.w));
+    }
+
+    [[gnu::always_inline]] U256 mul_sub_sqr(const U256& a, const U256& b, const U256& c) const noexcept {
+        const Product cc = Chains::square(c.w);
+        return reduce(Chains::difference(Chains::product(a.w, b.w), cc, m_.m.w));
+    }
+
+    [[gnu::always_inline]] U256 add(const U256& a, const U256& b) const noexcept { return Chains::sum(a, b, m_.m.w); }
+    [[gnu::always_inline]] U256 sub(const U256& a, const U256& b) const noexcept { return Chains::sub(a, b, m_.m.w); }
+    [[gnu::always_inline]] U256 half(const U256& a) const noexcept { return Chains::half(a, m_.m.w); }
+
+    /// a or, where the mask is set, -a.
+    U256 negated_if(Mask mask, const U256& a) const noexcept {
+        U256 r = a;
+        const U256 negative = sub({}, a);
+        assign_if(mask, r.w, negative.w);
+        return r;
+    }
+
+private:
+    /// t / 2^256 for t < 2^256 m. Each row clears a limb of the lower half by adding a multiple of m, whose carry takes
+    /// its place; they stay below 2^256, for t's lower half and 2^256 - 1 times m do together stay below 2^512.
+    [[gnu::always_inline]] U256 reduce(Product t) const noexcept {
+        std::uint64_t c0, c1, c2, c3;
+        Chains::row(t.t0, t.t1, t.t2, t.t3, c0, m_.m.w, t.t0 * m_.minus_inverse);
+        Chains::row(t.t1, t.t2, t.t3, c0, c1, m_.m.w, t.t1 * m_.minus_inverse);
+        Chains::row(t.t2, t.t3, c0, c1, c2, m_.m.w, t.t2 * m_.minus_inverse);
+        Chains::row(t.t3, c0, c1, c2, c3, m_.m.w, t.t3 * m_.minus_inverse);
+        return Chains::sum({{t.t4, t.t5, t.t6, t.t7}}, {{c0, c1, c2, c3}}, m_.m.w);
+    }
+
+    const Modulus& m_;
+};
+
+}  // namespace ulmaro::u256
