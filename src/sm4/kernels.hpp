@@ -16,7 +16,11 @@ struct Kernels {
     using CbcFunction = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                                  const std::uint8_t* iv) noexcept;
 
+    /// The schedule of the key mk, 4 words; rk may overlap it. No look-up and no branch depends on the key.
+    using ExpandFunction = void (*)(const std::uint32_t* mk, std::uint32_t* rk) noexcept;
+
     const char* name;
+    ExpandFunction expand_key;
     EcbFunction encrypt_blocks;
     EcbFunction decrypt_blocks;
     CbcFunction cbc_encrypt;

@@ -4,21 +4,31 @@
 #include "UlmaroAlgrithmInternals.hpp"
 #include "base/bytes.hpp"
 #include "base/wipe.hpp"
-#include "sm4/block.hpp"
-#include "sm4/kernels/portable.hpp"
+#include "sm4/kernels.hpp"
 
 using namespace ulmaro;
 
-void KEY_EXPAND(unsigned int* mk, unsigned int* rk) {
-    constexpr std::uint32_t FK[4] = {0xa3b1bac6, 0x56aa3350, 0x677d9197, 0xb27022dc};
-    Wiped<std::uint32_t[4]> state;
-    std::uint32_t* k = state.get();
-    for (int i = 0; i < 4; ++i) k[i] = mk[i] ^ FK[i];
-    for (unsigned i = 0; i < 32; ++i) {
-        k[i % 4] ^= sm4::diffuse_key(sm4::substitute(k[(i + 1) % 4] ^ k[(i + 2) % 4] ^ k[(i + 3) % 4] ^ sm4::CK[i]));
-        rk[i] = k[i % 4];
-    }
+namespace {
+
+/// One block of words, big-endian readings of the bytes that kernels work on. out may be in.
+void run_block(sm4::Kernels::EcbFunction kernel, const unsigned int* in, const unsigned int* rk, unsigned int* out) {
+    Wiped<unsigned char[16]> block;
+    for (int i = 0; i < 4; ++i) store_be32(block.get() + 4 * i, in[i]);
+    kernel(block.get(), block.get(), 1, rk);
+    for (int i = 0; i < 4; ++i) out[i] = load_be32(block.get() + 4 * i);
 }
+
+void encrypt_words(const unsigned int* in, const unsigned int* rk, unsigned int* out) {
+    run_block(sm4::active_kernels().encrypt_blocks, in, rk, out);
+}
+
+void decrypt_words(const unsigned int* in, const unsigned int* rk, unsigned int* out) {
+    run_block(sm4::active_kernels().decrypt_blocks, in, rk, out);
+}
+
+}  // namespace
+
+void KEY_EXPAND(unsigned int* mk, unsigned int* rk) { sm4::active_kernels().expand_key(mk, rk); }
 
 int SMS4_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* rk, int rkLen) {
     if (key == nullptr || keyLen < 16 || rk == nullptr || rkLen < ULMARO_SM4_SCHEDULE_WORDS) return -1;
@@ -28,9 +38,9 @@ int SMS4_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* rk, int rk
     return 1;
 }
 
-void ECB_EN_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { sm4::encrypt_words(in, out, rk); }
+void ECB_EN_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { encrypt_words(in, rk, out); }
 
-void ECB_DE_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { sm4::decrypt_words(in, out, rk); }
+void ECB_DE_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { decrypt_words(in, rk, out); }
 
 // The vector is read before the length is looked at, and out may be in.
 void CBC_EN_MOD(unsigned int* in, int len, unsigned int* rk, unsigned int* iv, unsigned int* out) {
@@ -39,7 +49,7 @@ void CBC_EN_MOD(unsigned int* in, int len, unsigned int* rk, unsigned int* iv, u
     std::copy_n(iv, 4, v);
     for (int left = len; left >= 4; left -= 4, in += 4, out += 4) {
         for (int i = 0; i < 4; ++i) v[i] ^= in[i];
-        sm4::encrypt_words(v, v, rk);
+        encrypt_words(v, rk, v);
         std::copy_n(v, 4, out);
     }
 }
@@ -49,7 +59,7 @@ void CBC_DE_MOD(unsigned int* in, int len, unsigned int* rk, unsigned int* iv, u
     std::uint32_t v[4];
     std::copy_n(iv, 4, v);
     for (int left = len; left >= 4; left -= 4, in += 4, out += 4) {
-        sm4::decrypt_words(in, plain.get(), rk);
+        decrypt_words(in, rk, plain.get());
         for (int i = 0; i < 4; ++i) {
             const std::uint32_t cipher = in[i];
             out[i] = (*plain)[i] ^ v[i];

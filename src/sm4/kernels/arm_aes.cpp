@@ -18,6 +18,7 @@ namespace {
 constexpr basis::NibbleTables table_enter = basis::nibble_tables(basis::enter);
 constexpr basis::NibbleTables table_enter_key = basis::nibble_tables(basis::enter_key);
 constexpr basis::NibbleTables table_leave = basis::nibble_tables(basis::leave);
+constexpr basis::NibbleTables table_sbox = basis::nibble_tables(basis::sbox_after_aes);
 constexpr basis::NibbleTables table_f = basis::nibble_tables(basis::after_aes.f);
 constexpr basis::NibbleTables table_g = basis::nibble_tables(basis::after_aes.g);
 
@@ -37,8 +38,14 @@ struct Aes128 {
 
     static Vector zero() { return vdupq_n_u8(0); }
     static Vector broadcast(const std::uint32_t* word) { return vreinterpretq_u8_u32(vdupq_n_u32(*word)); }
+    static void store_word(std::uint32_t* word, Vector v) { vst1q_lane_u32(word, vreinterpretq_u32_u8(v), 0); }
     static Vector add(Vector a, Vector b) { return veorq_u8(a, b); }
     static Vector add(Vector a, Vector b, Vector c) { return add(a, add(b, c)); }
+    template <int bits>
+    static Vector rotate_left(Vector v) {
+        const uint32x4_t w = vreinterpretq_u32_u8(v);
+        return vreinterpretq_u8_u32(vsriq_n_u32(vshlq_n_u32(w, bits), w, 32 - bits));
+    }
     static Vector shuffle(Vector v, const basis::Table& from) { return vqtbl1q_u8(v, load(from.byte)); }
     static Vector map(Vector v, const basis::NibbleTables& m) {
         return add(vqtbl1q_u8(load(m.low.byte), vandq_u8(v, vdupq_n_u8(15))),
@@ -69,6 +76,9 @@ struct Aes128 {
         const uint32x4_t cd = vzip1q_u32(vreinterpretq_u32_u8(c), vreinterpretq_u32_u8(d));
         return vreinterpretq_u8_u64(vzip1q_u64(vreinterpretq_u64_u32(ab), vreinterpretq_u64_u32(cd)));
     }
+    /// S of a word in all columns.
+    static Vector substitute_word(Vector v) { return map(vaeseq_u8(map(v, table_enter_key), zero()), table_sbox); }
+
     static Vector word_round(Vector t) {
         const Vector y = vaeseq_u8(t, zero());
         const Vector f = map(y, table_f), g = map(y, table_g), sum = add(f, g);

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "sm4/constants.hpp"
 #include "sm4/kernels/vector.hpp"
 
 namespace ulmaro::sm4 {
@@ -88,6 +89,15 @@ template <std::size_t blocks>
     chain = c[blocks - 1];
 }
 
+void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
+    uint32x4_t k = veorq_u32(vld1q_u32(mk), vld1q_u32(FK.data()));
+#pragma GCC unroll 8
+    for (std::size_t i = 0; i < 32; i += 4) {
+        k = vsm4ekeyq_u32(k, vld1q_u32(CK.data() + i));
+        vst1q_u32(rk + i, k);
+    }
+}
+
 void encrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk) noexcept {
     ecb(in, out, blocks, forward(rk));
 }
@@ -123,6 +133,7 @@ void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, 
 
 }  // namespace
 
-constinit const Kernels arm_sm4_kernels{"arm-sm4", encrypt_blocks, decrypt_blocks, cbc_encrypt, cbc_decrypt};
+constinit const Kernels arm_sm4_kernels{"arm-sm4",      expand_key,  encrypt_blocks,
+                                        decrypt_blocks, cbc_encrypt, cbc_decrypt};
 
 }  // namespace ulmaro::sm4

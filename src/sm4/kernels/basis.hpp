@@ -120,10 +120,13 @@ constexpr AfterInversion after(S sbox_output) {
 inline constexpr ByteMap undo_isomorphism = inverse(isomorphism);
 inline constexpr ByteMap undo_aes_affine = inverse(aes_affine);
 
+/// The output of the S-box, from what the instruction gives for a byte that enter_key has mapped.
+inline constexpr ByteMap sbox_after_inverse = affine([](unsigned y) { return sm4_affine(undo_isomorphism(y)); });
+inline constexpr ByteMap sbox_after_aes = affine([](unsigned y) { return sbox_after_inverse(undo_aes_affine(y)); });
+
 inline constexpr AfterInversion after_inverse =
-    after([](unsigned y) { return static_cast<unsigned>(sm4_affine(undo_isomorphism(y))); });
-inline constexpr AfterInversion after_aes =
-    after([](unsigned y) { return static_cast<unsigned>(sm4_affine(undo_isomorphism(undo_aes_affine(y)))); });
+    after([](unsigned y) { return static_cast<unsigned>(sbox_after_inverse(y)); });
+inline constexpr AfterInversion after_aes = after([](unsigned y) { return static_cast<unsigned>(sbox_after_aes(y)); });
 
 /// Sixteen bytes for a register: a table that a shuffle looks up, or the positions that it takes bytes from.
 struct alignas(16) Table {

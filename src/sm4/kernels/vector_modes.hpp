@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "sm4/constants.hpp"
 #include "sm4/kernels/basis.hpp"
 #include "sm4/kernels/vector.hpp"
 
@@ -229,8 +230,26 @@ struct VectorModes {
         }
     }
 
+    /// Every word stands in all columns of its vector: a row shift changes nothing.
+    static void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
+        Block k[4];
+        for (std::size_t i = 0; i < 4; ++i) k[i] = Narrow::add(Narrow::broadcast(mk + i), Narrow::broadcast(&FK[i]));
+#pragma GCC unroll 1
+        for (std::size_t i = 0; i < 32; i += 4) {
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) {
+                const Block rest =
+                    Narrow::add(Narrow::add(k[(j + 1) % 4], k[(j + 2) % 4]), Narrow::broadcast(&CK[i + j]));
+                const Block s = Narrow::substitute_word(Narrow::add(rest, k[(j + 3) % 4]));
+                k[j] = Narrow::add(Narrow::add(k[j], s), Narrow::add(Narrow::template rotate_left<13>(s),
+                                                                     Narrow::template rotate_left<23>(s)));
+                Narrow::store_word(rk + i + j, k[j]);
+            }
+        }
+    }
+
     static constexpr Kernels named(const char* name) {
-        return {name, encrypt_blocks, decrypt_blocks, cbc_encrypt, cbc_decrypt};
+        return {name, expand_key, encrypt_blocks, decrypt_blocks, cbc_encrypt, cbc_decrypt};
     }
 };
 

@@ -10,6 +10,7 @@ namespace {
 inline constexpr basis::NibbleTables table_enter = basis::nibble_tables(basis::enter);
 inline constexpr basis::NibbleTables table_enter_key = basis::nibble_tables(basis::enter_key);
 inline constexpr basis::NibbleTables table_leave = basis::nibble_tables(basis::leave);
+inline constexpr basis::NibbleTables table_sbox = basis::nibble_tables(basis::sbox_after_aes);
 
 // The key of the AES instruction absorbs the constants of the maps that follow it.
 inline constexpr basis::Table aes_key = basis::all(basis::after_aes.root);
@@ -49,6 +50,11 @@ struct Aes128 : Lanes128 {
         const Vector y = _mm_aesenclast_si128(add(t, key), repeat(aes_key));
         f = shuffle(map(y, table_f), unshift);
         g = shuffle(map(y, table_g), unshift_rotation1);
+    }
+
+    /// S of a word in all columns.
+    static Vector substitute_word(Vector v) {
+        return map(_mm_aesenclast_si128(map(v, table_enter_key), zero()), table_sbox);
     }
 
     /// L(S(t)) for one word. The row shift leaves the first bytes of the columns in place, and with zeros beside them a

@@ -11,10 +11,12 @@ inline constexpr auto matrix_enter = static_cast<long long>(basis::gfni_matrix(b
 inline constexpr auto matrix_leave = static_cast<long long>(basis::gfni_matrix(basis::leave));
 inline constexpr auto matrix_f = static_cast<long long>(basis::gfni_matrix(basis::after_inverse.f));
 inline constexpr auto matrix_g = static_cast<long long>(basis::gfni_matrix(basis::after_inverse.g));
+inline constexpr auto matrix_sbox = static_cast<long long>(basis::gfni_matrix(basis::sbox_after_inverse));
 inline constexpr auto matrix_sum = static_cast<long long>(basis::gfni_matrix(basis::after_inverse.sum));
 inline constexpr int constant_f = basis::after_inverse.f.constant;
 inline constexpr int constant_g = basis::after_inverse.g.constant;
 inline constexpr int constant_sum = basis::after_inverse.sum.constant;
+inline constexpr int constant_sbox = basis::sbox_after_inverse.constant;
 inline constexpr int constant_key = basis::enter_key.constant;
 
 struct Gfni128 : Lanes128 {
@@ -23,6 +25,10 @@ struct Gfni128 : Lanes128 {
         return _mm_gf2p8affine_epi64_epi8(v, _mm_set1_epi64x(matrix_enter), constant_key);
     }
     static Vector leave(Vector v) { return _mm_gf2p8affine_epi64_epi8(v, _mm_set1_epi64x(matrix_leave), 0); }
+
+    static Vector substitute_word(Vector v) {
+        return _mm_gf2p8affineinv_epi64_epi8(enter_key(v), _mm_set1_epi64x(matrix_sbox), constant_sbox);
+    }
 
     static Vector word_round(Vector t) {
         return word_diffusion(_mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_f), constant_f),

@@ -30,8 +30,13 @@ struct Lanes128 {
     static Vector broadcast(const std::uint32_t* word) {
         return _mm_shuffle_epi32(_mm_cvtsi32_si128(static_cast<int>(*word)), 0);
     }
+    static void store_word(std::uint32_t* word, Vector v) { *word = static_cast<std::uint32_t>(_mm_cvtsi128_si32(v)); }
     static Vector add(Vector a, Vector b) { return _mm_xor_si128(a, b); }
     static Vector add(Vector a, Vector b, Vector c) { return add(a, add(b, c)); }
+    template <int bits>
+    static Vector rotate_left(Vector v) {
+        return _mm_or_si128(_mm_slli_epi32(v, bits), _mm_srli_epi32(v, 32 - bits));
+    }
     static Vector shuffle(Vector v, const basis::Table& from) { return _mm_shuffle_epi8(v, repeat(from)); }
     // One word a vector: byte i of the word is the first of column i, so that a rotation by bytes is one of columns.
     template <int word>
