@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/barrier.hpp"
 #include "base/random.hpp"
 
 namespace ulmaro {
@@ -28,7 +29,7 @@ void fill(std::span<std::byte> out) noexcept {
 std::uint32_t below_mask(std::span<const std::uint32_t, 8> k, std::span<const std::uint32_t, 8> order) noexcept {
     std::uint64_t borrow = 0;
     for (std::size_t i = 0; i < k.size(); ++i) borrow = (std::uint64_t{k[i]} - order[i] - borrow) >> 63;
-    return static_cast<std::uint32_t>(-borrow);
+    return value_barrier(static_cast<std::uint32_t>(-borrow));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "base/barrier.hpp"
 #include "base/random.hpp"
 
 namespace ulmaro {
@@ -15,7 +16,11 @@ void draw_scalar(std::span<std::uint32_t, 8> k, std::span<const std::uint32_t, 8
             word |= static_cast<std::uint32_t>(std::rand() & 0xff) << shift;
         }
     }
-    while (k[7] >= order[7]) k[7] >>= 1;
+    // The top word is halved until it is below the order's, in as many steps as the largest takes.
+    for (int i = 0; i < 32; ++i) {
+        const auto below = static_cast<std::uint32_t>((std::uint64_t{k[7]} - order[7]) >> 63);
+        k[7] >>= 1 ^ value_barrier(below);
+    }
 }
 
 void note_group_prepared() noexcept { std::srand(static_cast<unsigned int>(std::time(nullptr))); }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "base/declassify.hpp"
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
 #include "ec/mod_words.hpp"
@@ -12,6 +13,8 @@
 #include "ec/scalar_draw.hpp"
 #include "sm2p256/engine.hpp"
 
+using ulmaro::declassify;
+using ulmaro::Public;
 using ulmaro::Wiped;
 using ulmaro::bn::from_be32;
 using ulmaro::bn::to_be32;
@@ -75,13 +78,13 @@ bool sign(ec_group_st& grp, const unsigned char* e_be32, const unsigned char* d_
 
 /// The same on the recommended curve, in constant time.
 bool sign_recommended(ec_group_st& grp, Bytes32 e, Bytes32 d, ECC_SIGNATURE& out) noexcept {
-    if (!ulmaro::sm2p256::is_signing_key(d)) return false;
+    if (!declassify(ulmaro::sm2p256::is_signing_key(d), Public::key_can_sign)) return false;
     Wiped<bignum_st> k;
     Wiped<std::array<unsigned char, 32>> k_be32;
     ScalarDraws draws(grp);
     while (draws.next(*k)) {
         to_be32(k_be32->data(), k->words);
-        if (ulmaro::sm2p256::sign(out.r, out.s, e, d, *k_be32)) return true;
+        if (declassify(ulmaro::sm2p256::sign(out.r, out.s, e, d, *k_be32), Public::signature_made)) return true;
     }
     return false;
 }

@@ -9,12 +9,15 @@
 #include <new>
 #include <optional>
 
+#include "base/declassify.hpp"
 #include "base/memory.hpp"
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
 #include "ec/multiply.hpp"
 #include "ec/scalar_draw.hpp"
 
+using ulmaro::declassify;
+using ulmaro::Public;
 using ulmaro::SecretBytes;
 using ulmaro::Wiped;
 using namespace ulmaro::ec;
@@ -58,6 +61,10 @@ bool is_all_zero(const unsigned char* p, std::size_t n) noexcept {
     return any == 0;
 }
 
+bool is_zero_stream(const unsigned char* stream, std::size_t size) noexcept {
+    return declassify(is_all_zero(stream, size), Public::key_stream_zero);
+}
+
 bool equal(const unsigned char* a, const unsigned char* b, std::size_t n) noexcept {
     unsigned int any = 0;
     for (std::size_t i = 0; i < n; ++i) any |= static_cast<unsigned int>(a[i] ^ b[i]);
@@ -75,10 +82,11 @@ bool agree(ec_group_st& grp, AffinePoint& pub, AffinePoint& c1, Shared& shared, 
     while (draws.next(*k)) {
         multiply_base(grp, *k, c1);
         multiply_point(grp, pub, *k, shared.point);
-        if (BN_is_zero(shared.point.x.words, static_cast<unsigned int>(grp.prime_top)) != 0) continue;
+        const bool zero = BN_is_zero(shared.point.x.words, static_cast<unsigned int>(grp.prime_top)) != 0;
+        if (declassify(zero, Public::shared_point_zero)) continue;
         store_point(shared.bytes, shared.point);
         shared.key_stream(len, stream);
-        if (len == 0 || !is_all_zero(stream, static_cast<std::size_t>(len))) return true;
+        if (len == 0 || !is_zero_stream(stream, static_cast<std::size_t>(len))) return true;
     }
     return false;
 }
@@ -142,21 +150,20 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     Wiped<Shared> shared;
     ulmaro::bn::from_be32(*d, priKey->d);
     multiply_point(*grp, c1, *d, shared->point);
-    if (BN_is_zero(shared->point.x.words, 8) != 0 || BN_is_zero(shared->point.y.words, 8) != 0) {
-        return refuse(kZeroPoint);
-    }
+    const bool zero = (BN_is_zero(shared->point.x.words, 8) | BN_is_zero(shared->point.y.words, 8)) != 0;
+    if (declassify(zero, Public::shared_point_zero)) return refuse(kZeroPoint);
     store_point(shared->bytes, shared->point);
 
     // B4, B5
     SecretBytes text(size);
     shared->key_stream(len, text.data());
-    if (is_all_zero(text.data(), size)) return refuse(kZeroStream);
+    if (is_zero_stream(text.data(), size)) return refuse(kZeroStream);
     xor_into(text.data(), record.cipher, size);
 
     // B6. The record is compared before the message is written, which may be over it.
     unsigned char hash[kHashBytes];
     shared->digest(text.data(), len, hash);
-    const bool authentic = equal(hash, record.hash, sizeof hash);
+    const bool authentic = declassify(equal(hash, record.hash, sizeof hash), Public::authentic);
     std::memcpy(plain, text.data(), size);
     return authentic ? 1 : refuse(kWrongHash);
 }

@@ -24,6 +24,5 @@ using u256::store_be;
 using u256::subtract;
 using u256::subtract_mod;
 using u256::U256;
-using u256::value_barrier;
 
 }  // namespace ulmaro::sm2p256

@@ -1,5 +1,5 @@
-// One SM4 round and block in plain words (GM/T 0002 clauses 6 and 7). The S-box is a table look-up, so its time
-// depends on the data through the cache; the vector kernels have no such look-up.
+// One SM4 round in plain words (GM/T 0002 clauses 6 and 7). The S-box is a table look-up, so its time depends on the
+// data through the cache; key expansion and the vector kernels have no such look-up.
 #pragma once
 
 #include <cstdint>

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/barrier.hpp"
+
 namespace ulmaro::u256 {
 
 __extension__ using Wide = unsigned __int128;
@@ -19,11 +21,6 @@ struct U256 {
 /// All ones or all zeros. Masks made from secrets pass through value_barrier, so that the compiler cannot turn the
 /// selection back into a branch.
 using Mask = std::uint64_t;
-
-inline std::uint64_t value_barrier(std::uint64_t x) noexcept {
-    __asm__ volatile("" : "+r"(x));
-    return x;
-}
 
 /// bit is 0 or 1.
 inline Mask mask_from_bit(std::uint64_t bit) noexcept { return value_barrier(0 - bit); }

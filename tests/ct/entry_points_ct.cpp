@@ -1,0 +1,292 @@
+// Constant time of the entry points on the recommended curve: under valgrind's memcheck every secret counts as
+// uninitialised, so that a branch or an address that depends on one is an error. Secrets are keys, drawn scalars,
+// messages, hashed bytes and what is computed from them, until base/declassify.hpp names a value that is public.
+//
+// With the argument `leaks` each of those values stays secret in turn, and a kernel with table look-ups runs: the
+// program fails unless memcheck reports every one of these.
+//
+// Valgrind 3.19 knows AVX2, BMI2, ADX and AES-NI of x86-64, but not AVX-512, GFNI and VAES: kernels for these are named
+// as skipped. Memcheck does not know that some instructions take longer for some operands.
+#include <sys/random.h>
+#include <valgrind/memcheck.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <span>
+
+#include "UlmaroAlgrithm.h"
+#include "base/declassify.hpp"
+#include "sm3/counter_digests.hpp"
+#include "sm4/kernels.hpp"
+#include "sm4/kernels/portable.hpp"
+#include "support/bytes.hpp"
+#include "support/sm4_modes.hpp"
+#if defined(__x86_64__)
+#include "sm3/kernels/x86.hpp"
+#include "sm4/kernels/vector.hpp"
+#endif
+
+using namespace ulmaro;
+using namespace ulmaro::test;
+
+namespace {
+
+std::optional<Public> withheld;
+int refused_draws = 0;  // still to come
+
+template <typename T>
+void make_secret(T& x) {
+    VALGRIND_MAKE_MEM_UNDEFINED(&x, sizeof x);
+}
+template <typename T>
+void make_public(T& x) {
+    VALGRIND_MAKE_MEM_DEFINED(&x, sizeof x);
+}
+void make_secret(Bytes& x) { VALGRIND_MAKE_MEM_UNDEFINED(x.data(), x.size()); }
+void make_public(Bytes& x) { VALGRIND_MAKE_MEM_DEFINED(x.data(), x.size()); }
+
+[[noreturn]] void fail(const char* what) {
+    std::printf("failed: %s\n", what);
+    std::exit(1);
+}
+
+void expect(bool condition, const char* what) {
+    if (!condition) fail(what);
+}
+
+Bytes secret(std::size_t size) {
+    Bytes bytes = pattern(size);
+    make_secret(bytes);
+    return bytes;
+}
+
+unsigned char random_byte() {
+    static std::uint64_t state = 1;
+    state = state * 6364136223846793005U + 1442695040888963407U;
+    return static_cast<unsigned char>(state >> 56);
+}
+
+}  // namespace
+
+void ulmaro::observe(bool& value, Public meaning) noexcept {
+    if (meaning != withheld) make_public(value);
+}
+
+// Both sources of randomness, as an application may replace them: their bytes are secret. A scalar of zeros is refused.
+extern "C" int rand() noexcept {
+    static int bytes = 0;
+    int byte = refused_draws > 0 ? 0 : random_byte();
+    if (refused_draws > 0 && ++bytes % 32 == 0) --refused_draws;
+    make_secret(byte);
+    return byte;
+}
+
+extern "C" ssize_t getrandom(void* out, std::size_t size, unsigned int) {
+    // All ones are above the order.
+    std::generate_n(static_cast<unsigned char*>(out), size, [] { return refused_draws > 0 ? 0xff : random_byte(); });
+    if (refused_draws > 0) --refused_draws;
+    VALGRIND_MAKE_MEM_UNDEFINED(out, size);
+    return static_cast<ssize_t>(size);
+}
+
+namespace {
+
+void run_keys_and_signatures(const ec_group_st& grp) {
+    ECC_PUBLIC_KEY pub, same;
+    ECC_PRIVATE_KEY key;
+    refused_draws = 2;
+    SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
+    expect(refused_draws == 0, "draws were refused");
+
+    bignum_st scalar = {};
+    for (int i = 0; i < 32; ++i) scalar.words[i / 4] |= unsigned{key.d[31 - i]} << 8 * (i % 4);
+    SM2_CalcPubKeyByPriKey(&same, &scalar);
+    make_public(pub);
+    make_public(same);
+    expect(std::memcmp(&pub, &same, sizeof pub) == 0, "public key of the scalar");
+
+    unsigned char e[32] = {1, 2, 3};
+    ECC_SIGNATURE signature;
+    make_secret(e);
+    refused_draws = 1;
+    SM2_ECDSA_Signature(&grp, e, &key, &signature);
+    make_public(e);
+    make_public(signature);
+    expect(SM2_ECDSA_Verification(&grp, e, &pub, &signature) == 1, "signature");
+
+    std::memset(key.d, 0xff, sizeof key.d);
+    make_secret(key);
+    SM2_ECDSA_Signature(&grp, e, &key, &signature);
+    make_public(signature);
+    expect(std::ranges::count(object_bytes(signature), 0) == 64, "no signature with a key that cannot sign");
+}
+
+void run_encryption(const ec_group_st& grp) {
+    ECC_PUBLIC_KEY pub;
+    ECC_PRIVATE_KEY key;
+    SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
+    make_public(pub);
+    for (const int size : {1, 19, 32, 300, 1000}) {
+        Bytes message = secret(static_cast<std::size_t>(size)), decrypted(message.size());
+        Bytes record(100 + message.size());
+        auto* blob = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data());
+        refused_draws = 1;
+        SM2_ECES_Encryption(&grp, message.data(), size, &pub, blob);
+        make_public(record);
+        expect(SM2_ECES_Decryption(&grp, blob, &key, decrypted.data()) == 1, "decryption");
+        make_public(decrypted);
+        make_public(message);
+        expect(decrypted == message, "decrypted message");
+        record[64] ^= 1;
+        expect(SM2_ECES_Decryption(&grp, blob, &key, decrypted.data()) == 0, "refusal");
+    }
+}
+
+void run_hash() {
+    for (const int size : {0, 1, 55, 64, 119, 1000}) {
+        const Bytes message = secret(static_cast<std::size_t>(size));
+        unsigned char digest[32], again[32];
+        SM3_HASH(message.data(), size, digest);
+        SM3_CTX ctx;
+        SM3_Init(&ctx);
+        SM3_Update(&ctx, message.data(), size / 3);
+        SM3_Update(&ctx, message.data() + size / 3, size - size / 3);
+        SM3_Final(&ctx, again);
+        make_public(digest);
+        make_public(again);
+        expect(std::memcmp(digest, again, 32) == 0, "digest");
+    }
+    for (const int size : {0, 17, 64, 100}) {
+        const Bytes z = secret(static_cast<std::size_t>(size));
+        for (const int wanted : {5, 32, 777, 5000}) {
+            Bytes out(static_cast<std::size_t>(wanted));
+            SM2_KDF_ALGRITRHM(z.data(), size, wanted, out.data());
+        }
+    }
+}
+
+void run_sm4_modes() {
+    Bytes iv = pattern(16);
+    for (const int size : {16, 32, 16 * 7, 16 * 67}) {
+        const Bytes message = secret(static_cast<std::size_t>(size));
+        for (std::size_t i = 0; i < std::size(kSm4Modes); i += 2) {
+            Sm4Key key(secret(16));
+            Bytes text = message;
+            // Apart, and in place.
+            Bytes cipher(text.size());
+            kSm4Modes[i].run(text.data(), size, key.for_mode(kSm4Modes[i]), iv.data(), cipher.data());
+            make_public(cipher);
+            kSm4Modes[i + 1].run(cipher.data(), size, key.for_mode(kSm4Modes[i + 1]), iv.data(), cipher.data());
+            make_public(cipher);
+            make_public(text);
+            expect(cipher == text, kSm4Modes[i].name);
+        }
+    }
+}
+
+void run_sm4_kernel(const sm4::Kernels& kernel) {
+    std::uint32_t rk[32] = {1, 2, 3, 4};
+    make_secret(rk);
+    kernel.expand_key(rk, rk);
+    Bytes iv = secret(16);
+    for (const std::size_t blocks : {1U, 2U, 3U, 9U, 40U, 130U}) {
+        Bytes in = secret(16 * blocks), out(16 * blocks);
+        kernel.encrypt_blocks(in.data(), out.data(), blocks, rk);
+        kernel.decrypt_blocks(in.data(), out.data(), blocks, rk);
+        kernel.cbc_encrypt(in.data(), out.data(), blocks, rk, iv.data());
+        kernel.cbc_decrypt(in.data(), out.data(), blocks, rk, iv.data());
+    }
+}
+
+void run_sm3_kernel(const sm3::Kernels& kernel) {
+    const Bytes data = secret(5 * 64);
+    std::uint32_t v[8] = {};
+    for (const std::size_t blocks : {1U, 2U, 5U}) kernel.compress(v, data.data(), blocks);
+    sm3::CounterMessage message = {};
+    make_secret(message.v);
+    make_secret(message.bytes);
+    message.blocks = 2;
+    message.counter_offset = 58;
+    Bytes out(3000);
+    sm3::counter_digests(kernel, message, 1, out.data(), out.size());
+}
+
+template <typename Kernels>
+void run_kernels(std::span<const Kernels* const> supported, std::initializer_list<const Kernels*> built,
+                 void (*run)(const Kernels&)) {
+    for (const Kernels* kernel : built) {
+        const bool present = std::ranges::find(supported, kernel) != supported.end();
+        std::printf("%-16s %s\n", kernel->name, present ? "checked" : "SKIPPED: not under this valgrind");
+        if (present) run(*kernel);
+    }
+}
+
+// The portable kernel of SM4 looks its S-box up, but not for the key.
+void run_all_kernels() {
+    std::uint32_t rk[32] = {1, 2, 3, 4};
+    make_secret(rk);
+    sm4::portable_kernels.expand_key(rk, rk);
+#if defined(__x86_64__)
+    run_kernels<sm4::Kernels>(sm4::supported_kernels(),
+                              {&sm4::x86_gfni512_kernels, &sm4::x86_gfni256_kernels, &sm4::x86_vaes_kernels,
+                               &sm4::x86_aesni_avx2_kernels, &sm4::x86_aesni_kernels},
+                              run_sm4_kernel);
+    run_kernels<sm3::Kernels>(sm3::supported_kernels(), {&sm3::avx512_kernels, &sm3::avx2_kernels}, run_sm3_kernel);
+#endif
+    run_kernels<sm3::Kernels>(sm3::supported_kernels(), {sm3::supported_kernels().back()}, run_sm3_kernel);
+}
+
+bool sm4_is_constant_time() { return &sm4::active_kernels() != &sm4::portable_kernels; }
+
+template <typename Run>
+void expect_report(const char* leak, Run run) {
+    const unsigned before = VALGRIND_COUNT_ERRORS;
+    run();
+    const unsigned after = VALGRIND_COUNT_ERRORS;
+    std::printf("%-20s %u reports\n", leak, after - before);
+    expect(after > before, leak);
+}
+
+void run_leaks(const ec_group_st& grp) {
+    constexpr struct {
+        Public meaning;
+        const char* name;
+        void (*run)(const ec_group_st&);
+    } values[] = {
+        {Public::draw_accepted, "draw_accepted", run_keys_and_signatures},
+        {Public::key_can_sign, "key_can_sign", run_keys_and_signatures},
+        {Public::signature_made, "signature_made", run_keys_and_signatures},
+        {Public::shared_point_zero, "shared_point_zero", run_encryption},
+        {Public::key_stream_zero, "key_stream_zero", run_encryption},
+        {Public::authentic, "authentic", run_encryption},
+    };
+    for (const auto& value : values) {
+        withheld = value.meaning;
+        expect_report(value.name, [&] { value.run(grp); });
+    }
+    withheld.reset();
+    expect_report("table look-up", [] { run_sm4_kernel(sm4::portable_kernels); });
+}
+
+}  // namespace
+
+int main(int argc, char**) {
+    expect(RUNNING_ON_VALGRIND != 0, "runs under valgrind");
+    ECCParameter_st param;
+    ec_group_st grp;
+    SM2_Get_Paramter(&param, 6);
+    SM2_ECC_InitParameter(&param, &grp);
+    if (argc > 1) {
+        run_leaks(grp);
+        return 0;
+    }
+    run_keys_and_signatures(grp);
+    run_encryption(grp);
+    run_hash();
+    if (sm4_is_constant_time()) run_sm4_modes();
+    run_all_kernels();
+    return 0;
+}
