@@ -29,11 +29,25 @@ private:
     T value_;
 };
 
-/// Wipes N bytes of stack below the caller's frame, where the functions it called have left intermediate values in the
-/// slots of spilled registers.
-template <std::size_t N>
+/// Zeroes n bytes of the stack below the caller's frame, where the frames of calls that have returned held spilled
+/// registers and temporaries.
+template <std::size_t n>
 [[gnu::noinline]] void wipe_used_stack() noexcept {
-    Wiped<unsigned char[N]> area;
+    Wiped<unsigned char[n]> area;
+}
+
+template <typename F>
+[[gnu::noinline]] auto call_in_own_frame(F&& f) {
+    return f();
+}
+
+/// f(), and then zeroes the n bytes of stack that it used at most.
+template <std::size_t n, typename F>
+auto with_wiped_stack(F&& f) {
+    struct Wipe {
+        ~Wipe() { wipe_used_stack<n>(); }
+    } at_end;
+    return call_in_own_frame(f);
 }
 
 }  // namespace ulmaro

@@ -38,15 +38,13 @@ ecp256::Affine affine(const ec_point_st& point) noexcept { return {limbs(point.X
 /// out = [k]P for P with z_is_one; false when that is infinity.
 bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) noexcept {
     if (fits_limbs(grp)) {
-        struct Scratch {
-            u256::U256 k;
+        const auto outcome = with_wiped_stack<1024>([&] {
             ecp256::Affine product;
-        };
-        Wiped<Scratch> scratch;
-        scratch->k = limbs(k.words);
-        const auto outcome = ecp256::multiply_point(curve_of(grp), affine(P), scratch->k, scratch->product);
-        from_limbs(out.x, scratch->product.x);
-        from_limbs(out.y, scratch->product.y);
+            const auto result = ecp256::multiply_point(curve_of(grp), affine(P), limbs(k.words), product);
+            from_limbs(out.x, product.x);
+            from_limbs(out.y, product.y);
+            return result;
+        });
         if (outcome != ecp256::Outcome::exception) return outcome == ecp256::Outcome::finite;
     }
     return multiply_any(grp, P, k, nullptr, nullptr, out);

@@ -31,11 +31,11 @@ Outcome to_affine(const Curve& curve, const Jacobian& sum, Affine& out) noexcept
 }  // namespace
 
 Outcome multiply_point(const Curve& curve, const Affine& p, const U256& k, Affine& out) noexcept {
-    Wiped<Jacobian> sum;
-    const Mask exception = active_kernels().multiply_point(curve, p, k, *sum);
-    const Outcome outcome = exception != 0 ? Outcome::exception : to_affine(curve, *sum, out);
-    wipe_used_stack<used_stack>();
-    return outcome;
+    return with_wiped_stack<used_stack>([&] {
+        Jacobian sum;
+        const Mask exception = active_kernels().multiply_point(curve, p, k, sum);
+        return exception != 0 ? Outcome::exception : to_affine(curve, sum, out);
+    });
 }
 
 Outcome multiply_both_vartime(const Curve& curve, const Affine& g, const U256& s, const Affine& p, const U256& t,

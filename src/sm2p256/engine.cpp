@@ -27,76 +27,64 @@ U256 with_digest(const U256& e, const U256& x) noexcept {
     return r;
 }
 
-// What the deepest of the calls below uses.
-constexpr std::size_t used_stack = 3072;
+// What the deepest routine of any kernel uses, with these here.
+constexpr std::size_t used_stack = 4096;
 
 }  // namespace
 
 bool is_on_curve(In x, In y) noexcept { return on_curve({fe_from(load(x)), fe_from(load(y))}) != 0; }
 
 bool multiply_base(Out rx, Out ry, In k) noexcept {
-    struct State {
-        U256 k;
+    return with_wiped_stack<used_stack>([&] {
+        const U256 scalar = load(k);
         Affine r;
-    };
-    Wiped<State> state;
-    state->k = load(k);
-    const Mask infinite = active_kernels().multiply_base(state->r, state->k);
-    store(rx, ry, state->r);
-    wipe_used_stack<used_stack>();
-    return infinite == 0;
+        const Mask infinite = active_kernels().multiply_base(r, scalar);
+        store(rx, ry, r);
+        return infinite == 0;
+    });
 }
 
 bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept {
-    struct State {
-        U256 k;
+    return with_wiped_stack<used_stack>([&] {
+        const U256 scalar = load(k);
         Affine r;
-    };
-    Wiped<State> state;
-    state->k = load(k);
-    const Affine p = {fe_from(load(px)), fe_from(load(py))};
-    const Mask infinite = active_kernels().multiply_point(state->r, p, state->k);
-    store(rx, ry, state->r);
-    wipe_used_stack<used_stack>();
-    return infinite == 0;
+        const Affine p = {fe_from(load(px)), fe_from(load(py))};
+        const Mask infinite = active_kernels().multiply_point(r, p, scalar);
+        store(rx, ry, r);
+        return infinite == 0;
+    });
 }
 
 bool is_signing_key(In d) noexcept {
-    Wiped<U256> key;
-    *key = load(d);
-    U256 largest = group_order;
-    largest.w[0] -= 1;
-    return (less(key->w, largest.w) & ~is_zero(key->w)) != 0;
+    return with_wiped_stack<512>([&] {
+        const U256 key = load(d);
+        U256 largest = group_order;
+        largest.w[0] -= 1;
+        return (less(key.w, largest.w) & ~is_zero(key.w)) != 0;
+    });
 }
 
 bool sign(Out r, Out s, In e, In d, In k) noexcept {
-    struct State {
-        U256 k, d, r, s;
+    return with_wiped_stack<used_stack>([&] {
+        const U256 scalar = load(k);
+        Scalar inverse = scalar_add(scalar_from(load(d)), scalar_one);
         Fe x;
-        Scalar inverse, sum, result;
-    };
-    Wiped<State> state;
-    State& v = *state;
-    v.k = load(k);
-    v.d = load(d);
-    v.inverse = scalar_add(scalar_from(v.d), scalar_one);
-    active_kernels().multiply_base_and_invert(v.x, v.inverse, v.k);  // A4
-    v.r = with_digest(load(e), fe_residue(v.x));                     // A5
-    // A6, as s = (1 + d)^-1 (r + k) - r.
-    const Scalar r_form = scalar_from(v.r);
-    v.sum = scalar_add(r_form, scalar_from(v.k));
-    v.result = scalar_sub(scalar_mul(v.inverse, v.sum), r_form);
-    v.s = scalar_residue(v.result);
+        active_kernels().multiply_base_and_invert(x, inverse, scalar);  // A4
+        U256 rr = with_digest(load(e), fe_residue(x));                  // A5
+        // A6, as s = (1 + d)^-1 (r + k) - r.
+        const Scalar r_form = scalar_from(rr);
+        const Scalar sum = scalar_add(r_form, scalar_from(scalar));
+        U256 ss = scalar_residue(scalar_sub(scalar_mul(inverse, sum), r_form));
 
-    const Mask accepted = ~(is_zero(v.r.w) | is_zero(v.sum.w) | is_zero(v.s.w));
-    for (int i = 0; i < 4; ++i) {
-        v.r.w[i] &= accepted;
-        v.s.w[i] &= accepted;
-    }
-    store(r, v.r);
-    store(s, v.s);
-    wipe_used_stack<used_stack>();
-    return accepted != 0;
+        const Mask accepted = ~(is_zero(rr.w) | is_zero(sum.w) | is_zero(ss.w));
+        for (int i = 0; i < 4; ++i) {
+            rr.w[i] &= accepted;
+            ss.w[i] &= accepted;
+        }
+        store(r, rr);
+        store(s, ss);
+        return accepted != 0;
+    });
 }
 
 Comparison verify_vartime(In e, In r, In s, In px, In py) noexcept {

@@ -120,8 +120,8 @@ void write(unsigned char* out, std::size_t size, const std::uint32_t* v, std::si
     }
 }
 
-void one_digest(const Kernels& kernels, CounterMessage& message, std::uint32_t counter, unsigned char* out,
-                std::size_t size) noexcept {
+[[gnu::noinline]] void one_digest(const Kernels& kernels, CounterMessage& message, std::uint32_t counter,
+                                  unsigned char* out, std::size_t size) noexcept {
     Wiped<std::uint32_t[8]> v;
     std::copy_n(message.v, 8, v.get());
     store_be32(message.bytes + message.counter_offset, counter);
@@ -151,6 +151,7 @@ void counter_digests(const Kernels& kernels, CounterMessage& message, std::uint3
         }
         first += static_cast<std::uint32_t>(wanted);
     }
+    wipe_used_stack<2048>();  // words of the message in the kernels' frames
 }
 
 }  // namespace ulmaro::sm3

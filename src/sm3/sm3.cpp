@@ -52,8 +52,12 @@ void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     ctx->total_len += static_cast<unsigned>(len);
 
     const auto compress = sm3::active_kernels().compress;
-    std::uint32_t v[8];
-    unsigned char tail[kBlock];
+    struct Scratch {
+        std::uint32_t v[8];
+        unsigned char tail[kBlock];
+    };
+    Wiped<Scratch> scratch;
+    auto& [v, tail] = *scratch;
     std::copy_n(ctx->V, 8, v);
     std::memcpy(tail, ctx->block, kBlock);
     std::size_t used = pending(ctx);
@@ -80,7 +84,6 @@ void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     std::copy_n(v, 8, ctx->V);
     std::memcpy(ctx->block, tail, kBlock);
     ctx->num = static_cast<int>(used);
-    secure_wipe(tail, sizeof tail);
 }
 
 void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out) {

@@ -64,7 +64,9 @@ template <std::size_t blocks>
     for (std::size_t i = 0; i < blocks; ++i) vst1q_u8(out + 16 * i, x[i]);
 }
 
-void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const Schedule& s) {
+// Inlined, so that the schedule has no place in memory.
+[[gnu::always_inline]] inline void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                                       const Schedule& s) {
     for (; blocks >= wide; blocks -= wide, in += 16 * wide, out += 16 * wide) ecb_some<wide>(in, out, s);
     if (blocks >= 4) {
         ecb_some<4>(in, out, s);

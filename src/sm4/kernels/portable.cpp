@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t kBlock = 16;
 constexpr unsigned kLanes = 4;
+constexpr std::size_t kStack = 768;  // a group of blocks, with room to spare
 
 /// kWidth blocks of four words each, word i of lane l in x[i][l]. Reverse transform included.
 template <Direction direction, unsigned kWidth>
@@ -54,14 +55,21 @@ template <Direction direction, unsigned kWidth>
 }
 
 template <Direction direction>
-void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk) noexcept {
+[[gnu::noinline]] void ecb_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                                  const std::uint32_t* rk) noexcept {
     for (; blocks >= kLanes; blocks -= kLanes, in += kLanes * kBlock, out += kLanes * kBlock)
         ecb_group<direction, kLanes>(in, out, rk);
     for (; blocks != 0; --blocks, in += kBlock, out += kBlock) ecb_group<direction, 1>(in, out, rk);
 }
 
-void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
-                 const std::uint8_t* iv) noexcept {
+template <Direction direction>
+void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk) noexcept {
+    ecb_blocks<direction>(in, out, blocks, rk);
+    wipe_used_stack<kStack>();
+}
+
+[[gnu::noinline]] void cbc_encrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                                          const std::uint32_t* rk, const std::uint8_t* iv) noexcept {
     std::uint32_t v[4][1];
     load(v, iv);
     for (; blocks != 0; --blocks, in += kBlock, out += kBlock) {
@@ -91,13 +99,25 @@ template <unsigned kWidth>
     store(out, x);
 }
 
-void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                  const std::uint8_t* iv) noexcept {
+    cbc_encrypt_blocks(in, out, blocks, rk, iv);
+    wipe_used_stack<kStack>();
+}
+
+[[gnu::noinline]] void cbc_decrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                                          const std::uint32_t* rk, const std::uint8_t* iv) noexcept {
     std::uint32_t v[4];
     for (unsigned i = 0; i < 4; ++i) v[i] = load_be32(iv + 4 * i);
     for (; blocks >= kLanes; blocks -= kLanes, in += kLanes * kBlock, out += kLanes * kBlock)
         cbc_group<kLanes>(in, out, rk, v);
     for (; blocks != 0; --blocks, in += kBlock, out += kBlock) cbc_group<1>(in, out, rk, v);
+}
+
+void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
+                 const std::uint8_t* iv) noexcept {
+    cbc_decrypt_blocks(in, out, blocks, rk, iv);
+    wipe_used_stack<kStack>();
 }
 
 /// tau without the table.
@@ -113,13 +133,14 @@ std::uint32_t substitute_by_circuit(std::uint32_t x) noexcept {
 
 /// Slower than the table by a factor of four, but a key deserves it.
 void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
-    Wiped<std::uint32_t[4]> state;
-    std::uint32_t* k = state.get();
-    for (unsigned i = 0; i < 4; ++i) k[i] = mk[i] ^ FK[i];
-    for (unsigned i = 0; i < 32; ++i) {
-        k[i % 4] ^= diffuse_key(substitute_by_circuit(k[(i + 1) % 4] ^ k[(i + 2) % 4] ^ k[(i + 3) % 4] ^ CK[i]));
-        rk[i] = k[i % 4];
-    }
+    with_wiped_stack<kStack>([=] {
+        std::uint32_t k[4];
+        for (unsigned i = 0; i < 4; ++i) k[i] = mk[i] ^ FK[i];
+        for (unsigned i = 0; i < 32; ++i) {
+            k[i % 4] ^= diffuse_key(substitute_by_circuit(k[(i + 1) % 4] ^ k[(i + 2) % 4] ^ k[(i + 3) % 4] ^ CK[i]));
+            rk[i] = k[i % 4];
+        }
+    });
 }
 
 }  // namespace

@@ -165,10 +165,18 @@ struct VectorModes {
         }
     }
 
+    /// What run has spilled, into its own frame or that of rounds. Not base/wipe.hpp's, which others would share.
+    template <std::size_t groups>
+    [[gnu::noinline]] static void wipe_used_stack() {
+        std::uint8_t area[2 * groups * 4 * sizeof(Vector) + 256];
+        explicit_bzero(area, sizeof area);
+    }
+
     template <Order order>
     static void many(const std::uint8_t*& in, std::uint8_t*& out, std::size_t& blocks, const std::uint32_t* rk,
                      Block* chain) {
         constexpr std::size_t group = 4 * Wide::lanes;
+        const std::size_t count = blocks;
         Keys keys;
         prepare<order>(keys, rk);
         for (; blocks >= most * group; blocks -= most * group) {
@@ -188,6 +196,10 @@ struct VectorModes {
             blocks = 0;
         }
         explicit_bzero(&keys, sizeof keys);
+        if (count > group)
+            wipe_used_stack<most>();
+        else
+            wipe_used_stack<1>();
     }
 
     template <Order order>
