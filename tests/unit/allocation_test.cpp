@@ -21,26 +21,33 @@ struct {
 } heap;
 
 void* allocate(std::size_t size) {
-    if (heap.on && ++heap.made == heap.fail_at) throw std::bad_alloc();
     void* memory = std::malloc(size != 0 ? size : 1);
     if (memory == nullptr) throw std::bad_alloc();
-    if (heap.on) ++heap.live;
     return memory;
-}
-
-void release(void* memory) noexcept {
-    if (heap.on && memory != nullptr) --heap.live;
-    std::free(memory);
 }
 
 }  // namespace
 
+// The library's calls of malloc and free; the linker turns them here.
+extern "C" void* __real_malloc(std::size_t size);
+extern "C" void* __wrap_malloc(std::size_t size) {
+    if (heap.on && ++heap.made == heap.fail_at) return nullptr;
+    void* memory = __real_malloc(size);
+    if (heap.on && memory != nullptr) ++heap.live;
+    return memory;
+}
+extern "C" void __real_free(void* memory);
+extern "C" void __wrap_free(void* memory) {
+    if (heap.on && memory != nullptr) --heap.live;
+    __real_free(memory);
+}
+
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 using namespace ulmaro::test;
 
@@ -142,7 +149,104 @@ TEST(Allocation, KeyDerivation) {
     }
 }
 
+struct Sm2Fixture {
+    Sm2Fixture() {
+        SM2_Get_Paramter(&curve, 6);
+        SM2_ECC_InitParameter(&curve, &grp);
+        std::srand(1);
+        SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
+    }
+
+    ECCParameter_st curve;
+    ec_group_st grp;
+    ECC_PUBLIC_KEY pub;
+    ECC_PRIVATE_KEY key;
+};
+
+TEST(Allocation, Encryption) {
+    Sm2Fixture sm2;
+    const Bytes message = pattern(77);
+    const auto blob_of = [](Bytes& record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data()); };
+    Bytes expected(177);
+    std::srand(2);
+    SM2_ECES_Encryption(&sm2.grp, message.data(), 77, &sm2.pub, blob_of(expected));
+
+    // In place, for which the key stream must be kept apart, and in storage of its own.
+    for (const int at : {100, 177}) {
+        Bytes record, before;
+        const int allocations = every_failure(
+            [&] {
+                record.assign(300, 0xee);
+                std::copy(message.begin(), message.end(), record.begin() + at);
+                before = record;
+                std::srand(2);
+            },
+            [&] { SM2_ECES_Encryption(&sm2.grp, record.data() + at, 77, &sm2.pub, blob_of(record)); },
+            [&] {
+                // The length is the first that is written.
+                before[96] = 77;
+                before[97] = before[98] = before[99] = 0;
+                EXPECT_EQ(record, before);
+            });
+        EXPECT_LE(allocations, 2) << at;
+        EXPECT_EQ(Bytes(record.begin(), record.begin() + 177), expected) << at;
+    }
+}
+
+TEST(Allocation, Decryption) {
+    Sm2Fixture sm2;
+    const Bytes message = pattern(77);
+    Bytes record(177);
+    auto* blob = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data());
+    SM2_ECES_Encryption(&sm2.grp, message.data(), 77, &sm2.pub, blob);
+    Bytes plain;
+    const Bytes before(77, 0xee);
+    const Bytes sealed = record;
+    int result = 0;
+    const int allocations = every_failure([&] { plain = before; },
+                                          [&] { result = SM2_ECES_Decryption(&sm2.grp, blob, &sm2.key, plain.data()); },
+                                          [&] { EXPECT_EQ(plain, before); });
+    EXPECT_LE(allocations, 4);
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(plain, message);
+    EXPECT_EQ(record, sealed);
+}
+
+// A record that claims more than there is memory for.
+TEST(Allocation, DecryptionOfAHugeRecord) {
+    Sm2Fixture sm2;
+    Bytes record(177);
+    auto* blob = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data());
+    SM2_ECES_Encryption(&sm2.grp, record.data(), 77, &sm2.pub, blob);
+    const Bytes claim = {0x00, 0x00, 0x00, 0x7f};
+    std::copy(claim.begin(), claim.end(), record.begin() + 96);
+    unsigned char plain = 0xee;
+    const Result r = watch(1, [&] { SM2_ECES_Decryption(&sm2.grp, blob, &sm2.key, &plain); });
+    EXPECT_EQ(r.outcome, Outcome::bad_alloc);
+    EXPECT_EQ(plain, 0xee);
+}
+
+TEST(Allocation, ScalarRecoding) {
+    bignum_st scalar = {{0x12345678, 0x9abcdef0, 7}};
+    int length = -1;
+    const Result refused = watch(1, [&] { EXPECT_EQ(compute_wNAF(&scalar, 4, 8, &length), nullptr); });
+    EXPECT_EQ(refused.outcome, Outcome::returned);
+    EXPECT_EQ(refused.leaked, 0);
+    EXPECT_EQ(length, 0);
+    signed char* digits = nullptr;
+    EXPECT_EQ(watch(0, [&] { digits = compute_wNAF(&scalar, 4, 8, &length); }).leaked, 1);
+    EXPECT_GT(length, 0);
+    std::free(digits);
+}
+
 TEST(Allocation, NothingElseAllocates) {
+    Sm2Fixture sm2;
+    // The same numbers on the general engine.
+    ec_group_st general = sm2.grp;
+    general.generator.z_is_one = 2;
+    ECC_SIGNATURE signature;
+    unsigned char digest[32] = {};
+    bignum_st scalar = {{3}};
     Bytes bytes = pattern(64);
     unsigned int rk[32];
     unsigned int words[16] = {};
@@ -155,6 +259,15 @@ TEST(Allocation, NothingElseAllocates) {
         CBC_DE_MOD(words, 16, rk, rk, words);
         SM1_X_ECB_EN_MODE_EX(bytes.data(), 16, nullptr, bytes.data(), 64, bytes.data());
         SM2_Get_Paramter(&curve, 0);
+        for (const ec_group_st& grp : {sm2.grp, general}) {
+            SM2_ECC_GenerateKeyPair(&grp, &sm2.pub, &sm2.key);
+            SM2_ECDSA_Signature(&grp, digest, &sm2.key, &signature);
+            EXPECT_EQ(SM2_ECDSA_Verification(&grp, digest, &sm2.pub, &signature), 1);
+        }
+        SM2_ECC_InitParameter(&curve, &general);
+        SM2_CalcPubKeyByPriKey(&sm2.pub, &scalar);
+        SM2_POINT_is_on_curve(&curve, &sm2.pub);
+        SM3_algrithm_userid_hash(&sm2.pub, &curve, digest);
     });
     EXPECT_EQ(r.outcome, Outcome::returned);
     EXPECT_EQ(r.allocations, 0);
