@@ -15,7 +15,8 @@ enum class Access { everyone, owner };
 
 /// An output that appears under its name only by commit(). Until then the bytes are in a temporary file of the same
 /// folder, and an existing file of that name is as it was; a failure, a full disk or a signal removes the temporary
-/// file. Standard output ("-"), pipes and devices are written directly: they have no earlier state to keep.
+/// file; SIGKILL and a power failure leave it beside the old one, as .ulmaro-XXXXXX. Standard output ("-"), pipes and
+/// devices are written directly: they have no earlier state to keep.
 class Output {
 public:
     /// Throws Failure. With Access::owner the finished file has mode 0600 whatever was there before; otherwise it
