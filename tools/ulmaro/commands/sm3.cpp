@@ -7,9 +7,8 @@
 
 #include "cli/cli.hpp"
 #include "commands/commands.hpp"
-#include "support/digest.hpp"
+#include "formats/checksums.hpp"
 #include "support/error.hpp"
-#include "support/hex.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -24,12 +23,9 @@ struct Options {
     Sm3CheckOptions checking;
 };
 
-void print_line(const std::string& name, const Digest& digest, const Options& o) {
-    const bool escape = !o.zero && needs_escape(name);
-    const std::string shown = escape ? escaped(name) : name;
-    const std::string hex = to_hex(digest);
-    std::string line = escape ? "\\" : "";
-    line += o.tag ? "SM3 (" + shown + ") = " + hex : hex + (o.binary ? " *" : "  ") + shown;
+void print_line(const Checksum& checksum, const Options& o) {
+    const ChecksumForm form = o.tag ? ChecksumForm::tagged : o.binary ? ChecksumForm::binary : ChecksumForm::text;
+    std::string line = o.zero ? write_checksum_plain(checksum, form) : write_checksum(checksum, form);
     line += o.zero ? '\0' : '\n';
     std::fwrite(line.data(), 1, line.size(), stdout);
 }
@@ -37,7 +33,7 @@ void print_line(const std::string& name, const Digest& digest, const Options& o)
 bool print_digest(const std::string& name, const Options& o) {
     try {
         Input input(name);
-        print_line(name, digest_of(input, !o.no_progress), o);
+        print_line({digest_of(input, !o.no_progress), name}, o);
     } catch (const Failure& failure) {
         complain(failure.what());
         return false;
@@ -71,28 +67,6 @@ bool run(const Options& o) {
 void complain(const std::string& message) {
     std::fflush(stdout);
     std::fprintf(stderr, "ulmaro: %s\n", message.c_str());
-}
-
-bool needs_escape(const std::string& name) { return name.find_first_of("\\\n\r") != std::string::npos; }
-
-std::string escaped(const std::string& name) {
-    std::string out;
-    for (const char c : name) {
-        switch (c) {
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
 }
 
 void add_sm3(CLI::App& app, const std::vector<std::string>& operands, int& status) {

@@ -19,10 +19,4 @@ bool check_digests(const std::string& list_path, const Sm3CheckOptions& options)
 /// One line on standard error, in order with what went to standard output before.
 void complain(const std::string& message);
 
-/// Whether name must be written escaped in a line-based list.
-bool needs_escape(const std::string& name);
-
-/// name with backslash, newline and carriage return as two characters each.
-std::string escaped(const std::string& name);
-
 }  // namespace ulmaro::tool
