@@ -1,12 +1,6 @@
 // Points, signatures and ciphertexts against OpenSSL's libcrypto: the five curves through its general curve arithmetic,
 // the recommended one through its SM2 signature and encryption, both ways.
 #include <gtest/gtest.h>
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
-#include <openssl/ec.h>
-#include <openssl/ecdsa.h>
-#include <openssl/evp.h>
-#include <openssl/param_build.h>
 
 #include <cstring>
 #include <memory>
@@ -14,6 +8,7 @@
 #include "UlmaroAlgrithmInternals.hpp"
 #include "bn/bytes.hpp"
 #include "support/curves.hpp"
+#include "support/openssl_sm2.hpp"
 #include "support/printed.hpp"
 #include "support/random.hpp"
 #include "support/replaced_random.hpp"
@@ -21,19 +16,10 @@
 namespace ulmaro::test {
 namespace {
 
-template <auto Release>
-struct Releaser {
-    void operator()(auto* p) const { Release(p); }
-};
-using Bn = std::unique_ptr<BIGNUM, Releaser<BN_free>>;
 using Context = std::unique_ptr<BN_CTX, Releaser<BN_CTX_free>>;
 using Group = std::unique_ptr<EC_GROUP, Releaser<EC_GROUP_free>>;
 using Point = std::unique_ptr<EC_POINT, Releaser<EC_POINT_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>>;
-using KeyContext = std::unique_ptr<EVP_PKEY_CTX, Releaser<EVP_PKEY_CTX_free>>;
 
-Bn number(std::span<const unsigned char> be) { return Bn(BN_bin2bn(be.data(), static_cast<int>(be.size()), nullptr)); }
-Bn number(const char* hex) { return number(from_hex(hex)); }
 Bytes bytes_of(const BIGNUM* a) {
     Bytes b(32);
     BN_bn2binpad(a, b.data(), 32);
@@ -179,23 +165,6 @@ TEST(Sm2OpenSsl, SignsAlikeOnFiveCurves) {
     }
 }
 
-/// OpenSSL's key object for a pair made here.
-Key openssl_key(const ECC_PRIVATE_KEY& d, const ECC_PUBLIC_KEY& pub) {
-    unsigned char point[65] = {4};
-    std::memcpy(point + 1, &pub, 64);
-    const std::unique_ptr<OSSL_PARAM_BLD, Releaser<OSSL_PARAM_BLD_free>> build(OSSL_PARAM_BLD_new());
-    const Bn secret = number(d.d);
-    OSSL_PARAM_BLD_push_utf8_string(build.get(), OSSL_PKEY_PARAM_GROUP_NAME, "SM2", 0);
-    OSSL_PARAM_BLD_push_octet_string(build.get(), OSSL_PKEY_PARAM_PUB_KEY, point, sizeof point);
-    OSSL_PARAM_BLD_push_BN(build.get(), OSSL_PKEY_PARAM_PRIV_KEY, secret.get());
-    const std::unique_ptr<OSSL_PARAM, Releaser<OSSL_PARAM_free>> params(OSSL_PARAM_BLD_to_param(build.get()));
-    const KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, "SM2", nullptr));
-    EVP_PKEY* key = nullptr;
-    EVP_PKEY_fromdata_init(context.get());
-    EXPECT_EQ(EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_KEYPAIR, params.get()), 1);
-    return Key(key);
-}
-
 class Sm2OpenSslPair : public testing::Test {
 protected:
     Sm2OpenSslPair() : grp(prepare(kRecommended)) {
@@ -203,6 +172,7 @@ protected:
         srand(random.word());
         SM2_ECC_GenerateKeyPair(&grp, &pub, &d);
         key = openssl_key(d, pub);
+        EXPECT_NE(key, nullptr);
         context.reset(EVP_PKEY_CTX_new(key.get(), nullptr));
     }
 
@@ -219,13 +189,9 @@ TEST_F(Sm2OpenSslPair, AcceptsSignaturesBothWays) {
         const Bytes e = random.bytes(32);
         ECC_SIGNATURE ours;
         SM2_ECDSA_Signature(&grp, e.data(), &d, &ours);
-        const std::unique_ptr<ECDSA_SIG, Releaser<ECDSA_SIG_free>> pair(ECDSA_SIG_new());
-        ECDSA_SIG_set0(pair.get(), number(ours.r).release(), number(ours.s).release());
-        unsigned char der[80], *end = der;
-        const int der_size = i2d_ECDSA_SIG(pair.get(), &end);
-        EVP_PKEY_verify_init(context.get());
-        EXPECT_EQ(EVP_PKEY_verify(context.get(), der, static_cast<std::size_t>(der_size), e.data(), 32), 1);
+        EXPECT_TRUE(openssl_verifies(context.get(), e, ours));
 
+        unsigned char der[80];
         std::size_t size = sizeof der;
         EVP_PKEY_sign_init(context.get());
         ASSERT_EQ(EVP_PKEY_sign(context.get(), der, &size, e.data(), 32), 1);

@@ -9,8 +9,8 @@
 #include "sm3/counter_digests.hpp"
 #include "sm3/kernels.hpp"
 #include "sm3/kernels/portable.hpp"
-#include "sm3/rounds.hpp"
 #include "support/bytes.hpp"
+#include "support/counted_message.hpp"
 #include "support/guarded.hpp"
 #include "support/random.hpp"
 #include "support/sm3_reference.hpp"
@@ -116,22 +116,6 @@ Bytes hash_with_counter(Bytes z, std::uint32_t counter) {
     Bytes digest(32);
     SM3_HASH(z.data(), static_cast<int>(z.size()), digest.data());
     return digest;
-}
-
-/// z || counter with the counter's bytes left as noise.
-CounterMessage counted(const Bytes& z) {
-    CounterMessage m{};
-    const std::size_t whole = z.size() / 64;
-    std::ranges::copy(ulmaro::sm3::kInitialValue, m.v);
-    ulmaro::sm3::portable_kernels.compress(m.v, z.data(), whole);
-    std::copy(z.begin() + static_cast<std::ptrdiff_t>(64 * whole), z.end(), m.bytes);
-    m.counter_offset = z.size() % 64;
-    std::fill_n(m.bytes + m.counter_offset, 4, static_cast<unsigned char>(0xa5));
-    m.bytes[m.counter_offset + 4] = 0x80;
-    m.blocks = m.counter_offset + 4 < 56 ? 1 : 2;
-    const auto bits = static_cast<unsigned int>(z.size() + 4) * 8;
-    std::ranges::copy(be_bytes(std::span(&bits, 1)), m.bytes + 64 * m.blocks - 4);
-    return m;
 }
 
 /// Every size from 0 to beyond three groups of lanes for one z and first counter, cut off word edges too.
