@@ -15,6 +15,8 @@ endmacro()
 
 ulmaro_require(ULMARO_BUILD_TOOL CLI11)
 ulmaro_require(ULMARO_BUILD_TOOL MbedCrypto)
+ulmaro_require(ULMARO_BUILD_FUZZERS MbedCrypto)
+ulmaro_require(ULMARO_BUILD_FUZZERS OpenSSL)
 if(CMAKE_CROSSCOMPILING)
   # Debian's GoogleTest archives are native: build the packaged sources instead.
   if(ULMARO_BUILD_TESTS)
