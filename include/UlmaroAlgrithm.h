@@ -23,6 +23,20 @@
 #ifndef ULMARO_ALGRITHM_H
 #define ULMARO_ALGRITHM_H
 
+/**
+ * @defgroup version Version
+ * @brief The version of this header, by the rules of semantic versioning.
+ *
+ * The library's own version is not a symbol, because the list of symbols never changes: the package, the pkg-config
+ * file, the CMake package and `ulmaro --version` tell it.
+ * @{
+ */
+#define ULMARO_ALGRITHM_VERSION_MAJOR 1 /**< changes of source or tool that need attention */
+#define ULMARO_ALGRITHM_VERSION_MINOR 0 /**< additions */
+#define ULMARO_ALGRITHM_VERSION_PATCH 0 /**< corrections */
+#define ULMARO_ALGRITHM_VERSION "1.0.0" /**< the three as text, with dots between */
+/** @} */
+
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "UlmaroAlgrithm.h"
 #include "commands/commands.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
@@ -42,7 +43,7 @@ int run(int argc, char** argv) {
     std::reverse(args.begin(), args.end());  // as the parser wants a vector
 
     CLI::App app("SM2, SM3 and SM4 on the command line.", "ulmaro");
-    app.set_version_flag("--version", "ulmaro " ULMARO_VERSION);
+    app.set_version_flag("--version", "ulmaro " ULMARO_ALGRITHM_VERSION);
     app.require_subcommand(1);
     app.footer("Exit codes: 0 success, 1 failure, 2 wrong usage. '-' stands for standard input or output.");
 

@@ -41,7 +41,7 @@ std::string processor_features() {
 void add_info(CLI::App& app) {
     cli::command(app, "info", "Print the version, the library in use and the processor's features", [] {
         const std::string library = library_path();
-        std::printf("version    %s\n", ULMARO_VERSION);
+        std::printf("version    %s\n", ULMARO_ALGRITHM_VERSION);
         std::printf("library    %s\n", library.c_str());
         std::printf("random     %s\n", random_source(library));
         std::printf("processor  %s\n", processor_features().c_str());
