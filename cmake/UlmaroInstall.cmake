@@ -7,8 +7,8 @@ install(
   TARGETS ${ULMARO_LIBRARIES}
   EXPORT UlmaroAlgrithmTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
-install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithmInternals.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        COMPONENT development)
+install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithm.hpp include/UlmaroAlgrithmInternals.hpp
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(
   EXPORT UlmaroAlgrithmTargets
   NAMESPACE Ulmaro::

@@ -18,3 +18,4 @@ for std in c++11 c++17 c++20; do
   check "${CXX:-c++}" c++ $std UlmaroAlgrithm.h
   check "${CXX:-c++}" c++ $std UlmaroAlgrithmInternals.hpp
 done
+check "${CXX:-c++}" c++ c++20 UlmaroAlgrithm.hpp

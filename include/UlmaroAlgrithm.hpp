@@ -1,0 +1,498 @@
+/**
+ * @file UlmaroAlgrithm.hpp
+ * @brief SM2, SM3 and SM4 for C++20: a header on top of the C entry points, in namespace ulmaro::algrithm.
+ *
+ * Header-only, link either library. Byte strings are spans on the way in and arrays or vectors on the way out; keys,
+ * signatures, digests and ciphertexts have types of their own, so that one cannot be passed for another.
+ *
+ * - **Errors** leave as ::ulmaro::algrithm::Error, all of them: a length that cannot be, a key or curve that allows no
+ *   operation, a ciphertext or a padding that is refused. An exception, because the constructors can fail, because the
+ *   C entry points report want of memory (`std::bad_alloc`) that way already, and because a refusal that nobody looks
+ *   at must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`.
+ * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. What a
+ *   call returns as ::ulmaro::algrithm::Bytes is the caller's to wipe.
+ * - **Threads**: every object may be read by any number of threads at once, and written by one. The plain library
+ *   draws from the C library's `rand`, which the process shares, and seeds it whenever a Curve is made or
+ *   Curve::public_key() is called.
+ * - **Standard output**: a refused signature or ciphertext prints one line there, as the C entry points do.
+ */
+#ifndef ULMARO_ALGRITHM_HPP
+#define ULMARO_ALGRITHM_HPP
+
+#include <string.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <climits>
+#include <cstddef>
+#include <span>
+#include <stdexcept>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "UlmaroAlgrithm.h"
+
+namespace ulmaro::algrithm {
+
+/// A byte string of the caller's, read only.
+using View = std::span<const unsigned char>;
+/// A byte string that a call returns.
+using Bytes = std::vector<unsigned char>;
+
+/// What every failure of this header leaves as; `what()` says in words which.
+class Error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The bytes of a text, which must outlive the view.
+inline View bytes_of(std::string_view text) noexcept {
+    return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+/// The user identity that is agreed on where nothing else is; GM/T 0009.
+inline constexpr std::string_view default_user_id = "1234567812345678";
+
+/// @cond
+namespace detail {
+
+inline void require(bool condition, const char* otherwise) {
+    if (!condition) throw Error(otherwise);
+}
+
+/// A record that is wiped when it goes.
+template <class Record>
+struct Wiped {
+    static_assert(std::is_trivially_copyable_v<Record>);
+    Record value{};
+    Wiped() noexcept = default;
+    Wiped(const Wiped&) = default;
+    Wiped& operator=(const Wiped&) = default;
+    Wiped(Wiped&& other) noexcept : value(other.value) { other.wipe(); }
+    Wiped& operator=(Wiped&& other) noexcept {
+        if (this != &other) {
+            value = other.value;
+            other.wipe();
+        }
+        return *this;
+    }
+    ~Wiped() { wipe(); }
+    void wipe() noexcept { explicit_bzero(&value, sizeof value); }
+};
+
+/// The C entry points count in `int`. A multiple of every block size, far below its end.
+inline constexpr std::size_t piece = std::size_t{1} << 30;
+
+/// Calls work(offset, length) for pieces of a byte string that an `int` can count.
+template <class Work>
+void in_pieces(std::size_t size, Work&& work) {
+    for (std::size_t at = 0; at < size; at += piece) work(at, static_cast<int>(std::min(piece, size - at)));
+}
+
+inline bool all_zero(View bytes) noexcept {
+    return std::all_of(bytes.begin(), bytes.end(), [](unsigned char b) { return b == 0; });
+}
+
+}  // namespace detail
+/// @endcond
+
+/// A public value of a fixed number of bytes. `Kind` keeps values of the same size apart.
+template <std::size_t Size, class Kind>
+class Octets {
+public:
+    /// All bytes zero.
+    constexpr Octets() noexcept = default;
+    /// From exactly as many bytes.
+    constexpr explicit Octets(std::span<const unsigned char, Size> bytes) noexcept {
+        std::copy(bytes.begin(), bytes.end(), bytes_.begin());
+    }
+    /// From a byte string whose length is known when the program runs. @throws Error when it is another than Size.
+    [[nodiscard]] static Octets from(View bytes) {
+        detail::require(bytes.size() == Size, "wrong length of a key, signature or digest");
+        return Octets(bytes.template first<Size>());
+    }
+    /// The bytes.
+    [[nodiscard]] constexpr std::span<const unsigned char, Size> bytes() const noexcept { return bytes_; }
+    /// Whether all bytes agree; not for secrets, the time tells where they differ.
+    friend bool operator==(const Octets&, const Octets&) = default;
+
+private:
+    std::array<unsigned char, Size> bytes_{};
+};
+
+/// x and y of an affine point, 32 bytes each, big-endian; the layout of ::ECC_PUBLIC_KEY. No 04 in front.
+using PublicKey = Octets<sizeof(ECC_PUBLIC_KEY), struct PublicKeyKind>;
+/// r and s, 32 bytes each, big-endian; the layout of ::ECC_SIGNATURE.
+using Signature = Octets<sizeof(ECC_SIGNATURE), struct SignatureKind>;
+/// An SM3 digest: of any data, or what a signature signs.
+using Digest = Octets<32, struct DigestKind>;
+
+/// The private scalar d, 32 bytes big-endian. Moves, but does not copy; wiped when it goes.
+class PrivateKey {
+public:
+    /// From the scalar's bytes. Its range is the curve's business: signing with one that is out of range throws.
+    explicit PrivateKey(std::span<const unsigned char, 32> d) noexcept {
+        std::copy(d.begin(), d.end(), record_.value.d);
+    }
+    PrivateKey(const PrivateKey&) = delete;
+    PrivateKey& operator=(const PrivateKey&) = delete;
+    /// Leaves the other key zero.
+    PrivateKey(PrivateKey&&) noexcept = default;
+    /// Leaves the other key zero.
+    PrivateKey& operator=(PrivateKey&&) noexcept = default;
+
+    /// The scalar's bytes, big-endian.
+    [[nodiscard]] std::span<const unsigned char, 32> bytes() const noexcept { return record_.value.d; }
+    /// The record that the C entry points take.
+    [[nodiscard]] const ECC_PRIVATE_KEY& record() const noexcept { return record_.value; }
+
+private:
+    detail::Wiped<ECC_PRIVATE_KEY> record_;
+};
+
+/// A private key and the public key that belongs to it.
+struct KeyPair {
+    PrivateKey private_key;  ///< d
+    PublicKey public_key;    ///< d G
+};
+
+/// An SM2 ciphertext, held as the record ::Ulmaro_ECC_CIPHER_BLOB.
+class Ciphertext {
+public:
+    /// In which order others write the parts of a ciphertext: C1C3C2 is today's standard, C1C2C3 an older draft's.
+    enum class Order { c1c3c2, c1c2c3 };
+
+    /// From a record. @throws Error when the length in it is not that of the bytes behind it.
+    [[nodiscard]] static Ciphertext from_record(View record) {
+        detail::require(record.size() >= head, "a ciphertext record has at least 100 bytes");
+        Ciphertext result(Bytes(record.begin(), record.end()));
+        detail::require(result.record().cipher_len == record.size() - head, "a ciphertext record of another length");
+        return result;
+    }
+    /// From 04, C1, C3 and C2 as one byte string, in either order. @throws Error when it is too short, too long, or
+    /// does not begin with 04.
+    [[nodiscard]] static Ciphertext from_raw(View raw, Order order = Order::c1c3c2) {
+        detail::require(raw.size() > 97 && raw.size() - 97 <= INT_MAX && raw[0] == 4, "not a raw ciphertext");
+        const std::size_t size = raw.size() - 97;
+        const View c3 = order == Order::c1c3c2 ? raw.subspan(65, 32) : raw.last(32);
+        const View c2 = order == Order::c1c3c2 ? raw.last(size) : raw.subspan(65, size);
+        Ciphertext result(Bytes(head + size));
+        std::copy_n(raw.begin() + 1, 64, result.record_.begin());
+        std::copy(c3.begin(), c3.end(), result.record_.begin() + 64);
+        result.mutable_record()->cipher_len = static_cast<unsigned int>(size);
+        std::copy(c2.begin(), c2.end(), result.record_.begin() + head);
+        return result;
+    }
+
+    /// 04, C1, C3 and C2 as one byte string, in either order.
+    [[nodiscard]] Bytes raw(Order order = Order::c1c3c2) const {
+        const bool c3_first = order == Order::c1c3c2;
+        Bytes result(97 + message_size());
+        result[0] = 4;
+        std::copy_n(record_.begin(), 64, result.begin() + 1);
+        std::copy_n(record_.begin() + 64, 32, c3_first ? result.begin() + 65 : result.end() - 32);
+        std::copy(record_.begin() + head, record_.end(), result.begin() + (c3_first ? 97 : 65));
+        return result;
+    }
+    /// All bytes of the record.
+    [[nodiscard]] View bytes() const noexcept { return record_; }
+    /// The record that the C entry points take.
+    [[nodiscard]] const Ulmaro_ECC_CIPHER_BLOB& record() const noexcept {
+        return *reinterpret_cast<const Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
+    }
+    /// Length of the message inside.
+    [[nodiscard]] std::size_t message_size() const noexcept { return record_.size() - head; }
+    /// Whether all bytes agree.
+    friend bool operator==(const Ciphertext&, const Ciphertext&) = default;
+
+private:
+    friend class Curve;
+    static constexpr std::size_t head = sizeof(Ulmaro_ECC_CIPHER_BLOB);
+    explicit Ciphertext(Bytes record) noexcept : record_(std::move(record)) {}
+    Ulmaro_ECC_CIPHER_BLOB* mutable_record() noexcept {
+        return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
+    }
+
+    Bytes record_;
+};
+
+/// An SM3 stream; GM/T 0004. A copy goes on by itself. Wiped when it goes.
+class Sm3 {
+public:
+    /// An empty stream.
+    Sm3() noexcept { SM3_Init(&context_.value); }
+    Sm3(const Sm3&) = default;
+    Sm3& operator=(const Sm3&) = default;
+
+    /// Absorbs bytes. Messages of 2^29 bytes and more have no standard digest here: see ::SM3_Update.
+    Sm3& update(View bytes) {
+        detail::in_pieces(bytes.size(),
+                          [&](std::size_t at, int size) { SM3_Update(&context_.value, bytes.data() + at, size); });
+        return *this;
+    }
+    /// The digest of what was absorbed; the stream is empty afterwards.
+    [[nodiscard]] Digest finish() {
+        std::array<unsigned char, 32> digest;
+        SM3_Final(&context_.value, digest.data());
+        SM3_Init(&context_.value);
+        return Digest(digest);
+    }
+    /// The digest of one byte string.
+    [[nodiscard]] static Digest hash(View bytes) { return Sm3().update(bytes).finish(); }
+
+private:
+    detail::Wiped<SM3_CTX> context_;
+};
+
+/// Fills `out` from a shared secret, which it may overlap; GM/T 0003.4 clause 5.4.3. @throws Error from 2^31 - 16
+/// bytes.
+inline void derive_key(View secret, std::span<unsigned char> out) {
+    detail::require(secret.size() < INT_MAX - 15 && out.size() < INT_MAX - 15, "too long for the key derivation");
+    SM2_KDF_ALGRITRHM(secret.data(), static_cast<int>(secret.size()), static_cast<int>(out.size()), out.data());
+}
+
+/// A key, or several in a row, from a shared secret: `derive_key<48>(secret)`.
+template <std::size_t Size>
+[[nodiscard]] std::array<unsigned char, Size> derive_key(View secret) {
+    std::array<unsigned char, Size> key;
+    derive_key(secret, key);
+    return key;
+}
+
+/// A curve, prepared, and what is done on it. Make one and keep it: preparing costs, using it does not.
+class Curve {
+public:
+    /// The recommended curve of GM/T 0003.5.
+    Curve() noexcept {
+        SM2_Get_Paramter(&parameters_, 0);
+        prepare();
+    }
+    /// Another curve. @throws Error when p is even, the order is below 2^224 or the base point is not on the curve;
+    /// that p and n are primes is not looked at.
+    explicit Curve(const ECCParameter_st& parameters) : parameters_(parameters) {
+        ECC_PUBLIC_KEY base;
+        std::copy_n(parameters.Gx, 32, base.x);
+        std::copy_n(parameters.Gy, 32, base.y);
+        detail::require((parameters.p[31] & 1) != 0 && !detail::all_zero(View(parameters.n).first(4)) &&
+                            SM2_POINT_is_on_curve(&parameters_, &base) == 1,
+                        "not the parameters of a usable curve");
+        prepare();
+    }
+
+    /// The parameter block.
+    [[nodiscard]] const ECCParameter_st& parameters() const noexcept { return parameters_; }
+
+    /// Draws a key pair.
+    [[nodiscard]] KeyPair generate() const {
+        ECC_PUBLIC_KEY public_key;
+        detail::Wiped<ECC_PRIVATE_KEY> private_key;
+        SM2_ECC_GenerateKeyPair(&prepared_, &public_key, &private_key.value);
+        detail::require(!detail::all_zero(private_key.value.d), "this curve allows no key");
+        return {PrivateKey(private_key.value.d), from_record<PublicKey>(public_key)};
+    }
+    /// The public key of a private one. @throws Error on any curve but the recommended one, for which there is no entry
+    /// point, and when d is a multiple of n.
+    [[nodiscard]] PublicKey public_key(const PrivateKey& key) const {
+        ECCParameter_st recommended;
+        SM2_Get_Paramter(&recommended, 0);
+        detail::require(memcmp(&recommended, &parameters_, sizeof recommended) == 0, "only on the recommended curve");
+        detail::Wiped<bignum_st> d;
+        for (std::size_t i = 0; i < 32; ++i) {
+            d.value.words[7 - i / 4] = d.value.words[7 - i / 4] << 8 | key.bytes()[i];
+        }
+        ECC_PUBLIC_KEY record;
+        SM2_CalcPubKeyByPriKey(&record, &d.value);
+        const PublicKey result = from_record<PublicKey>(record);
+        detail::require(!detail::all_zero(result.bytes()), "not a private key");
+        return result;
+    }
+    /// Whether a key is a point of the curve with coordinates below p. Ask it of every key from elsewhere.
+    [[nodiscard]] bool contains(const PublicKey& key) const {
+        const ECC_PUBLIC_KEY record = to_record<ECC_PUBLIC_KEY>(key);
+        return memcmp(record.x, parameters_.p, 32) < 0 && memcmp(record.y, parameters_.p, 32) < 0 &&
+               SM2_POINT_is_on_curve(&parameters_, &record) == 1;
+    }
+
+    /// Z, the digest of a signer's identity, the curve and the public key; GM/T 0003.2 clause 5.5.
+    /// @throws Error when the identity has more than 8191 bytes.
+    [[nodiscard]] Digest identity_digest(const PublicKey& key, std::string_view user_id = default_user_id) const {
+        detail::require(user_id.size() <= 8191, "a user identity has at most 8191 bytes");
+        const std::size_t bits = 8 * user_id.size();
+        const std::array<unsigned char, 2> length{static_cast<unsigned char>(bits >> 8),
+                                                  static_cast<unsigned char>(bits)};
+        Sm3 stream;
+        stream.update(length).update(bytes_of(user_id)).update(parameters_.a).update(parameters_.b);
+        return stream.update(parameters_.Gx).update(parameters_.Gy).update(key.bytes()).finish();
+    }
+    /// A stream that has absorbed Z: update it with a message of any length, finish it, and sign or verify the digest.
+    [[nodiscard]] Sm3 message_stream(const PublicKey& key, std::string_view user_id = default_user_id) const {
+        return Sm3().update(identity_digest(key, user_id).bytes());
+    }
+
+    /// Signs a message, Z included. @throws Error when the key is out of range, and as identity_digest().
+    [[nodiscard]] Signature sign(const KeyPair& key, View message, std::string_view user_id = default_user_id) const {
+        return sign_digest(key.private_key, message_stream(key.public_key, user_id).update(message).finish());
+    }
+    /// Signs e = SM3(Z || M). A digest of the message alone is not that. @throws Error when the key is out of range.
+    [[nodiscard]] Signature sign_digest(const PrivateKey& key, const Digest& e) const {
+        ECC_SIGNATURE record;
+        SM2_ECDSA_Signature(&prepared_, e.bytes().data(), &key.record(), &record);
+        const Signature result = from_record<Signature>(record);
+        detail::require(!detail::all_zero(result.bytes()), "this key allows no signature");
+        return result;
+    }
+    /// Whether a signature of a message is valid, Z included; false for a key that the curve does not contain().
+    [[nodiscard]] bool verify(const PublicKey& key, View message, const Signature& signature,
+                              std::string_view user_id = default_user_id) const {
+        return verify_digest(key, message_stream(key, user_id).update(message).finish(), signature);
+    }
+    /// Whether a signature of e = SM3(Z || M) is valid; false for a key that the curve does not contain().
+    [[nodiscard]] bool verify_digest(const PublicKey& key, const Digest& e, const Signature& signature) const {
+        if (!contains(key)) return false;
+        const ECC_PUBLIC_KEY key_record = to_record<ECC_PUBLIC_KEY>(key);
+        const auto record = to_record<ECC_SIGNATURE>(signature);
+        return SM2_ECDSA_Verification(&prepared_, e.bytes().data(), &key_record, &record) == 1;
+    }
+
+    /// Encrypts a message. @throws Error when it is empty (nobody could decrypt it) or longer than 2^31 - 65 bytes, or
+    /// when the curve does not contains() the key.
+    [[nodiscard]] Ciphertext encrypt(const PublicKey& key, View message) const {
+        detail::require(!message.empty() && message.size() <= INT_MAX - 64,
+                        "a message of this length has no ciphertext");
+        detail::require(contains(key), "not a public key of this curve");
+        const ECC_PUBLIC_KEY record = to_record<ECC_PUBLIC_KEY>(key);
+        Ciphertext result(Bytes(Ciphertext::head + message.size()));
+        SM2_ECES_Encryption(&prepared_, message.data(), static_cast<int>(message.size()), &record,
+                            result.mutable_record());
+        detail::require(!detail::all_zero(result.bytes().first(64)), "this key allows no encryption");
+        return result;
+    }
+    /// Decrypts. @throws Error when the ciphertext is not authentic, whatever the reason; no byte of it gets out.
+    [[nodiscard]] Bytes decrypt(const PrivateKey& key, const Ciphertext& ciphertext) const {
+        Bytes message(ciphertext.message_size());
+        if (SM2_ECES_Decryption(&prepared_, &ciphertext.record(), &key.record(), message.data()) != 1) {
+            if (!message.empty()) explicit_bzero(message.data(), message.size());
+            throw Error("the ciphertext is refused");
+        }
+        return message;
+    }
+
+private:
+    void prepare() noexcept { SM2_ECC_InitParameter(&parameters_, &prepared_); }
+
+    template <class Value, class Record>
+    static Value from_record(const Record& record) noexcept {
+        return Value(std::bit_cast<std::array<unsigned char, sizeof(Record)>>(record));
+    }
+    template <class Record, class Value>
+    static Record to_record(const Value& value) noexcept {
+        Record record;
+        memcpy(&record, value.bytes().data(), sizeof record);
+        return record;
+    }
+
+    ECCParameter_st parameters_{};
+    ec_group_st prepared_{};
+};
+
+/// An SM4 key, expanded once for both directions; GM/T 0002. Wiped when it goes.
+///
+/// In all modes `in` and `out` have the same length, and are the same memory or apart.
+class Sm4 {
+public:
+    /// Bytes in a block, a key and an iv.
+    static constexpr std::size_t block_size = 16;
+    /// The iv of a message; in the calls that take it by reference, what the next piece of a stream begins with.
+    using Iv = std::array<unsigned char, block_size>;
+
+    /// Expands a key.
+    explicit Sm4(std::span<const unsigned char, block_size> key) noexcept {
+        SM4_KEY_INIT(key.data(), block_size, schedule_.value.data(), ULMARO_SM4_SCHEDULE_WORDS);
+    }
+
+    /// ECB. Shows which blocks are equal: for single blocks, hardly ever for messages.
+    /// @throws Error when the lengths differ or are no multiple of 16; so do all modes without padding.
+    void ecb_encrypt(View in, std::span<unsigned char> out) const { ecb(SM4_X_ECB_EN_MODE, in, out); }
+    /// The inverse of ecb_encrypt().
+    void ecb_decrypt(View in, std::span<unsigned char> out) const { ecb(SM4_X_ECB_DE_MODE, in, out); }
+    /// CBC without padding. `chain` is the iv before the first piece of a stream and is carried on from piece to piece.
+    void cbc_encrypt(Iv& chain, View in, std::span<unsigned char> out) const {
+        check(in, out);
+        detail::in_pieces(in.size(), [&](std::size_t at, int size) {
+            SM4_X_CBC_EN_MODE(in.data() + at, size, schedule(), chain.data(), out.data() + at);
+            std::copy_n(out.data() + at + size - block_size, block_size, chain.begin());
+        });
+    }
+    /// The inverse of cbc_encrypt(); `chain` likewise.
+    void cbc_decrypt(Iv& chain, View in, std::span<unsigned char> out) const {
+        check(in, out);
+        detail::in_pieces(in.size(), [&](std::size_t at, int size) {
+            Iv next;
+            std::copy_n(in.data() + at + size - block_size, block_size, next.begin());
+            SM4_X_CBC_DE_MODE(in.data() + at, size, schedule(), chain.data(), out.data() + at);
+            chain = next;
+        });
+    }
+
+    /// CBC with PKCS#7 padding: 1 to 16 bytes longer than the message.
+    [[nodiscard]] Bytes cbc_encrypt_padded(const Iv& iv, View message) const {
+        const std::size_t padding = block_size - message.size() % block_size;
+        Bytes result(message.size() + padding, static_cast<unsigned char>(padding));
+        std::copy(message.begin(), message.end(), result.begin());
+        Iv chain = iv;
+        cbc_encrypt(chain, result, result);
+        return result;
+    }
+    /// Decrypts and removes the padding. @throws Error when the length is 0 or no multiple of 16, and, after the whole
+    /// was decrypted, when the padding is not that of PKCS#7.
+    ///
+    /// All 16 bytes that may be padding are looked at, whatever they hold, without a branch or an index on them, and
+    /// every wrong padding leaves in the same way. But *that* it was wrong shows, in the exception and in the time it
+    /// takes, and so does the length of a message that was accepted. Who may send many ciphertexts and sees which are
+    /// refused can decrypt with it: authenticate the ciphertext first, with a signature or a keyed digest.
+    [[nodiscard]] Bytes cbc_decrypt_padded(const Iv& iv, View ciphertext) const {
+        detail::require(!ciphertext.empty(), "an empty ciphertext has no padding");
+        Bytes result(ciphertext.size());
+        Iv chain = iv;
+        cbc_decrypt(chain, ciphertext, result);
+        const std::size_t padding = padding_of(std::span(result).last<block_size>());
+        if (padding == 0) {
+            explicit_bzero(result.data(), result.size());
+            throw Error("wrong padding");
+        }
+        result.erase(result.end() - static_cast<std::ptrdiff_t>(padding), result.end());
+        return result;
+    }
+
+private:
+    const unsigned int* schedule() const noexcept { return schedule_.value.data(); }
+
+    static void check(View in, std::span<unsigned char> out) {
+        detail::require(in.size() == out.size() && in.size() % block_size == 0,
+                        "SM4 works on whole blocks, from and to as many bytes");
+    }
+    void ecb(decltype(SM4_X_ECB_EN_MODE)* mode, View in, std::span<unsigned char> out) const {
+        check(in, out);
+        detail::in_pieces(in.size(),
+                          [&](std::size_t at, int size) { mode(in.data() + at, size, schedule(), out.data() + at); });
+    }
+    /// How many bytes the last block has too many, 0 when it does not say.
+    static std::size_t padding_of(std::span<const unsigned char, block_size> block) noexcept {
+        const unsigned int padding = block[block_size - 1];
+        unsigned int wrong = (padding - 1) >> 4;  // 0 for 1 to 16
+        for (unsigned int i = 0; i < block_size; ++i) {
+            const unsigned int is_padding = 0 - ((15 - i - padding) >> 31);  // all ones from byte 16 - padding on
+            wrong |= is_padding & (block[i] ^ padding);
+        }
+        return wrong == 0 ? padding : 0;
+    }
+
+    detail::Wiped<std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS>> schedule_;
+};
+
+}  // namespace ulmaro::algrithm
+
+#endif

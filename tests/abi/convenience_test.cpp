@@ -1,0 +1,293 @@
+// The C++ header over a shared library: published vectors, agreement with the C entry points, and what it refuses.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "UlmaroAlgrithm.hpp"
+#include "support/bytes.hpp"
+#include "support/curves.hpp"
+#include "support/printed.hpp"
+
+namespace ulmaro::algrithm {
+namespace {
+
+using test::from_hex;
+using test::pattern;
+using test::printed_by;
+using test::to_hex;
+
+static_assert(!std::is_copy_constructible_v<PrivateKey> && std::is_nothrow_move_constructible_v<PrivateKey>);
+static_assert(!std::is_convertible_v<Digest, Signature> && !std::is_constructible_v<Signature, PublicKey>);
+
+std::array<unsigned char, 16> block(std::string_view hex) {
+    std::array<unsigned char, 16> result{};
+    const Bytes bytes = from_hex(hex);
+    std::copy_n(bytes.begin(), 16, result.begin());
+    return result;
+}
+
+template <class Value>
+Value value(std::string_view hex) {
+    return Value::from(from_hex(hex));
+}
+
+PrivateKey private_key(std::string_view hex) { return PrivateKey(View(from_hex(hex)).first<32>()); }
+
+const auto kKey = block("0123456789abcdeffedcba9876543210");
+const Sm4::Iv kIv = block("3c59270ea144d8906bf31d72c5880ae6");
+
+// GM/T 0003.5, annexes A and C.
+constexpr const char* kD = "3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8";
+constexpr const char* kPoint =
+    "09f9df311e5421a150dd7d161e4bc5c672179fad1833fc076bb08ff356f35020"
+    "ccea490ce26775a52dc6ea718cc1aa600aed05fbf35e084a6632f6072da9ad13";
+constexpr const char* kC1 =
+    "04"
+    "04ebfc718e8d1798620432268e77feb6415e2ede0e073c0f4f640ecd2e149a73"
+    "e858f9d81e5430a57b36daab8f950a3c64e6ee6a63094d99283aff767e124df0";
+constexpr const char* kC2 = "21886ca989ca9c7d58087307ca93092d651efa";
+constexpr const char* kC3 = "59983c18f809e262923c53aec295d30383b54e39d609d160afcb1908d0bd8766";
+
+TEST(ConvenienceSm3, VectorsStreamsAndKeyDerivation) {
+    EXPECT_EQ(to_hex(Sm3::hash(bytes_of("abc")).bytes()),
+              "66c7f0f462eeedd9d1f2d46bdc10e4e24167c4875cf2f7a2297da02b8f4ba8e0");
+    const Bytes message = pattern(200);
+    Sm3 stream;
+    stream.update(View(message).first(70));
+    Sm3 fork = stream;
+    EXPECT_EQ(stream.update(View(message).subspan(70)).finish(), Sm3::hash(message));
+    EXPECT_EQ(fork.finish(), Sm3::hash(View(message).first(70)));
+    EXPECT_EQ(stream.update(bytes_of("abc")).finish(), Sm3::hash(bytes_of("abc"))) << "finished streams are empty";
+
+    Bytes counted = message;
+    counted.insert(counted.end(), {0, 0, 0, 1});
+    EXPECT_EQ(to_hex(derive_key<32>(message)), to_hex(Sm3::hash(counted).bytes()));
+    EXPECT_EQ(to_hex(derive_key<32>({})), to_hex(Sm3::hash(View(counted).last(4)).bytes()));
+    Bytes expected(77);
+    SM2_KDF_ALGRITRHM(message.data(), 200, 77, expected.data());
+    EXPECT_EQ(to_hex(derive_key<77>(message)), to_hex(expected));
+}
+
+TEST(ConvenienceSm2, StandardExamples) {
+    const Curve curve;
+    const PrivateKey d = private_key(kD);
+    const auto key = value<PublicKey>(kPoint);
+    EXPECT_EQ(curve.public_key(d), key);
+    EXPECT_EQ(to_hex(curve.identity_digest(key).bytes()),
+              "b2e14c5c79c6df5b85f4fe7ed8db7a262b9da7e07ccb0ea9f4747b8ccda8a4f3");
+    const auto signature = value<Signature>(
+        "f5a03b0648d2c4630eeac513e1bb81a15944da3827d5b74143ac7eaceee720b3"
+        "b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa");
+    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), signature));
+    EXPECT_TRUE(curve.verify_digest(
+        key, value<Digest>("f0b43e94ba45accaace692ed534382eb17e6ab5a19ce7b31f4486fdfc0d28640"), signature));
+
+    const std::string newer = std::string(kC1) + kC3 + kC2;
+    const std::string older = std::string(kC1) + kC2 + kC3;
+    const Ciphertext ciphertext = Ciphertext::from_raw(from_hex(newer));
+    EXPECT_EQ(Ciphertext::from_raw(from_hex(older), Ciphertext::Order::c1c2c3), ciphertext);
+    EXPECT_EQ(to_hex(ciphertext.raw()), newer);
+    EXPECT_EQ(to_hex(ciphertext.raw(Ciphertext::Order::c1c2c3)), older);
+    EXPECT_EQ(Ciphertext::from_record(ciphertext.bytes()), ciphertext);
+    EXPECT_EQ(to_hex(curve.decrypt(d, ciphertext)), to_hex(bytes_of("encryption standard")));
+}
+
+// GM/T 0003.2 annex A: another curve and another identity.
+TEST(ConvenienceSm2, AnotherCurveAndIdentity) {
+    const Curve curve(test::parameters(test::kExample));
+    const auto key = value<PublicKey>(
+        "0ae4c7798aa0f119471bee11825be46202bb79e2a5844495e97c04ff4df2548a"
+        "7c0240f88f1cd4e16352a73c17b7f16f07353e53a176d684a9fe0c6bb798e857");
+    EXPECT_TRUE(curve.contains(key));
+    EXPECT_FALSE(Curve().contains(key));
+    const auto signature = value<Signature>(
+        "40f1ec59f793d9f49e09dcef49130d4194f79fb1eed2caa55bacdb49c4e755d1"
+        "6fc6dac32c5d5cf10c77dfb20f7c2eb667a457872fb09ec56327a67ec7deebe7");
+    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), signature, "ALICE123@YAHOO.COM"));
+    EXPECT_EQ(printed_by([&] { EXPECT_FALSE(curve.verify(key, bytes_of("message digest"), signature)); }).substr(0, 14),
+              "cmp different!");
+    EXPECT_THROW(static_cast<void>(curve.public_key(private_key(kD))), Error);
+    const KeyPair pair = curve.generate();
+    EXPECT_TRUE(curve.verify(pair.public_key, bytes_of("m"), curve.sign(pair, bytes_of("m"))));
+    EXPECT_EQ(curve.decrypt(pair.private_key, curve.encrypt(pair.public_key, bytes_of("m"))), Bytes{'m'});
+}
+
+TEST(ConvenienceSm2, RoundTripsAndAgreesWithTheEntryPoints) {
+    const Curve curve;
+    const KeyPair pair = curve.generate();
+    EXPECT_EQ(curve.public_key(pair.private_key), pair.public_key);
+    ECC_PUBLIC_KEY record;
+    memcpy(&record, pair.public_key.bytes().data(), sizeof record);
+    std::array<unsigned char, 32> z;
+    ASSERT_EQ(SM3_algrithm_userid_hash(&record, &curve.parameters(), z.data()), 0);
+    EXPECT_EQ(curve.identity_digest(pair.public_key), Digest(z));
+
+    const Bytes message = pattern(1000);
+    const Signature signature = curve.sign(pair, message);
+    EXPECT_TRUE(curve.verify(pair.public_key, message, signature));
+    const Digest e = curve.message_stream(pair.public_key).update(message).finish();
+    EXPECT_TRUE(curve.verify_digest(pair.public_key, e, signature));
+    EXPECT_TRUE(curve.verify_digest(pair.public_key, e, curve.sign_digest(pair.private_key, e)));
+    EXPECT_NE(curve.sign(pair, message, "another"), signature);
+    EXPECT_NE(printed_by([&] { EXPECT_FALSE(curve.verify_digest(pair.public_key, Sm3::hash(message), signature)); }),
+              "");
+    EXPECT_EQ(curve.decrypt(pair.private_key, curve.encrypt(pair.public_key, message)), message);
+}
+
+TEST(ConvenienceSm2, Refusals) {
+    const Curve curve;
+    const KeyPair pair = curve.generate();
+    const Digest e;
+    for (const char* d : {"0000000000000000000000000000000000000000000000000000000000000000",
+                          "fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54122"}) {
+        EXPECT_THROW(static_cast<void>(curve.sign_digest(private_key(d), e)), Error) << d;
+    }
+    EXPECT_THROW(static_cast<void>(curve.public_key(private_key(test::kRecommended.n))), Error);
+    EXPECT_THROW(static_cast<void>(curve.encrypt(pair.public_key, {})), Error);
+    EXPECT_THROW(static_cast<void>(curve.encrypt(PublicKey(), bytes_of("m"))), Error);
+    EXPECT_THROW(static_cast<void>(curve.identity_digest(pair.public_key, std::string(8192, 'x'))), Error);
+    EXPECT_NO_THROW(static_cast<void>(curve.identity_digest(pair.public_key, std::string(8191, 'x'))));
+    EXPECT_FALSE(curve.verify_digest(PublicKey(), e, Signature()));
+
+    // A point whose x has a second spelling, x + p: on the curve for the C entry point, but not a key.
+    ECCParameter_st p256 = test::parameters(test::kCurves[2]);
+    const auto near = value<PublicKey>(
+        "000000000000000000000000000000000000000000000000000000000000000066485c780e2f83d72433bd5d84a06bb6541c2af31dae87"
+        "1728bf856a174f93f4");
+    auto far = near;
+    memcpy(const_cast<unsigned char*>(far.bytes().data()), p256.p, 32);
+    EXPECT_TRUE(Curve(p256).contains(near));
+    EXPECT_FALSE(Curve(p256).contains(far));
+
+    const Ciphertext good = curve.encrypt(pair.public_key, bytes_of("a message"));
+    for (const std::size_t at : {std::size_t{0}, std::size_t{64}, std::size_t{100}}) {
+        Bytes bad(good.bytes().begin(), good.bytes().end());
+        bad[at] ^= 1;
+        const Ciphertext changed = Ciphertext::from_record(bad);
+        EXPECT_NE(printed_by([&] { EXPECT_THROW(static_cast<void>(curve.decrypt(pair.private_key, changed)), Error); }),
+                  "");
+    }
+    const Ciphertext empty = Ciphertext::from_record(Bytes(100));
+    EXPECT_NE(printed_by([&] { EXPECT_THROW(static_cast<void>(curve.decrypt(pair.private_key, empty)), Error); }), "");
+    Bytes shortened(good.bytes().begin(), good.bytes().end() - 1);
+    EXPECT_THROW(static_cast<void>(Ciphertext::from_record(shortened)), Error);
+    EXPECT_THROW(static_cast<void>(Ciphertext::from_record(View(shortened).first(99))), Error);
+    Bytes raw = good.raw();
+    EXPECT_THROW(static_cast<void>(Ciphertext::from_raw(View(raw).first(97))), Error);
+    raw[0] = 2;
+    EXPECT_THROW(static_cast<void>(Ciphertext::from_raw(raw)), Error);
+    EXPECT_THROW(static_cast<void>(PublicKey::from(from_hex("04" + std::string(128, '1')))), Error);
+}
+
+TEST(ConvenienceSm2, UnusableCurves) {
+    const ECCParameter_st good = test::parameters(test::kRecommended);
+    for (const auto& [at, text] : {std::pair{31, "even p"}, {127, "base point off the curve"}}) {
+        ECCParameter_st bad = good;
+        reinterpret_cast<unsigned char*>(&bad)[at] ^= 1;
+        EXPECT_THROW(Curve{bad}, Error) << text;
+    }
+    ECCParameter_st small = good;
+    std::fill_n(small.n, 4, static_cast<unsigned char>(0));
+    EXPECT_THROW(Curve{small}, Error);
+    EXPECT_THROW(Curve{ECCParameter_st{}}, Error);
+}
+
+TEST(ConvenienceSm4, ModesAgreeWithTheEntryPointsAndStreamsGoOn) {
+    const Sm4 cipher(kKey);
+    std::array<unsigned char, 16> single = kKey;
+    cipher.ecb_encrypt(single, single);
+    EXPECT_EQ(to_hex(single), "681edf34d206965e86b3e94f536e4246");
+    cipher.ecb_decrypt(single, single);
+    EXPECT_EQ(single, kKey);
+
+    const Bytes message = pattern(160);
+    Bytes whole(160);
+    SM4_X_CBC_EN_MODE_EX(message.data(), 160, kKey.data(), kIv.data(), whole.data());
+    for (std::size_t cut = 0; cut <= 160; cut += 16) {
+        Bytes text = message;
+        const std::span first = std::span(text).first(cut), second = std::span(text).subspan(cut);
+        Sm4::Iv chain = kIv;
+        cipher.cbc_encrypt(chain, first, first);
+        cipher.cbc_encrypt(chain, second, second);
+        EXPECT_EQ(text, whole) << cut;
+        chain = kIv;
+        cipher.cbc_decrypt(chain, first, first);
+        cipher.cbc_decrypt(chain, second, second);
+        EXPECT_EQ(text, message) << cut;
+    }
+    Bytes out(17);
+    Sm4::Iv chain = kIv;
+    EXPECT_THROW(cipher.cbc_encrypt(chain, message, out), Error);
+    EXPECT_THROW(cipher.cbc_decrypt(chain, out, out), Error);
+    EXPECT_THROW(cipher.ecb_encrypt(out, out), Error);
+    EXPECT_EQ(chain, kIv);
+}
+
+TEST(ConvenienceSm4, PaddingIsPutOnAndOnlyTheRightOneTakenOff) {
+    const Sm4 cipher(kKey);
+    for (std::size_t size = 0; size <= 48; ++size) {
+        const Bytes message = pattern(size);
+        const Bytes ciphertext = cipher.cbc_encrypt_padded(kIv, message);
+        EXPECT_EQ(ciphertext.size(), size / 16 * 16 + 16);
+        Bytes padded(ciphertext.size());
+        SM4_X_CBC_DE_MODE_EX(ciphertext.data(), static_cast<int>(ciphertext.size()), kKey.data(), kIv.data(),
+                             padded.data());
+        Bytes expected = message;
+        expected.resize(padded.size(), static_cast<unsigned char>(padded.size() - size));
+        EXPECT_EQ(padded, expected);
+        EXPECT_EQ(cipher.cbc_decrypt_padded(kIv, ciphertext), message);
+        EXPECT_THROW(static_cast<void>(cipher.cbc_decrypt_padded(kIv, View(ciphertext).subspan(1))), Error);
+    }
+    EXPECT_THROW(static_cast<void>(cipher.cbc_decrypt_padded(kIv, {})), Error);
+
+    // Every last byte, over padding that is right for it (as far as there can be one), and with each byte wrong.
+    for (unsigned last = 0; last < 256; ++last) {
+        for (unsigned wrong = 0; wrong <= 16; ++wrong) {  // 16: none
+            Bytes two(32, 0xa5);
+            for (unsigned i = 31; i >= 32 - std::min(last, 16U) && i >= 16; --i)
+                two[i] = static_cast<unsigned char>(last);
+            two[31] = static_cast<unsigned char>(last);
+            if (wrong < 15) two[16 + wrong] ^= 0x40;
+            const bool harmless = wrong >= 15 || wrong < 16 - std::min(last, 16U);
+            const bool valid = last >= 1 && last <= 16 && harmless;
+            Sm4::Iv chain = kIv;
+            const Bytes plain = two;
+            cipher.cbc_encrypt(chain, two, two);
+            if (valid) {
+                EXPECT_EQ(cipher.cbc_decrypt_padded(kIv, two), Bytes(plain.begin(), plain.end() - last));
+            } else {
+                EXPECT_THROW(static_cast<void>(cipher.cbc_decrypt_padded(kIv, two)), Error) << last << ' ' << wrong;
+            }
+        }
+    }
+}
+
+/// What is left in memory of an object after its end.
+template <class Object, class Make>
+Bytes remains_of(Make&& make) {
+    alignas(Object) static std::array<unsigned char, sizeof(Object)> room;
+    room.fill(0xee);
+    std::destroy_at(make(room.data()));
+    return {room.begin(), room.end()};
+}
+
+TEST(Convenience, SecretsAreWiped) {
+    const Bytes d = from_hex(kD);
+    EXPECT_EQ(remains_of<PrivateKey>([&](void* at) { return new (at) PrivateKey(View(d).first<32>()); }), Bytes(32));
+    EXPECT_EQ(remains_of<Sm4>([&](void* at) { return new (at) Sm4(kKey); }), Bytes(sizeof(Sm4)));
+    EXPECT_EQ(remains_of<Sm3>([&](void* at) {
+                  auto* stream = new (at) Sm3;
+                  stream->update(d);
+                  return stream;
+              }),
+              Bytes(sizeof(Sm3)));
+    PrivateKey from = private_key(kD);
+    const PrivateKey to = std::move(from);
+    EXPECT_EQ(to_hex(to.bytes()), kD);
+    EXPECT_EQ(to_hex(from.bytes()), std::string(64, '0'));  // NOLINT(bugprone-use-after-move): that is the promise
+}
+
+}  // namespace
+}  // namespace ulmaro::algrithm
