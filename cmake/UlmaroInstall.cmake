@@ -1,4 +1,4 @@
-# What `cmake --install` places: libraries, headers, the CMake package, the pkg-config files.
+# What `cmake --install` places: libraries, headers, the Python module, the CMake package, the pkg-config files.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/UlmaroAlgrithm)
@@ -9,6 +9,8 @@ install(
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
 install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithm.hpp include/UlmaroAlgrithmInternals.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(FILES bindings/python/ulmaro_algrithm.py DESTINATION ${CMAKE_INSTALL_DATADIR}/UlmaroAlgrithm/python
+        COMPONENT development)
 install(
   EXPORT UlmaroAlgrithmTargets
   NAMESPACE Ulmaro::

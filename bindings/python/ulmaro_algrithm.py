@@ -1,0 +1,430 @@
+"""SM2, SM3 and SM4 from libUlmaroAlgrithm, for scripts and test benches.
+
+One file on top of ctypes: copy it where it is needed. The library is looked for
+
+1. where the environment variable ULMARO_ALGRITHM_LIBRARY says, and nowhere else when it is set;
+2. beside this file;
+3. where the dynamic linker looks;
+
+the hardened library before the plain one, whose keys can be guessed. Values are `bytes`, laid out as the C header
+says: numbers big-endian in 32 bytes, a public key x || y, a signature r || s, a ciphertext the record C1, C3, length,
+C2. What cannot be done, or is refused, raises `Error`. A refused signature or ciphertext also prints one line on the
+standard output of the process; that is the library's way.
+
+Python keeps copies of what it handles, so keys stay in memory until they are overwritten by chance.
+
+    >>> sm3(b"abc").hex()
+    '66c7f0f462eeedd9d1f2d46bdc10e4e24167c4875cf2f7a2297da02b8f4ba8e0'
+    >>> curve = Curve()
+    >>> keys = curve.generate()
+    >>> curve.verify(keys.public, b"message", curve.sign(keys, b"message"))
+    True
+"""
+
+from __future__ import annotations
+
+import ctypes
+import functools
+import os
+from typing import Callable, List, NamedTuple, Optional, Tuple, Union
+
+__all__ = [
+    "Curve",
+    "DEFAULT_USER_ID",
+    "Error",
+    "KeyPair",
+    "Sm3",
+    "Sm4",
+    "ciphertext_from_der",
+    "ciphertext_from_raw",
+    "ciphertext_to_der",
+    "ciphertext_to_raw",
+    "derive_key",
+    "library_path",
+    "pad",
+    "signature_from_der",
+    "signature_to_der",
+    "sm3",
+    "unpad",
+]
+
+Data = Union[bytes, bytearray, memoryview]
+DEFAULT_USER_ID = b"1234567812345678"
+
+_NAMES = ("libUlmaroAlgrithmHardened.so", "libUlmaroAlgrithm.so")
+_PIECE = 1 << 30  # the library counts in int
+_HEAD = 100  # bytes of a ciphertext record before C2
+
+
+class Error(ValueError):
+    """A value that cannot be, or that the library refuses."""
+
+
+def _prototypes() -> List[Tuple[str, bool, List[object]]]:
+    """Name, whether there is a result, argument types. Input bytes are never written to."""
+    data, room, count = ctypes.c_char_p, ctypes.c_void_p, ctypes.c_int
+    return [
+        ("SM3_Init", False, [room]),
+        ("SM3_Update", False, [room, data, count]),
+        ("SM3_Final", False, [room, room]),
+        ("SM2_KDF_ALGRITRHM", False, [data, count, count, room]),
+        ("SM4_KEY_INIT", True, [data, count, room, count]),
+        ("SM4_X_ECB_EN_MODE", False, [data, count, room, room]),
+        ("SM4_X_ECB_DE_MODE", False, [data, count, room, room]),
+        ("SM4_X_CBC_EN_MODE", False, [data, count, room, data, room]),
+        ("SM4_X_CBC_DE_MODE", False, [data, count, room, data, room]),
+        ("SM2_Get_Paramter", True, [room, count]),
+        ("SM2_ECC_InitParameter", True, [data, room]),
+        ("SM2_ECC_GenerateKeyPair", True, [room, room, room]),
+        ("SM2_CalcPubKeyByPriKey", True, [room, room]),
+        ("SM2_POINT_is_on_curve", True, [data, data]),
+        ("SM2_ECDSA_Signature", True, [room, data, data, room]),
+        ("SM2_ECDSA_Verification", True, [room, data, data, data]),
+        ("SM2_ECES_Encryption", True, [room, data, count, data, room]),
+        ("SM2_ECES_Decryption", True, [room, data, data, room]),
+    ]
+
+
+def _candidates() -> List[str]:
+    named = os.environ.get("ULMARO_ALGRITHM_LIBRARY")
+    if named:
+        return [named]
+    here = os.path.dirname(os.path.abspath(__file__))
+    beside = [path for path in (os.path.join(here, name) for name in _NAMES) if os.path.exists(path)]
+    return beside + list(_NAMES)
+
+
+@functools.lru_cache(maxsize=None)
+def _library() -> ctypes.CDLL:
+    reasons = []
+    for path in _candidates():
+        try:
+            library = ctypes.CDLL(path)
+        except OSError as reason:
+            reasons.append(str(reason))
+            continue
+        for name, has_result, arguments in _prototypes():
+            function = getattr(library, name)
+            function.argtypes = arguments
+            function.restype = ctypes.c_int if has_result else None
+        return library
+    raise OSError("libUlmaroAlgrithm was not found: " + "; ".join(reasons))
+
+
+def library_path() -> str:
+    """The name by which the library was found; finds it."""
+    return _library()._name
+
+
+def _exactly(value: Data, size: int, what: str) -> bytes:
+    if len(value) != size:
+        raise Error(f"{what} has {size} bytes, not {len(value)}")
+    return bytes(value)
+
+
+def _words(size: int) -> "ctypes.Array[ctypes.c_uint]":
+    """Aligned room for a record of words."""
+    return (ctypes.c_uint * (size // 4))()
+
+
+class Sm3:
+    """An SM3 stream, used as those of hashlib are."""
+
+    digest_size = 32
+    block_size = 64
+    name = "sm3"
+
+    def __init__(self, data: Data = b"") -> None:
+        self._context = _words(360)
+        _library().SM3_Init(self._context)
+        self.update(data)
+
+    def update(self, data: Data) -> None:
+        """Absorbs bytes. Messages of 2^29 bytes and more have no standard digest here."""
+        for start in range(0, len(data), _PIECE):
+            piece = bytes(data[start : start + _PIECE])
+            _library().SM3_Update(self._context, piece, len(piece))
+
+    def copy(self) -> "Sm3":
+        """Another stream that goes on from here."""
+        other = Sm3()
+        ctypes.memmove(other._context, self._context, ctypes.sizeof(self._context))
+        return other
+
+    def digest(self) -> bytes:
+        """The digest of what was absorbed so far; the stream may go on."""
+        out = ctypes.create_string_buffer(32)
+        _library().SM3_Final(self.copy()._context, out)
+        return out.raw
+
+    def hexdigest(self) -> str:
+        return self.digest().hex()
+
+
+def sm3(data: Data) -> bytes:
+    """The digest of a byte string."""
+    return Sm3(data).digest()
+
+
+def derive_key(secret: Data, size: int) -> bytes:
+    """`size` bytes from a shared secret."""
+    if not 0 <= size < _PIECE or len(secret) >= _PIECE:
+        raise Error("a length that the key derivation does not take")
+    out = ctypes.create_string_buffer(max(size, 1))
+    _library().SM2_KDF_ALGRITRHM(bytes(secret), len(secret), size, out)
+    return out.raw[:size]
+
+
+def pad(data: Data) -> bytes:
+    """PKCS#7: 1 to 16 bytes, each holding their number."""
+    count = 16 - len(data) % 16
+    return bytes(data) + bytes([count]) * count
+
+
+def unpad(data: Data) -> bytes:
+    """Removes what pad() added. Tell no stranger whether that worked: authenticate before decrypting."""
+    count = data[-1] if len(data) > 0 and len(data) % 16 == 0 else 0
+    if not 1 <= count <= 16 or bytes(data[-count:]) != bytes([count]) * count:
+        raise Error("wrong padding")
+    return bytes(data[:-count])
+
+
+class Sm4:
+    """An SM4 key for both directions. Lengths are multiples of 16: see pad()."""
+
+    def __init__(self, key: Data) -> None:
+        self._schedule = _words(128)
+        _library().SM4_KEY_INIT(_exactly(key, 16, "an SM4 key"), 16, self._schedule, 32)
+
+    def ecb_encrypt(self, data: Data) -> bytes:
+        return self._run(_library().SM4_X_ECB_EN_MODE, data)
+
+    def ecb_decrypt(self, data: Data) -> bytes:
+        return self._run(_library().SM4_X_ECB_DE_MODE, data)
+
+    def cbc_encrypt(self, iv: Data, data: Data) -> bytes:
+        """To go on with a stream pass the last 16 bytes of the result as the next iv."""
+        return self._run(_library().SM4_X_CBC_EN_MODE, data, _exactly(iv, 16, "an iv"))
+
+    def cbc_decrypt(self, iv: Data, data: Data) -> bytes:
+        """To go on with a stream pass the last 16 bytes of this ciphertext as the next iv."""
+        return self._run(_library().SM4_X_CBC_DE_MODE, data, _exactly(iv, 16, "an iv"))
+
+    def _run(self, mode: Callable[..., None], data: Data, *iv: bytes) -> bytes:
+        if len(data) % 16 != 0 or len(data) > _PIECE:
+            raise Error("SM4 works on whole blocks of 16 bytes, and on 1 GiB at a time")
+        out = ctypes.create_string_buffer(max(len(data), 1))
+        mode(bytes(data), len(data), self._schedule, *iv, out)
+        return out.raw[: len(data)]
+
+
+class KeyPair(NamedTuple):
+    """The scalar d, 32 bytes, and the point x || y, 64 bytes."""
+
+    private: bytes
+    public: bytes
+
+    def __repr__(self) -> str:
+        return f"KeyPair(private=..., public={self.public!r})"
+
+
+class Curve:
+    """A prepared curve: the recommended one, or that of a block of 192 bytes (p, a, b, Gx, Gy, n)."""
+
+    def __init__(self, parameters: Optional[Data] = None) -> None:
+        recommended = ctypes.create_string_buffer(192)
+        _library().SM2_Get_Paramter(recommended, 0)
+        self.parameters = recommended.raw if parameters is None else _exactly(parameters, 192, "a parameter block")
+        self._recommended = self.parameters == recommended.raw
+        odd = self.parameters[31] & 1
+        if not odd or not any(self.parameters[160:164]) or not self.contains(self.parameters[96:160]):
+            raise Error("not the parameters of a usable curve")
+        self._group = _words(416)
+        _library().SM2_ECC_InitParameter(self.parameters, self._group)
+
+    def generate(self) -> KeyPair:
+        """Draws a key pair. Keys of the plain library can be guessed."""
+        public, private = ctypes.create_string_buffer(64), ctypes.create_string_buffer(32)
+        _library().SM2_ECC_GenerateKeyPair(self._group, public, private)
+        return KeyPair(private.raw, public.raw)
+
+    def key_pair(self, private: Data) -> KeyPair:
+        """The pair of a private key, on the recommended curve."""
+        scalar = _exactly(private, 32, "a private key")
+        if not self._recommended:
+            raise Error("only on the recommended curve")
+        words, public = _words(40), ctypes.create_string_buffer(64)
+        for i in range(8):
+            words[i] = int.from_bytes(scalar[28 - 4 * i : 32 - 4 * i], "big")
+        _library().SM2_CalcPubKeyByPriKey(public, words)
+        if not any(public.raw):
+            raise Error("not a private key")
+        return KeyPair(scalar, public.raw)
+
+    def contains(self, public: Data) -> bool:
+        """Whether a public key is a point of the curve, with coordinates below p. Ask it of keys from elsewhere."""
+        key = _exactly(public, 64, "a public key")
+        p = self.parameters[:32]
+        on_curve: int = _library().SM2_POINT_is_on_curve(self.parameters, key)
+        return key[:32] < p and key[32:] < p and on_curve == 1
+
+    def identity_digest(self, public: Data, user_id: Data = DEFAULT_USER_ID) -> bytes:
+        """Z, which binds the signer's identity, the curve and the public key."""
+        if len(user_id) > 8191:
+            raise Error("a user identity has at most 8191 bytes")
+        key = _exactly(public, 64, "a public key")
+        return sm3((8 * len(user_id)).to_bytes(2, "big") + bytes(user_id) + self.parameters[32:160] + key)
+
+    def message_stream(self, public: Data, user_id: Data = DEFAULT_USER_ID) -> Sm3:
+        """A stream that has absorbed Z: update() it with a message and sign or verify its digest()."""
+        return Sm3(self.identity_digest(public, user_id))
+
+    def sign(self, keys: KeyPair, message: Data, user_id: Data = DEFAULT_USER_ID) -> bytes:
+        """r || s over SM3(Z || message)."""
+        stream = self.message_stream(keys.public, user_id)
+        stream.update(message)
+        return self.sign_digest(keys.private, stream.digest())
+
+    def sign_digest(self, private: Data, e: Data) -> bytes:
+        """r || s over e, which is SM3(Z || message) and not a digest of the message alone."""
+        signature = ctypes.create_string_buffer(64)
+        key = _exactly(private, 32, "a private key")
+        _library().SM2_ECDSA_Signature(self._group, _exactly(e, 32, "a digest"), key, signature)
+        if not any(signature.raw):
+            raise Error("this key allows no signature")
+        return signature.raw
+
+    def verify(self, public: Data, message: Data, signature: Data, user_id: Data = DEFAULT_USER_ID) -> bool:
+        """Whether r || s is valid for SM3(Z || message)."""
+        stream = self.message_stream(public, user_id)
+        stream.update(message)
+        return self.verify_digest(public, stream.digest(), signature)
+
+    def verify_digest(self, public: Data, e: Data, signature: Data) -> bool:
+        """Whether r || s is valid for e = SM3(Z || message)."""
+        arguments = (_exactly(e, 32, "a digest"), bytes(public), _exactly(signature, 64, "a signature"))
+        if not self.contains(public):
+            return False
+        verdict: int = _library().SM2_ECDSA_Verification(self._group, *arguments)
+        return verdict == 1
+
+    def encrypt(self, public: Data, message: Data) -> bytes:
+        """A ciphertext record, 100 bytes longer than the message."""
+        if not 0 < len(message) < _PIECE:
+            raise Error("a message of this length has no ciphertext")
+        if not self.contains(public):
+            raise Error("not a public key of this curve")
+        record = ctypes.create_string_buffer(_HEAD + len(message))
+        _library().SM2_ECES_Encryption(self._group, bytes(message), len(message), bytes(public), record)
+        return record.raw
+
+    def decrypt(self, private: Data, record: Data) -> bytes:
+        """The message in a ciphertext record."""
+        size = len(_check_record(record)) - _HEAD
+        plain = ctypes.create_string_buffer(max(size, 1))
+        key = _exactly(private, 32, "a private key")
+        if _library().SM2_ECES_Decryption(self._group, bytes(record), key, plain) != 1:
+            raise Error("the ciphertext is refused")
+        return plain.raw[:size]
+
+
+def _check_record(record: Data) -> Data:
+    if len(record) < _HEAD or int.from_bytes(record[96:_HEAD], "little") != len(record) - _HEAD:
+        raise Error("not a ciphertext record")
+    return record
+
+
+def _make_record(c1: bytes, c3: bytes, c2: bytes) -> bytes:
+    return c1 + c3 + len(c2).to_bytes(4, "little") + c2
+
+
+def ciphertext_to_raw(record: Data, order: str = "C1C3C2") -> bytes:
+    """04 and the parts of a record in one of the two orders, "C1C3C2" or "C1C2C3"."""
+    record = bytes(_check_record(record))
+    c3, c2 = record[64:96], record[_HEAD:]
+    return b"\x04" + record[:64] + (c2 + c3 if _is_older(order) else c3 + c2)
+
+
+def ciphertext_from_raw(raw: Data, order: str = "C1C3C2") -> bytes:
+    """The record of what ciphertext_to_raw() makes."""
+    raw = bytes(raw)
+    if len(raw) <= 97 or raw[0] != 4:
+        raise Error("not a raw ciphertext")
+    if _is_older(order):
+        return _make_record(raw[1:65], raw[-32:], raw[65:-32])
+    return _make_record(raw[1:65], raw[65:97], raw[97:])
+
+
+def _is_older(order: str) -> bool:
+    if order not in ("C1C3C2", "C1C2C3"):
+        raise Error("the order is C1C3C2 or C1C2C3")
+    return order == "C1C2C3"
+
+
+def signature_to_der(signature: Data) -> bytes:
+    """SEQUENCE of the INTEGERs r and s."""
+    signature = _exactly(signature, 64, "a signature")
+    return _tlv(0x30, _integer(signature[:32]) + _integer(signature[32:]))
+
+
+def signature_from_der(der: Data) -> bytes:
+    """r || s from their shortest DER form; anything else raises."""
+    r, s = _sequence(bytes(der), (0x02, 0x02))
+    return _number(r) + _number(s)
+
+
+def ciphertext_to_der(record: Data) -> bytes:
+    """SEQUENCE of the INTEGERs x and y and the OCTET STRINGs C3 and C2."""
+    record = bytes(_check_record(record))
+    point = _integer(record[:32]) + _integer(record[32:64])
+    return _tlv(0x30, point + _tlv(0x04, record[64:96]) + _tlv(0x04, record[_HEAD:]))
+
+
+def ciphertext_from_der(der: Data) -> bytes:
+    """A record from the DER form; anything that is not DER raises."""
+    x, y, c3, c2 = _sequence(bytes(der), (0x02, 0x02, 0x04, 0x04))
+    return _make_record(_number(x) + _number(y), _exactly(c3, 32, "C3"), c2)
+
+
+def _tlv(tag: int, content: bytes) -> bytes:
+    size = len(content)
+    length = bytes([size]) if size < 128 else size.to_bytes((size.bit_length() + 7) // 8, "big")
+    return bytes([tag]) + (length if size < 128 else bytes([0x80 | len(length)]) + length) + content
+
+
+def _integer(number: bytes) -> bytes:
+    digits = number.lstrip(b"\x00") or b"\x00"
+    return _tlv(0x02, b"\x00" * (digits[0] >> 7) + digits)
+
+
+def _number(content: bytes) -> bytes:
+    value = int.from_bytes(content, "big")
+    if value >> 256 or _integer(content)[2:] != content:
+        raise Error("not a number of 32 bytes in DER")
+    return value.to_bytes(32, "big")
+
+
+def _sequence(der: bytes, tags: Tuple[int, ...]) -> List[bytes]:
+    """The contents of the elements of the only SEQUENCE there is."""
+    contents, rest = [], _split(der, 0x30)
+    if rest[1]:
+        raise Error("bytes behind the DER")
+    inside = rest[0]
+    for tag in tags:
+        content, inside = _split(inside, tag)
+        contents.append(content)
+    if inside:
+        raise Error("more in the DER than expected")
+    return contents
+
+
+def _split(der: bytes, tag: int) -> Tuple[bytes, bytes]:
+    """Content of the first element and what follows it. Written again it must be the same bytes: that is DER."""
+    size, start = (der[1], 2) if len(der) > 1 else (0, 2)
+    if size & 0x80:
+        start += size & 0x7F
+        size = int.from_bytes(der[2:start], "big")
+    content, rest = der[start : start + size], der[start + size :]
+    if _tlv(tag, content) + rest != der:
+        raise Error("not the expected DER")
+    return content, rest
