@@ -1,0 +1,71 @@
+"""Cuts the programs and shell blocks out of pages, compiles and runs them in the order in which they stand.
+
+The first line of a program is a comment that begins with its file name. A program that is followed by a text block is
+run and must print that; others are run by the shell blocks. A block marked "plain" links the plain library.
+
+usage: pages.py INCLUDE_DIR LIBRARY_DIR TOOL PAGE...; compilers from CC and CXX
+"""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+from typing import Iterator, List, NamedTuple
+
+WARNINGS = "-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror".split()
+
+
+class Block(NamedTuple):
+    language: str
+    plain: bool
+    line: int
+    text: str
+
+
+def blocks_of(page: str) -> Iterator[Block]:
+    with open(page, encoding="utf-8") as file:
+        content = file.read()
+    for found in re.finditer(r"^```(\w+)( plain)?\n(.*?)^```$", content, re.MULTILINE | re.DOTALL):
+        yield Block(found[1], found[2] is not None, content[: found.start()].count("\n") + 1, found[3])
+
+
+def run(command: List[str], **options: object) -> str:
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True, **options)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(command)}\n{done.stdout}exit code {done.returncode}")
+    return done.stdout
+
+
+def main() -> None:
+    include, libraries, tool = map(os.path.abspath, sys.argv[1:4])
+    compilers = {"c": [os.environ["CC"], "-std=c99"], "cpp": [os.environ["CXX"], "-std=c++20"]}
+    path = os.pathsep.join((os.path.dirname(tool), os.environ["PATH"]))
+    environment = dict(os.environ, LD_LIBRARY_PATH=libraries, PATH=path)
+    for page in map(os.path.abspath, sys.argv[4:]):
+        ran = 0
+        with tempfile.TemporaryDirectory() as work:
+            blocks = list(blocks_of(page))
+            for block, following in zip(blocks, [*blocks[1:], None]):
+                print(f"{os.path.basename(page)}:{block.line} {block.language}", flush=True)
+                if block.language in compilers:
+                    name = block.text.split()[1].rstrip(":")
+                    with open(os.path.join(work, name), "w", encoding="utf-8") as file:
+                        file.write(block.text)
+                    library = "-lUlmaroAlgrithm" if block.plain else "-lUlmaroAlgrithmHardened"
+                    program = os.path.splitext(name)[0]
+                    run([*compilers[block.language], *WARNINGS, "-O2", "-I" + include, name, "-o", program,
+                         "-L" + libraries, library], cwd=work)
+                    if following is not None and following.language == "text":
+                        printed = run([os.path.join(work, program)], cwd=work, env=environment, input="")
+                        if printed != following.text:
+                            sys.exit(f"{page}:{following.line}: it prints\n{printed}")
+                    ran += 1
+                elif block.language == "sh":
+                    run(["bash", "-euo", "pipefail", "-c", block.text], cwd=work, env=environment)
+                    ran += 1
+        if ran == 0:
+            sys.exit(f"{page}: nothing to run")
+
+
+main()
