@@ -210,41 +210,49 @@ int SM2_Get_Paramter(ECCParameter_st* param, int type);
  */
 int KEY_INIT(const unsigned char* key, int keyLen, unsigned int* encKey, int encSize, unsigned int* decKey,
              int decSize);
-/** @brief Primitive: enciphers one block (4 words in, 4 words out) with the encrypt schedule; size is 8. */
+/** @brief Primitive: enciphers one block. @param in in, 4 words @param size 8 @param encKey in, encrypt schedule
+ *  @param out out, 4 words. The placeholder touches nothing, and so do those below. */
 void ECB_EN(const unsigned int* in, int size, const unsigned int* encKey, unsigned int* out);
-/** @brief Primitive: deciphers one block (4 words in, 4 words out) with the decrypt schedule; size is 8. */
+/** @brief Primitive: deciphers one block. @param in in, 4 words @param size 8 @param decKey in, decrypt schedule
+ *  @param out out, 4 words */
 void ECB_DE(const unsigned int* in, int size, const unsigned int* decKey, unsigned int* out);
-/** @brief Primitive: CBC encryption of len bytes with an iv of ivLen bytes and the encrypt schedule. */
+/** @brief Primitive: CBC encryption. @param in in, len bytes @param iv in, ivLen bytes @param encKey in, encrypt
+ * schedule
+ *  @param len length of in and out in bytes @param ivLen length of iv in bytes @param out out, len bytes */
 void X_CBC_EN_MODE(const unsigned char* in, const unsigned char* iv, const unsigned int* encKey, int len, int ivLen,
                    unsigned char* out);
-/** @brief Primitive: CBC decryption of len bytes with an iv of ivLen bytes and both schedules. */
+/** @brief Primitive: CBC decryption. @param in in, len bytes @param iv in, ivLen bytes @param encKey in, encrypt
+ * schedule
+ *  @param decKey in, decrypt schedule @param len length of in and out in bytes @param ivLen length of iv in bytes
+ *  @param out out, len bytes */
 void X_CBC_DE_MODE(const unsigned char* in, const unsigned char* iv, const unsigned int* encKey,
                    const unsigned int* decKey, int len, int ivLen, unsigned char* out);
-/** @brief Primitive without a fixed argument list; up to eight pointer-width arguments pass through unchanged. */
+/** @brief Primitive without a fixed argument list.
+ *  @param a0,a1,a2,a3,a4,a5,a6,a7 what the application passes: up to eight arguments of pointer width */
 void KEY_EXTEND(void* a0, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7);
-/** @brief Primitive without a fixed argument list; see KEY_EXTEND(). */
+/** @brief Primitive without a fixed argument list; see KEY_EXTEND(). @copydetails KEY_EXTEND() */
 void X_ECB_EN_MODE(void* a0, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7);
-/** @brief Primitive without a fixed argument list; see KEY_EXTEND(). */
+/** @brief Primitive without a fixed argument list; see KEY_EXTEND(). @copydetails KEY_EXTEND() */
 void X_ECB_DE_MODE(void* a0, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7);
 
-/** @brief Forwards to KEY_INIT() with the same arguments and result. */
+/** @brief Forwards to KEY_INIT() with the same arguments and result. @copydetails KEY_INIT() */
 int SM1_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* encKey, int encSize, unsigned int* decKey,
                  int decSize);
-/** @brief Forwards to ECB_EN(). */
+/** @brief Forwards to ECB_EN(). @copydetails ECB_EN() */
 void SM1_ECB_EN(const unsigned int* in, int size, const unsigned int* encKey, unsigned int* out);
-/** @brief Forwards to ECB_DE(). */
+/** @brief Forwards to ECB_DE(). @copydetails ECB_DE() */
 void SM1_ECB_DE(const unsigned int* in, int size, const unsigned int* decKey, unsigned int* out);
-/** @brief Forwards to X_CBC_EN_MODE(). */
+/** @brief Forwards to X_CBC_EN_MODE(). @copydetails X_CBC_EN_MODE() */
 void SM1_X_CBC_EN_MODE(const unsigned char* in, const unsigned char* iv, const unsigned int* encKey, int len, int ivLen,
                        unsigned char* out);
-/** @brief Forwards to X_CBC_DE_MODE(). */
+/** @brief Forwards to X_CBC_DE_MODE(). @copydetails X_CBC_DE_MODE() */
 void SM1_X_CBC_DE_MODE(const unsigned char* in, const unsigned char* iv, const unsigned int* encKey,
                        const unsigned int* decKey, int len, int ivLen, unsigned char* out);
-/** @brief Forwards to KEY_EXTEND(); the arguments pass through unchanged. */
+/** @brief Forwards to KEY_EXTEND(); the arguments pass through unchanged. @copydetails KEY_EXTEND() */
 void SM1_KEY_EXTEND(void* a0, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7);
-/** @brief Forwards to X_ECB_EN_MODE(); the arguments pass through unchanged. */
+/** @brief Forwards to X_ECB_EN_MODE(); the arguments pass through unchanged. @copydetails KEY_EXTEND() */
 void SM1_X_ECB_EN_MODE(void* a0, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7);
-/** @brief Forwards to X_ECB_DE_MODE(); the arguments pass through unchanged. */
+/** @brief Forwards to X_ECB_DE_MODE(); the arguments pass through unchanged. @copydetails KEY_EXTEND() */
 void SM1_X_ECB_DE_MODE(void* a0, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7);
 
 /**
@@ -259,7 +267,7 @@ void SM1_X_ECB_DE_MODE(void* a0, void* a1, void* a2, void* a3, void* a4, void* a
  */
 int SM1_X_ECB_EN_MODE_EX(const unsigned char* key, int keyLen, const unsigned char* ignored, const unsigned char* in,
                          int len, unsigned char* out);
-/** @brief ECB decryption with a raw key through SM1_ECB_DE(); otherwise as SM1_X_ECB_EN_MODE_EX(). */
+/** @brief ECB decryption with a raw key through SM1_ECB_DE(). @copydetails SM1_X_ECB_EN_MODE_EX() */
 int SM1_X_ECB_DE_MODE_EX(const unsigned char* key, int keyLen, const unsigned char* ignored, const unsigned char* in,
                          int len, unsigned char* out);
 /**
@@ -275,7 +283,7 @@ int SM1_X_ECB_DE_MODE_EX(const unsigned char* key, int keyLen, const unsigned ch
  */
 int SM1_X_CBC_EN_MODE_EX(const unsigned char* key, int keyLen, const unsigned char* iv, int ivLen,
                          const unsigned char* in, int len, unsigned char* out);
-/** @brief CBC decryption with a raw key through SM1_X_CBC_DE_MODE(); otherwise as SM1_X_CBC_EN_MODE_EX(). */
+/** @brief CBC decryption with a raw key through SM1_X_CBC_DE_MODE(). @copydetails SM1_X_CBC_EN_MODE_EX() */
 int SM1_X_CBC_DE_MODE_EX(const unsigned char* key, int keyLen, const unsigned char* iv, int ivLen,
                          const unsigned char* in, int len, unsigned char* out);
 

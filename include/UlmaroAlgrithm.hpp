@@ -9,8 +9,8 @@
  *   operation, a ciphertext or a padding that is refused. An exception, because the constructors can fail, because the
  *   C entry points report want of memory (`std::bad_alloc`) that way already, and because a refusal that nobody looks
  *   at must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`.
- * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. What a
- *   call returns as ::ulmaro::algrithm::Bytes is the caller's to wipe.
+ * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. Byte
+ *   strings that a call returns are the caller's to wipe.
  * - **Threads**: every object may be read by any number of threads at once, and written by one. The plain library
  *   draws from the C library's `rand`, which the process shares, and seeds it whenever a Curve is made or
  *   Curve::public_key() is called.
@@ -219,13 +219,13 @@ private:
     Bytes record_;
 };
 
-/// An SM3 stream; GM/T 0004. A copy goes on by itself. Wiped when it goes.
+/// An SM3 stream; GM/T 0004. Wiped when it goes.
 class Sm3 {
 public:
     /// An empty stream.
     Sm3() noexcept { SM3_Init(&context_.value); }
-    Sm3(const Sm3&) = default;
-    Sm3& operator=(const Sm3&) = default;
+    Sm3(const Sm3&) = default;             ///< Both streams go on.
+    Sm3& operator=(const Sm3&) = default;  ///< Both streams go on.
 
     /// Absorbs bytes. Messages of 2^29 bytes and more have no standard digest here: see ::SM3_Update.
     Sm3& update(View bytes) {

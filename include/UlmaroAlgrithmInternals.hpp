@@ -12,12 +12,15 @@
 
 /**
  * @name SM3 (GM/T 0004)
- * The four `_ex` routines are what SM3_Init(), SM3_Update(), SM3_Final() and SM3_HASH() forward to.
  * @{
  */
+/** What SM3_Init() forwards to. */
 void SM3_Init_ex(SM3_CTX* ctx);
+/** What SM3_Update() forwards to. */
 void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len);
+/** What SM3_Final() forwards to. */
 void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out);
+/** What SM3_HASH() forwards to. */
 void SM3_HASH_ex(unsigned char* in, int len, unsigned char* out);
 
 /** Compresses one block, given as 16 words (the big-endian readings of its bytes), into ctx->V. */

@@ -28,4 +28,11 @@ for pc in "$pkgconfig"/*.pc; do
   echo "pkg-config: $name ran"
 done
 
+# shellcheck disable=SC2046
+echo '#include <UlmaroAlgrithm.hpp>' | c++ -std=c++20 -x c++ -fsyntax-only - \
+  $(PKG_CONFIG_PATH=$pkgconfig pkg-config --cflags UlmaroAlgrithm)
+for file in man/man3/SM3_HASH.3 man/man3/libUlmaroAlgrithm.3 UlmaroAlgrithm/python/ulmaro_algrithm.py; do
+  [ -s "$work/stage/share/$file" ] || { echo "not installed: $file"; exit 1; }
+done
+
 if [ -x "$work/stage/bin/ulmaro" ]; then "$work/stage/bin/ulmaro" --version; fi

@@ -1,0 +1,140 @@
+"""The manual page of the tool, from what it says itself: runs it and every subcommand with --help.
+
+Help that is not understood is an error, so that nothing of it can be lost.
+
+usage: manual_of_tool.py OUTPUT_FILE TOOL...; an emulator and its options may stand before the tool
+"""
+
+import re
+import subprocess
+import sys
+from typing import List, NamedTuple
+
+from roff import escape, page, paragraphs
+
+EXAMPLES = """\
+Digests, written and checked:
+$ ulmaro sm3 *.bin >sums
+$ ulmaro sm3 --check sums
+
+A key pair, a signature, and its verification here and by others:
+$ ulmaro keygen -o key.pem --pub pub.pem
+$ ulmaro sign -k key.pem -i letter -o letter.sig
+$ ulmaro verify -k pub.pem -i letter -s letter.sig
+$ openssl dgst -sm3 -verify pub.pem -sigopt distid:1234567812345678 -signature letter.sig letter
+
+A file for the owner of a key: SM4 for the file, SM2 for the SM4 key:
+$ (umask 077; head -c 16 /dev/urandom >secret)
+$ ulmaro sm4 encrypt --key-file secret -i file -o file.sm4
+$ ulmaro encrypt -k pub.pem -i secret -o secret.sm2
+
+A ciphertext for a partner that wants the older order:
+$ ulmaro convert ciphertext --from der --to c1c2c3 -i secret.sm2 -o secret.old
+"""
+
+
+class Entry(NamedTuple):
+    heading: str  # as the help has it
+    text: str
+
+
+class Help(NamedTuple):
+    about: str
+    entries: List[Entry]
+    subcommands: List[Entry]
+    footer: str
+
+
+def printed_by(command: List[str]) -> str:
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, universal_newlines=True).stdout
+
+
+def read_help(tool: List[str], command: List[str]) -> Help:
+    text = printed_by([*tool, *command, "--help"])
+    lines = text.rstrip("\n").split("\n")
+    if not lines[1].startswith("Usage: "):
+        sys.exit(f"no usage in the help of {command}")
+    entries: List[Entry] = []
+    subcommands: List[Entry] = []
+    footer: List[str] = []
+    target, note = entries, ""
+    for line in lines[2:]:
+        entry = re.match(r" {2,4}(\S.*?)(?: {2,}(\S.*))?$", line)
+        if footer or re.match(r"[A-Z].*[^:]$", line):
+            footer.append(line)
+        elif re.match(r" *(Positionals|Options|Subcommands):$", line):
+            target = subcommands if "Subcommands" in line else entries
+        elif re.match(r"  \[Exactly 1 of", line):
+            note = " (exactly one of these is required)"
+        elif not line or re.match(r"\[Option Group|  exactly one", line):
+            note = ""
+        elif re.match(r" {25,}\S", line) and target and not target[-1].text:
+            target[-1] = target[-1]._replace(text=line.strip() + note)
+        elif entry:
+            target.append(Entry(entry[1], entry[2] + note if entry[2] else ""))
+        else:
+            sys.exit(f"not understood in the help of {command}: {line}")
+    unexplained = [entry.heading for entry in entries + subcommands if not entry.text]
+    if unexplained or not entries:
+        sys.exit(f"not understood in the help of {command}: {unexplained}")
+    return Help(lines[0], entries, subcommands, " ".join(footer))
+
+
+def heading(text: str) -> str:
+    """Names in bold, what they take in italics: "-f,--format TEXT:{der,hex} REQUIRED" has all of it."""
+    names, _, rest = text.partition(" ")
+    names = re.sub(r"\{\w+\}", "", names)
+    choices = re.search(r"\{(.*)\}", rest)
+    kind = re.match(r"[A-Z]+\b", re.sub(r"^(REQUIRED|Excludes)\b", "", rest))
+    out = ", ".join("\\fB" + name.replace("-", "\\-") + "\\fR" for name in names.split(","))
+    if choices:
+        out += " " + "|".join("\\fI" + choice.replace("-", "\\-") + "\\fR" for choice in choices[1].split(","))
+    elif kind and names.startswith("-"):
+        out += f" \\fI{kind[0].lower()}\\fR"
+    elif rest.endswith("..."):
+        out += " ..."
+    excluded = re.search(r"Excludes: (.*)", rest)
+    if excluded:
+        out += " (not with " + escape(", ".join(excluded[1].split())) + ")"
+    return out + (" (required)" if "REQUIRED" in rest else "")
+
+
+def describe(help_: Help) -> List[str]:
+    out: List[str] = []
+    for entry in help_.entries:
+        if not entry.heading.startswith("-h,"):
+            out += [".TP", heading(entry.heading), escape(entry.text)]
+    return out
+
+
+def commands(tool: List[str], prefix: List[str], top: Help) -> List[str]:
+    out: List[str] = []
+    for entry in (top if not prefix else read_help(tool, prefix)).subcommands:
+        command = [*prefix, entry.heading]
+        help_ = read_help(tool, command)
+        out += [".SS " + " ".join(["ulmaro", *command]), escape(help_.about) + "."]
+        if not help_.subcommands:
+            out += describe(help_)
+        if help_.footer != top.footer and not prefix:
+            out += [".PP", escape(help_.footer)]
+        out += commands(tool, command, top)
+    return out
+
+
+def main() -> None:
+    output, *tool = sys.argv[1:]
+    version = printed_by([*tool, "--version"])
+    top = read_help(tool, [])
+    body = [".SH NAME", "ulmaro \\- " + escape(top.about.rstrip(".")), ".SH SYNOPSIS"]
+    body += [".B ulmaro", "\\fIcommand\\fR [\\fIoption\\fR ...]", ".br", ".B ulmaro", "[\\fIcommand\\fR] \\fB\\-\\-help\\fR"]
+    body += [".SH OPTIONS", *describe(top), ".SH COMMANDS", "Each also has \\fB\\-h\\fR, \\fB\\-\\-help\\fR."]
+    body += [*commands(tool, [], top), ".SH NOTES", escape(top.footer), ".SH EXAMPLES"]
+    for at, example in enumerate(EXAMPLES.strip().split("\n\n")):
+        title, *lines = example.split("\n")
+        body += [*paragraphs(title)[at == 0 :], ".PP", ".nf", ".RS 4", *(escape(line) for line in lines), ".RE", ".fi"]
+    body += [".SH SEE ALSO", ".BR libUlmaroAlgrithm (3),", ".BR openssl (1)"]
+    with open(output, "w", encoding="utf-8") as file:
+        file.write(page("ulmaro", 1, version.split()[1], body))
+
+
+main()
