@@ -23,7 +23,10 @@ void write_digest(unsigned char* out, const std::uint32_t* v) noexcept {
 /// Pads and compresses the last bytes of a message of total bytes: used of them, fewer than 120.
 void finish(std::uint32_t* v, const unsigned char* last, std::size_t used, std::uint32_t total) noexcept {
     unsigned char padded[2 * kBlock] = {};
-    if (used != 0) std::memcpy(padded, last, used);
+    // A copy of known size is a few vector moves, any other a slow string instruction.
+    const std::size_t whole = used / kBlock * kBlock;
+    if (whole != 0) std::memcpy(padded, last, kBlock);
+    if (used != whole) std::memcpy(padded + whole, last + whole, used - whole);
     padded[used] = 0x80;
     const std::size_t blocks = used < 56 ? 1 : 2;
     store_be32(padded + (blocks - 1) * kBlock + kLengthOffset, total * 8);
