@@ -2,12 +2,18 @@
 // routines.
 #include <gtest/gtest.h>
 
+#include "base/cpu.hpp"
 #include "ec/limbs.hpp"
 #include "ec/multiply.hpp"
 #include "ecp256/engine.hpp"
 #include "ecp256/kernels.hpp"
 #include "support/curves.hpp"
 #include "support/numbers256.hpp"
+#if defined(__x86_64__)
+#include "u256/x86_montgomery.hpp"
+#elif defined(__aarch64__)
+#include "u256/arm_montgomery.hpp"
+#endif
 
 namespace ulmaro::test {
 namespace {
@@ -49,6 +55,49 @@ std::vector<U256> scalars(Random& random, const U256& n) {
     for (std::uint64_t i = 4; i < 66; ++i) r.push_back(SlowModulus{n}.negative(number(i)));
     for (int i = 0; i < 10; ++i) r.push_back(random256(random));
     return r;
+}
+
+/// The arithmetic of one architecture: products against slow arithmetic, all else against products and sums.
+template <typename Chains>
+void check_residues(Random& random) {
+    for (const Curve& named : kCurves) {
+        SCOPED_TRACE(named.name);
+        const SlowModulus slow{number(from_hex(named.p))};
+        const u256::Modulus modulus = u256::modulus(slow.m);
+        const u256::Residues<Chains> f(modulus);
+        const U256 radix = slow.plus(number(1), slow.reduced({{~0ULL, ~0ULL, ~0ULL, ~0ULL}}));
+        std::vector<U256> values;
+        for (const U256& edge : edges(slow.m)) values.push_back(slow.reduced(edge));
+        for (int i = 0; i < 4; ++i) values.push_back(slow.reduced(random256(random)));
+        const auto any = [&] { return values[random.word() % values.size()]; };
+        for (int i = 0; i < 400; ++i) {
+            const U256 a = any(), b = any();
+            EXPECT_EQ(slow.times(f.mul(a, b), radix), slow.times(a, b));
+            EXPECT_EQ(f.add(a, b), slow.plus(a, b));
+            EXPECT_EQ(f.sub(a, b), slow.minus(a, b));
+        }
+        for (const U256& a : values) {
+            EXPECT_EQ(f.sqr(a), f.mul(a, a));
+            EXPECT_EQ(f.add(f.half(a), f.half(a)), a);
+            EXPECT_EQ(f.negated_if(~u256::Mask{0}, a), f.sub({}, a));
+            EXPECT_EQ(f.negated_if(0, a), a);
+        }
+        for (int i = 0; i < 4000; ++i) {
+            const U256 a = any(), b = any(), c = any(), d = any();
+            EXPECT_EQ(f.mul_sub(a, b, c, d), f.sub(f.mul(a, b), f.mul(c, d)));
+            EXPECT_EQ(f.mul_sub_sqr(a, b, c), f.sub(f.mul(a, b), f.mul(c, c)));
+        }
+    }
+}
+
+TEST(Ecp256, ResiduesOfEveryArchitecture) {
+    Random random;
+    check_residues<u256::PortableChains>(random);
+#if defined(__x86_64__)
+    if (cpu_features().bmi2 && cpu_features().adx) check_residues<u256::X86Chains>(random);
+#elif defined(__aarch64__)
+    check_residues<u256::ArmChains>(random);
+#endif
 }
 
 class Ecp256Kernels : public testing::TestWithParam<const ecp256::Kernels*> {};
