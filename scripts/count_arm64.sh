@@ -6,6 +6,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
+. scripts/arm64.sh
 
 # shellcheck disable=SC2154,SC2086
 need_packages $build_packages $arm_packages gcc python3
@@ -14,19 +15,9 @@ peers=$build/peers
 mkdir -p "$build"
 
 if [ ! -d "$peers/usr" ]; then
-  # A package index of our own, so that the machine's stays as it is.
-  state=$PWD/$build/apt
-  mkdir -p "$state/lists/partial" "$state/cache/archives/partial" "$state/debs"
-  : >"$state/status"
-  arm_apt() {
-    apt-get -q -o APT::Architecture=arm64 -o APT::Architectures::=arm64 -o APT::Sandbox::User=root \
-      -o Dir::State::lists="$state/lists" -o Dir::State::status="$state/status" -o Dir::Cache="$state/cache" "$@"
-  }
-  quietly arm_apt update
-  (cd "$state/debs" && quietly arm_apt download \
-    libssl3 libssl-dev libgcrypt20 libgcrypt20-dev libgpg-error0 libgpg-error-dev)
+  fetch_arm64 "$build/apt" libssl3 libssl-dev libgcrypt20 libgcrypt20-dev libgpg-error0 libgpg-error-dev
   mkdir -p "$peers.part"
-  for package in "$state"/debs/*.deb; do dpkg -x "$package" "$peers.part"; done
+  for package in "$build"/apt/debs/*.deb; do dpkg -x "$package" "$peers.part"; done
   mv "$peers.part" "$peers"
 fi
 
