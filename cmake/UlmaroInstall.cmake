@@ -9,8 +9,8 @@ install(
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
 install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithm.hpp include/UlmaroAlgrithmInternals.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
-install(FILES bindings/python/ulmaro_algrithm.py DESTINATION ${CMAKE_INSTALL_DATADIR}/UlmaroAlgrithm/python
-        COMPONENT development)
+set(ULMARO_PYTHON_DIR ${CMAKE_INSTALL_DATADIR}/UlmaroAlgrithm/python CACHE STRING "Where the Python module goes")
+install(FILES bindings/python/ulmaro_algrithm.py DESTINATION ${ULMARO_PYTHON_DIR} COMPONENT python)
 install(
   EXPORT UlmaroAlgrithmTargets
   NAMESPACE Ulmaro::

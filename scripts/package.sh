@@ -1,0 +1,100 @@
+#!/bin/sh
+# Builds what is shipped, for x86-64 and, across, for 64-bit Arm, into build/packages/: Debian packages, and an archive
+# to unpack anywhere. The same commit gives the same bytes.
+# usage: package.sh [amd64 | arm64]...   (default: both)
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+. scripts/arm64.sh
+
+# shellcheck disable=SC2154,SC2086
+need_packages $build_packages $arm_packages $package_packages
+umask 022
+version=$(project_version)
+maintainer=${DEBFULLNAME:-$(git log -1 --format=%an)}" <${DEBEMAIL:-$(git log -1 --format=%ae)}>"
+: "${SOURCE_DATE_EPOCH:=$(git log -1 --format=%ct)}"
+export SOURCE_DATE_EPOCH
+out=$PWD/build/packages
+mkdir -p "$out"
+
+# What Debian's arm64 archive gives: the tool's libraries in root; each run-time package with its symbols file in debian,
+# where dpkg-shlibdeps looks. Inside the build tree, or its name would leave a trace in the tool.
+unpack_arm64() {
+  arm64=build/package-arm64/arm64
+  [ -d $arm64/root ] && return
+  rm -rf $arm64/root.part $arm64/debian
+  fetch_arm64 $arm64 libc6 libgcc-s1 libstdc++6 libmbedcrypto7 libmbedtls-dev libcli11-dev
+  mkdir -p $arm64/debian
+  for package in "$arm64"/debs/*.deb; do
+    dpkg-deb -x "$package" $arm64/root.part
+    case $package in
+      *-dev_*) ;;
+      *) dpkg-deb -R "$package" "$arm64/debian/$(dpkg-deb -f "$package" Package)" ;;
+    esac
+  done
+  mv $arm64/root.part $arm64/root
+}
+
+configure_and_build() { # CACHE_VARIABLE...
+  quietly cmake --preset "package-$architecture" "$@"
+  quietly cmake --build --preset "package-$architecture"
+}
+
+# The libraries' symbols file, and which packages hold the libraries that ours and the tool need.
+describe_libraries() {
+  (
+    cd "$tree/packaging"
+    rm -rf debian
+    mkdir -p debian/libulmaroalgrithm/DEBIAN "debian/libulmaroalgrithm/usr/lib/$triplet"
+    cp ../libUlmaro*.so "debian/libulmaroalgrithm/usr/lib/$triplet"
+    printf 'Source: ulmaroalgrithm\n\nPackage: libulmaroalgrithm\nArchitecture: any\n' >debian/control
+    [ "$architecture" = amd64 ] || ln -s "$PWD"/../arm64/debian/* debian/
+    export DEB_HOST_ARCH="$architecture"
+    quietly dpkg-gensymbols -plibulmaroalgrithm -v"$version" -Pdebian/libulmaroalgrithm -Osymbols
+    cp symbols debian/libulmaroalgrithm/DEBIAN/
+    depends() { quietly dpkg-shlibdeps -xlibulmaroalgrithm -Tsubstvars "$@" && sed -n 's/^shlibs:Depends=//p' substvars; }
+    libraries=$(depends ../libUlmaro*.so)
+    tool=$(depends ../ulmaro)
+    echo "set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS \"$libraries\")
+string(APPEND CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS \", $tool\")" >depends.cmake
+  )
+}
+
+# The archive: the tool finds the library by its own place, and brings its copy of Mbed TLS along.
+pack_archive() {
+  name=UlmaroAlgrithm-$version-$architecture
+  rm -rf "${tree:?}/$name"
+  quietly cmake --install "$tree" --strip --prefix "$tree/$name"
+  doc=$tree/$name/share/doc/UlmaroAlgrithm
+  mkdir -p "$doc"
+  cp README.md CHANGELOG.md packaging/copyright "$doc"
+  cp "$root/usr/share/doc/libmbedtls-dev/copyright" "$doc/copyright.mbedtls"
+  XZ_OPT=-9 tar -C "$tree" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
+    -cJf "$out/$name.tar.xz" "$name"
+}
+
+[ $# -gt 0 ] || set -- amd64 arm64
+for architecture in "$@"; do
+  case $architecture in
+    amd64) triplet=x86_64-linux-gnu root='' ;;
+    arm64) triplet=aarch64-linux-gnu root=$PWD/build/package-arm64/arm64/root && unpack_arm64 ;;
+    *) sed -n '2,/^set/s/^# //p' "$0" >&2 && exit 2 ;;
+  esac
+  tree=$PWD/build/package-$architecture
+  rm -f "$out"/*_"$architecture.deb" "$out"/*-"$architecture.tar.xz"
+  [ "$architecture" != amd64 ] || rm -f "$out"/*_all.deb
+  mbedtls=$root/usr/lib/$triplet/libmbedcrypto
+
+  # One build tree, installed twice: only the tool is linked again, with the other Mbed TLS.
+  configure_and_build -DULMARO_DEBIAN=ON -DULMARO_DEB_ARCHITECTURE="$architecture" \
+    -DULMARO_DEB_MAINTAINER="$maintainer" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$triplet" \
+    -DULMARO_PYTHON_DIR=lib/python3/dist-packages -DCMAKE_SKIP_INSTALL_RPATH=ON -DMbedCrypto_LIBRARY="$mbedtls.so"
+  describe_libraries
+  (cd "$tree" && quietly cpack)
+  rm -rf "$out/_CPack_Packages"
+
+  configure_and_build -DULMARO_DEBIAN=OFF -DCMAKE_INSTALL_LIBDIR=lib -DULMARO_PYTHON_DIR=lib \
+    -DCMAKE_SKIP_INSTALL_RPATH=OFF -DMbedCrypto_LIBRARY="$mbedtls.a"
+  pack_archive
+done
+ls -l "$out"
