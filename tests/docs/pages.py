@@ -3,7 +3,8 @@
 The first line of a program is a comment that begins with its file name. A program that is followed by a text block is
 run and must print that; others are run by the shell blocks. A block marked "plain" links the plain library.
 
-usage: pages.py INCLUDE_DIR LIBRARY_DIR TOOL PAGE...; compilers from CC and CXX
+usage: pages.py INCLUDE_DIR LIBRARY_DIR TOOL PAGE...; compilers from CC and CXX, what runs their programs from EMULATOR.
+With an emulator Python blocks are left out: an interpreter of this machine cannot load the library.
 """
 
 import os
@@ -40,6 +41,7 @@ def run(command: List[str], **options: object) -> str:
 def main() -> None:
     include, libraries, tool = map(os.path.abspath, sys.argv[1:4])
     compilers = {"c": [os.environ["CC"], "-std=c99"], "cpp": [os.environ["CXX"], "-std=c++20"]}
+    emulator = os.environ.get("EMULATOR", "").split()
     path = os.pathsep.join((os.path.dirname(tool), os.environ["PATH"]))
     environment = dict(os.environ, LD_LIBRARY_PATH=libraries, PATH=path)
     for page in map(os.path.abspath, sys.argv[4:]):
@@ -57,9 +59,12 @@ def main() -> None:
                     run([*compilers[block.language], *WARNINGS, "-O2", "-I" + include, name, "-o", program,
                          "-L" + libraries, library], cwd=work)
                     if following is not None and following.language == "text":
-                        printed = run([os.path.join(work, program)], cwd=work, env=environment, input="")
+                        printed = run([*emulator, os.path.join(work, program)], cwd=work, env=environment, input="")
                         if printed != following.text:
                             sys.exit(f"{page}:{following.line}: it prints\n{printed}")
+                    ran += 1
+                elif block.language == "python" and not emulator:
+                    run([sys.executable, "-B", "-c", block.text], cwd=work, env=environment)
                     ran += 1
                 elif block.language == "sh":
                     run(["bash", "-euo", "pipefail", "-c", block.text], cwd=work, env=environment)
