@@ -1,0 +1,33 @@
+#!/bin/sh
+# Holds the binary interface of what package.sh built (every symbol, its type, the records that it takes) against
+# tests/abi/interface.abi: both libraries, both architectures. Any difference is an error.
+# usage: abi.sh [--update] [amd64 | arm64]...   (default: both)
+#   --update  writes tests/abi/interface.abi again; the commit says why the interface may change
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+
+# shellcheck disable=SC2154,SC2086
+need_packages $package_packages
+stored=tests/abi/interface.abi
+
+# What the headers declare and the library exports, without what differs between builds of the same interface.
+describe() { # LIBRARY
+  abidw --headers-dir include --exported-interfaces-only --drop-private-types --no-parameter-names --no-show-locs \
+    --no-comp-dir-path --no-corpus-path --no-elf-needed --no-architecture --type-id-style hash "$1"
+}
+
+if [ "${1-}" = --update ]; then
+  shift
+  describe build/package-amd64/libUlmaroAlgrithm.so >"$stored"
+fi
+[ $# -gt 0 ] || set -- amd64 arm64
+found=$(mktemp)
+trap 'rm -f "$found"' EXIT
+for architecture in "$@"; do
+  for library in "build/package-$architecture"/libUlmaro*.so; do
+    describe "$library" >"$found"
+    abidiff --harmless --redundant --ignore-soname --fail-no-debug-info "$stored" "$found"
+    echo "$library: the interface is the stored one"
+  done
+done
