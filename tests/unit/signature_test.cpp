@@ -210,6 +210,19 @@ TEST_F(Signature, VerificationRefusesAnInfiniteSum) {
     EXPECT_EQ(verify(bytes_of(r), x.pub, to_hex(bytes_of(r)) + to_hex(bytes_of(s))), "0 ");
 }
 
+TEST_F(Signature, VerificationRefusesAZeroHalfThatTheRestFits) {
+    // For the key d = 3 and the other half 2: e = r - x([s + 3 (r + s)]G).
+    for (const Example& example : kExamples) {
+        grp = prepare(example.curve);
+        ECC_PUBLIC_KEY key;
+        const bignum_st d = {{3}}, two = {{2}};
+        ECC_CalcPubKeyByPriKey(&grp, &key, &d);
+        const std::string pub = to_hex(object_bytes(key)), half = to_hex(bytes_of(two)), zero(64, '0');
+        EXPECT_EQ(verify(bytes_of(minus(two, x_of_multiple({{6}}))), pub, half + zero), "0 ");
+        EXPECT_EQ(verify(bytes_of(minus({}, x_of_multiple({{8}}))), pub, zero + half), "0 ");
+    }
+}
+
 TEST_F(Signature, VerificationRefusesKeysOffTheCurve) {
     // (0, 0) has order 2. With t = 2^40 above all bits of s it is gone before the first multiple of G comes in, so the
     // comparison alone would accept.
