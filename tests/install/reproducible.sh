@@ -7,7 +7,7 @@ build=$2
 copy=$(mktemp -d)
 trap 'rm -rf "$copy"' EXIT
 mkdir "$copy/elsewhere"
-for part in CMakeLists.txt cmake gen include src; do cp -R "$source/$part" "$copy/elsewhere"; done
+for part in CMakeLists.txt cmake docs gen include src; do cp -R "$source/$part" "$copy/elsewhere"; done
 
 variable() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
 cmake -S "$copy/elsewhere" -B "$copy/a-build" -G Ninja -DCMAKE_BUILD_TYPE="$(variable CMAKE_BUILD_TYPE)" \

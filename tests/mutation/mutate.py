@@ -13,7 +13,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
-COPIED = ("CMakeLists.txt", "cmake", "gen", "include", "src", "tests")
+COPIED = ("CMakeLists.txt", "bindings", "cmake", "docs", "gen", "include", "src", "tests")
 OPTIONS = ("-DULMARO_BUILD_TOOL=OFF", "-DULMARO_BUILD_EXAMPLES=OFF", "-DULMARO_INSTALL=OFF", "-DULMARO_STRICT=OFF",
            "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG")
 # These read the shape of the build, or need what the copy has not.
