@@ -1,12 +1,29 @@
-// Constant time of the recommended curve's engine: under valgrind's memcheck the secrets count as uninitialised, so a
+// Constant time of both curve engines: under valgrind's memcheck the secrets count as uninitialised, so a
 // branch or an address that depends on one is an error. Run without valgrind the program checks nothing.
 #include <valgrind/memcheck.h>
 
+#include <algorithm>
+
+#include "UlmaroAlgrithm.h"
+#include "base/cpu.hpp"
+#include "ec/limbs.hpp"
+#include "ec/order.hpp"
+#include "ecp256/kernels.hpp"
 #include "sm2p256/engine.hpp"
 #include "sm2p256/kernels.hpp"
 #include "sm2p256/scalar.hpp"
 
+using namespace ulmaro;
 using namespace ulmaro::sm2p256;
+
+#if defined(__x86_64__)
+namespace ulmaro::sm2p256 {
+extern const Kernels x86_adx_kernels;
+}
+namespace ulmaro::ecp256 {
+extern const Kernels x86_adx_kernels;
+}
+#endif
 
 namespace {
 
@@ -38,6 +55,42 @@ void check_kernel(const Kernels& kernel) {
     make_public(infinite);
 }
 
+/// Every supported kernel, and that for ADX: memcheck's processor has the instructions and does not announce them.
+template <typename Kernels>
+void check_kernels(std::span<const Kernels* const> supported, const Kernels* adx, void (*check)(const Kernels&)) {
+    for (const Kernels* kernel : supported) check(*kernel);
+    const CpuFeatures& cpu = cpu_features();
+    if (adx != nullptr && cpu.avx2 && cpu.bmi2 && std::ranges::count(supported, adx) == 0) check(*adx);
+}
+
+/// The recommended curve as if it were any.
+ec_group_st any_group() {
+    ECCParameter_st param;
+    ec_group_st grp;
+    SM2_Get_Paramter(&param, 0);
+    SM2_ECC_InitParameter(&param, &grp);
+    return grp;
+}
+
+void check_any_curve(const ecp256::Kernels& kernel) {
+    const ec_group_st grp = any_group();
+    const ecp256::Affine G = {ec::limbs(grp.generator.X.words), ec::limbs(grp.generator.Y.words)};
+    ecp256::Jacobian r;
+    for (const std::uint64_t seed : {3U, 4U}) {
+        Mask exception = kernel.multiply_point(ec::curve_of(grp), G, secret(seed), r);
+        make_public(exception);
+    }
+}
+
+void check_any_order() {
+    ec_group_st grp = any_group();
+    const ec::Order order(grp);
+    bignum_st a, r;
+    ec::from_limbs(a, secret(7));
+    order.invert(r, a);
+    order.mul(r, r, a);
+}
+
 bool check_engine() {
     std::uint8_t e[32] = {1}, d[32] = {2, 3}, k[32] = {4, 5}, r[32], s[32], x[32], y[32];
     make_secret(e);
@@ -59,7 +112,14 @@ bool check_engine() {
 }  // namespace
 
 int main() {
-    for (const Kernels* kernel : supported_kernels()) check_kernel(*kernel);
+#if defined(__x86_64__)
+    check_kernels(supported_kernels(), &x86_adx_kernels, check_kernel);
+    check_kernels(ecp256::supported_kernels(), &ecp256::x86_adx_kernels, check_any_curve);
+#else
+    check_kernels<Kernels>(supported_kernels(), nullptr, check_kernel);
+    check_kernels<ecp256::Kernels>(ecp256::supported_kernels(), nullptr, check_any_curve);
+#endif
+    check_any_order();
     const Fe field = fe_invert(fe_from(secret(5)));
     const Scalar scalar = scalar_invert(scalar_from(secret(6)));
     __asm__ volatile("" : : "m"(field), "m"(scalar));

@@ -13,7 +13,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
-COPIED = ("CMakeLists.txt", "bindings", "cmake", "docs", "gen", "include", "src", "tests")
+COPIED = ("bindings", "cmake", "docs", "gen", "include", "src", "tests")
 OPTIONS = ("-DULMARO_BUILD_TOOL=OFF", "-DULMARO_BUILD_EXAMPLES=OFF", "-DULMARO_INSTALL=OFF", "-DULMARO_STRICT=OFF",
            "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG")
 # These read the shape of the build, or need what the copy has not.
@@ -41,15 +41,23 @@ def run(*command, timeout=None):
         return subprocess.CompletedProcess(command, 124, stdout=late.stdout or "", stderr="timed out")
 
 
+def mirror(source, target):
+    """Copies what differs, so that little is built again, and leaves nothing else there."""
+    wanted = {file.relative_to(source) for file in source.rglob("*") if file.is_file()}
+    for old in [file for file in target.rglob("*") if file.is_file()]:
+        if old.relative_to(target) not in wanted:
+            old.unlink()
+    for name in wanted:
+        copy = target / name
+        if not copy.exists() or copy.read_bytes() != (source / name).read_bytes():
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(source / name, copy)
+
+
 def prepare():
-    WORK.mkdir(parents=True, exist_ok=True)
     for part in COPIED:
-        source = ROOT / part
-        if source.is_dir():
-            shutil.rmtree(WORK / part, ignore_errors=True)
-            shutil.copytree(source, WORK / part)  # with the times of change, so that little is built again
-        elif source.exists():
-            shutil.copy2(source, WORK / part)
+        mirror(ROOT / part, WORK / part)
+    shutil.copy(ROOT / "CMakeLists.txt", WORK)
     for command in (("cmake", "-S", ".", "-B", "build", "-G", "Ninja", *OPTIONS), ("cmake", "--build", "build")):
         done = run(*command)
         if done.returncode != 0:
