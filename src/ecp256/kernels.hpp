@@ -16,6 +16,10 @@ struct Kernels {
                                   Jacobian& total) noexcept;
 };
 
+extern const Kernels portable_kernels;
+/// With this architecture's carry chains: on x86-64 only for processors with BMI2, ADX and AVX2.
+extern const Kernels native_kernels;
+
 /// The kernels that this processor can run, best first; the portable one is last and always there.
 std::span<const Kernels* const> supported_kernels() noexcept;
 

@@ -1,32 +1,12 @@
 #include "sm2p256/kernels.hpp"
 
-#include "base/cpu.hpp"
-#include "base/kernel_list.hpp"
+#include "u256/kernel_choice.hpp"
 
 namespace ulmaro::sm2p256 {
-
-extern const Kernels portable_kernels;
-#if defined(__x86_64__)
-extern const Kernels x86_adx_kernels;
-#elif defined(__aarch64__)
-extern const Kernels arm_kernels;
-#endif
-
 namespace {
 
 const KernelList<Kernels>& kernels() noexcept {
-    static const KernelList<Kernels> supported = [] {
-        [[maybe_unused]] const CpuFeatures& cpu = cpu_features();
-        KernelList<Kernels> list;
-#if defined(__x86_64__)
-        list.add_if(cpu.avx2 && cpu.bmi2 && cpu.adx, x86_adx_kernels);
-#elif defined(__aarch64__)
-        list.add_if(true, arm_kernels);
-#endif
-        list.add_if(true, portable_kernels);
-        return list;
-    }();
-    return supported;
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>();
 }
 
 }  // namespace

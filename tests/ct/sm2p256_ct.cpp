@@ -16,15 +16,6 @@
 using namespace ulmaro;
 using namespace ulmaro::sm2p256;
 
-#if defined(__x86_64__)
-namespace ulmaro::sm2p256 {
-extern const Kernels x86_adx_kernels;
-}
-namespace ulmaro::ecp256 {
-extern const Kernels x86_adx_kernels;
-}
-#endif
-
 namespace {
 
 template <typename T>
@@ -57,10 +48,10 @@ void check_kernel(const Kernels& kernel) {
 
 /// Every supported kernel, and that for ADX: memcheck's processor has the instructions and does not announce them.
 template <typename Kernels>
-void check_kernels(std::span<const Kernels* const> supported, const Kernels* adx, void (*check)(const Kernels&)) {
+void check_kernels(std::span<const Kernels* const> supported, const Kernels& native, void (*check)(const Kernels&)) {
     for (const Kernels* kernel : supported) check(*kernel);
     const CpuFeatures& cpu = cpu_features();
-    if (adx != nullptr && cpu.avx2 && cpu.bmi2 && std::ranges::count(supported, adx) == 0) check(*adx);
+    if (cpu.avx2 && cpu.bmi2 && std::ranges::count(supported, &native) == 0) check(native);
 }
 
 /// The recommended curve as if it were any.
@@ -112,13 +103,8 @@ bool check_engine() {
 }  // namespace
 
 int main() {
-#if defined(__x86_64__)
-    check_kernels(supported_kernels(), &x86_adx_kernels, check_kernel);
-    check_kernels(ecp256::supported_kernels(), &ecp256::x86_adx_kernels, check_any_curve);
-#else
-    check_kernels<Kernels>(supported_kernels(), nullptr, check_kernel);
-    check_kernels<ecp256::Kernels>(ecp256::supported_kernels(), nullptr, check_any_curve);
-#endif
+    check_kernels(supported_kernels(), native_kernels, check_kernel);
+    check_kernels(ecp256::supported_kernels(), ecp256::native_kernels, check_any_curve);
     check_any_order();
     const Fe field = fe_invert(fe_from(secret(5)));
     const Scalar scalar = scalar_invert(scalar_from(secret(6)));

@@ -7,7 +7,6 @@ namespace ulmaro::ecp256 {
 
 using Field = u256::WithSelect<u256::Residues<u256::PortableChains>>;
 
-extern const Kernels portable_kernels;
 constinit const Kernels portable_kernels = {"portable", multiply_point<Field>, multiply_both_vartime<Field>};
 
 }  // namespace ulmaro::ecp256

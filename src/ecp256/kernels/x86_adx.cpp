@@ -7,7 +7,6 @@ namespace ulmaro::ecp256 {
 
 using Field = u256::WithAvx2Select<u256::Residues<u256::X86Chains>>;
 
-extern const Kernels x86_adx_kernels;
-constinit const Kernels x86_adx_kernels = {"x86-adx", multiply_point<Field>, multiply_both_vartime<Field>};
+constinit const Kernels native_kernels = {"x86-adx", multiply_point<Field>, multiply_both_vartime<Field>};
 
 }  // namespace ulmaro::ecp256

@@ -7,8 +7,7 @@ namespace ulmaro::sm2p256 {
 
 using Field = u256::WithSelect<ArmField>;
 
-extern const Kernels arm_kernels;
-constinit const Kernels arm_kernels = {"aarch64", multiply_base<Field>, multiply_base_and_invert<Field>,
-                                       multiply_point<Field>, multiply_add_vartime<Field>};
+constinit const Kernels native_kernels = {"aarch64", multiply_base<Field>, multiply_base_and_invert<Field>,
+                                          multiply_point<Field>, multiply_add_vartime<Field>};
 
 }  // namespace ulmaro::sm2p256

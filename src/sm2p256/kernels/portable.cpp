@@ -6,7 +6,6 @@ namespace ulmaro::sm2p256 {
 
 using Field = u256::WithSelect<PortableField>;
 
-extern const Kernels portable_kernels;
 constinit const Kernels portable_kernels = {"portable", multiply_base<Field>, multiply_base_and_invert<Field>,
                                             multiply_point<Field>, multiply_add_vartime<Field>};
 

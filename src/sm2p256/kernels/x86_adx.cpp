@@ -6,8 +6,7 @@
 namespace ulmaro::sm2p256 {
 using Field = u256::WithAvx2Select<X86Field>;
 
-extern const Kernels x86_adx_kernels;
-constinit const Kernels x86_adx_kernels = {"x86-adx", multiply_base<Field>, multiply_base_and_invert<Field>,
-                                           multiply_point<Field>, multiply_add_vartime<Field>};
+constinit const Kernels native_kernels = {"x86-adx", multiply_base<Field>, multiply_base_and_invert<Field>,
+                                          multiply_point<Field>, multiply_add_vartime<Field>};
 
 }  // namespace ulmaro::sm2p256

@@ -1,0 +1,26 @@
+// Which kernels of a room that computes on limbs this processor can run: the same for both curve engines.
+#pragma once
+
+#include "base/cpu.hpp"
+#include "base/kernel_list.hpp"
+
+namespace ulmaro::u256 {
+
+/// native is the one with this architecture's carry chains; on an architecture without one it need not exist.
+template <typename Kernels, const Kernels& native, const Kernels& portable>
+const KernelList<Kernels>& limb_kernels() noexcept {
+    static const KernelList<Kernels> supported = [] {
+        KernelList<Kernels> list;
+#if defined(__x86_64__)
+        const CpuFeatures& cpu = cpu_features();
+        list.add_if(cpu.avx2 && cpu.bmi2 && cpu.adx, native);
+#elif defined(__aarch64__)
+        list.add_if(true, native);
+#endif
+        list.add_if(true, portable);
+        return list;
+    }();
+    return supported;
+}
+
+}  // namespace ulmaro::u256
