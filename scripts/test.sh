@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 # shellcheck disable=SC2154,SC2086
 need_packages $build_packages $test_packages
 for preset in "${@:-release}"; do
+  [ "$preset" != clang ] || need_packages clang
   [ -f "build/$preset/build.ninja" ] || quietly cmake --preset "$preset"
   quietly cmake --build --preset "$preset"
   ctest --preset "$preset"
