@@ -29,6 +29,10 @@ cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR BASE_DIRECTORY ${CMAKE_IN
            OUTPUT_VARIABLE pc_includedir)
 foreach(library IN LISTS ULMARO_LIBRARIES)
   set(pc_name ${library})
+  set(pc_define "")
+  if(library MATCHES Hardened)
+    set(pc_define " -DULMARO_HARDENED")
+  endif()
   configure_file(cmake/UlmaroAlgrithm.pc.in ${library}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
           COMPONENT development)

@@ -7,21 +7,35 @@
  *
  * Rules that hold for every declaration below unless it says otherwise:
  *
+ * - **Two libraries** have these names. `libUlmaroAlgrithmHardened.so` draws keys and ephemeral scalars from the
+ *   kernel and never touches the C library's `rand`: take it for everything new. `libUlmaroAlgrithm.so` draws them from
+ *   `rand`, which it seeds with the time in seconds at every group preparation, so that others can compute them: it is
+ *   for applications that must see the same random sequence as before. Compile with the flags of the library's
+ *   pkg-config file or CMake target. Those of the hardened one define `ULMARO_HARDENED`; what draws or prepares a group
+ *   then has `_Hardened` behind its name in the object file, a name that only this library has. Without it, in a
+ *   process that has both libraries, the one that the loader finds first answers, whichever was linked.
  * - **Byte order.** Byte strings (numbers, coordinates, digests, keys, blocks) are big-endian. Records made of
  *   words (`bignum_st`, the SM4 schedule) hold native unsigned integers, least significant word first for numbers.
  * - **Ownership.** All memory is the caller's. Nothing is kept after a call returns, except what
- *   SM2_Set_Custom_Paramter() copies into the registry and the seed of the C library's `rand`.
+ *   SM2_Set_Custom_Paramter() copies into the registry and, with the plain library, the seed of `rand`.
  * - **Pointers** must be valid for the stated sizes; null is refused only where stated.
  * - **Exceptions.** A length that is refused, and scratch memory that cannot be had, leave the call as
  *   `std::bad_array_new_length` or `std::bad_alloc`. No other exception leaves the library. A caller written in C
  *   cannot catch them: the process ends.
- * - **Threads.** Every routine is re-entrant on distinct objects. The custom-curve registry, ::group and the C
- *   library's `rand` are shared and unguarded: serialise their use.
+ * - **Threads.** Every routine is re-entrant on distinct objects. The custom-curve registry, ::group and, with the
+ *   plain library, `rand` are shared and unguarded: serialise their use.
  *
  * The names, argument orders and spellings are fixed: applications look them up by name.
  */
 #ifndef ULMARO_ALGRITHM_H
 #define ULMARO_ALGRITHM_H
+
+/** @brief Behind a declaration: the name that only the hardened library has, when the program is built for that one. */
+#ifdef ULMARO_HARDENED
+#define ULMARO_OWN_NAME(name) __asm__(#name "_Hardened")
+#else
+#define ULMARO_OWN_NAME(name)
+#endif
 
 /**
  * @defgroup version Version
@@ -358,13 +372,13 @@ void SM2_KDF_ALGRITRHM(const unsigned char* z, int zLen, int kLen, unsigned char
  */
 
 /**
- * @brief Prepares a group from a parameter block, and seeds the C library's `rand` with `time(NULL)`.
+ * @brief Prepares a group from a parameter block. The plain library also calls `srand(time(NULL))`.
  * @param param  in
  * @param grp    out, all 416 bytes are written. The same block gives the same bytes.
  * @return 0 always; nothing is validated. For an even or zero p, or a zero n, the Montgomery fields are zero and no
  *         operation on the group succeeds.
  */
-int SM2_ECC_InitParameter(const ECCParameter_st* param, ec_group_st* grp);
+int SM2_ECC_InitParameter(const ECCParameter_st* param, ec_group_st* grp) ULMARO_OWN_NAME(SM2_ECC_InitParameter);
 
 /**
  * @brief Draws a key pair.
@@ -372,16 +386,21 @@ int SM2_ECC_InitParameter(const ECCParameter_st* param, ec_group_st* grp);
  * @param pubKey  out, 64 bytes
  * @param priKey  out, 32 bytes
  * @return 0 always. On a group without usable order (its top word is zero) both outputs are zero.
+ *
+ * Use the hardened library: with the plain one d comes from `rand`, and can be computed from the second in which a
+ * group was prepared.
  */
-int SM2_ECC_GenerateKeyPair(const ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, ECC_PRIVATE_KEY* priKey);
+int SM2_ECC_GenerateKeyPair(const ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, ECC_PRIVATE_KEY* priKey)
+    ULMARO_OWN_NAME(SM2_ECC_GenerateKeyPair);
 
 /**
- * @brief The public key of a private scalar on the recommended curve. Prepares a group, so it seeds `rand`.
+ * @brief The public key of a private scalar on the recommended curve. Prepares a group, so the plain library seeds
+ *        `rand`.
  * @param pubKey  out, 64 bytes; all zero when the scalar is a multiple of n
  * @param priKey  in, the scalar in words 0..7, least significant first: not the big-endian ::ECC_PRIVATE_KEY
  * @return 0 always.
  */
-int SM2_CalcPubKeyByPriKey(ECC_PUBLIC_KEY* pubKey, const bignum_st* priKey);
+int SM2_CalcPubKeyByPriKey(ECC_PUBLIC_KEY* pubKey, const bignum_st* priKey) ULMARO_OWN_NAME(SM2_CalcPubKeyByPriKey);
 
 /**
  * @brief Tests y^2 = x^3 + a x + b (mod p).
@@ -398,9 +417,12 @@ int SM2_POINT_is_on_curve(const ECCParameter_st* param, const ECC_PUBLIC_KEY* pu
  * @param key        in, 1 <= d <= n - 2
  * @param signature  out, 64 bytes; all zero (which never verifies) when the key or the group allows no signature
  * @return 0 always.
+ *
+ * Use the hardened library: with the plain one the ephemeral scalar comes from `rand`, and so the private key can be
+ * computed from a signature.
  */
 int SM2_ECDSA_Signature(const ec_group_st* grp, const unsigned char* e, const ECC_PRIVATE_KEY* key,
-                        ECC_SIGNATURE* signature);
+                        ECC_SIGNATURE* signature) ULMARO_OWN_NAME(SM2_ECDSA_Signature);
 
 /**
  * @brief Verifies a signature. Source: GM/T 0003.2 clause 7.1.
@@ -423,9 +445,12 @@ int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigned char* e, const
  * @param pubKey  in; not checked against the curve (SM2_POINT_is_on_curve() does that)
  * @param blob    out, 100 + msgLen bytes; null: nothing is done
  * @return 0 always. On a group or key that allows no encryption the record is zero but for its length.
+ *
+ * Use the hardened library: with the plain one the ephemeral scalar comes from `rand`, and so the message can be
+ * computed from the record.
  */
 int SM2_ECES_Encryption(const ec_group_st* grp, const unsigned char* msg, int msgLen, const ECC_PUBLIC_KEY* pubKey,
-                        Ulmaro_ECC_CIPHER_BLOB* blob);
+                        Ulmaro_ECC_CIPHER_BLOB* blob) ULMARO_OWN_NAME(SM2_ECES_Encryption);
 
 /**
  * @brief Decrypts a record. Source: GM/T 0003.4 clause 7.1.

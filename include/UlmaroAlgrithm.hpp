@@ -48,6 +48,18 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// @cond
+// The loader takes inline functions of one name for one function. Where two shared objects in a process are built for
+// different libraries, they must not share this class, whose members draw: its name says which library it calls.
+#ifdef ULMARO_HARDENED
+inline namespace hardened {
+class Curve;
+}
+#else
+class Curve;
+#endif
+/// @endcond
+
 /// The bytes of a text, which must outlive the view.
 inline View bytes_of(std::string_view text) noexcept {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
@@ -209,7 +221,7 @@ public:
     friend bool operator==(const Ciphertext&, const Ciphertext&) = default;
 
 private:
-    friend class Curve;
+    friend Curve;
     static constexpr std::size_t head = sizeof(Ulmaro_ECC_CIPHER_BLOB);
     explicit Ciphertext(Bytes record) noexcept : record_(std::move(record)) {}
     Ulmaro_ECC_CIPHER_BLOB* mutable_record() noexcept {
@@ -262,6 +274,9 @@ template <std::size_t Size>
     return key;
 }
 
+#ifdef ULMARO_HARDENED
+inline namespace hardened {
+#endif
 /// A curve, prepared, and what is done on it. Make one and keep it: preparing costs, using it does not.
 class Curve {
 public:
@@ -397,6 +412,9 @@ private:
     ECCParameter_st parameters_{};
     ec_group_st prepared_{};
 };
+#ifdef ULMARO_HARDENED
+}  // namespace hardened
+#endif
 
 /// An SM4 key, expanded once for both directions; GM/T 0002. Wiped when it goes.
 ///

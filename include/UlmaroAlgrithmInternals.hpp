@@ -221,7 +221,7 @@ unsigned char* sm2_copy(unsigned char* dst, unsigned char* src, int len);
  */
 
 /** What SM2_ECC_InitParameter() forwards to. */
-int ECC_InitParameter(ECCParameter_st* param, ec_group_st* grp);
+int ECC_InitParameter(ECCParameter_st* param, ec_group_st* grp) ULMARO_OWN_NAME(ECC_InitParameter);
 
 /** 1 when Z is zero over prime_top words, else 0. Time: constant in the words. */
 int ec_GFp_simple_is_at_infinity(ec_group_st* grp, ec_point_st* P);
@@ -255,7 +255,8 @@ void EC_POINTs_mul(ec_group_st* grp, ec_point_st* r, ec_point_st* P, bignum_st* 
  */
 
 /** What SM2_ECC_GenerateKeyPair() forwards to. */
-int ECC_GenerateKeyPair(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, ECC_PRIVATE_KEY* priKey);
+int ECC_GenerateKeyPair(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, ECC_PRIVATE_KEY* priKey)
+    ULMARO_OWN_NAME(ECC_GenerateKeyPair);
 /** SM2_CalcPubKeyByPriKey() on any prepared group. The scalar is neither reduced nor checked. Returns 0. */
 int ECC_CalcPubKeyByPriKey(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, const bignum_st* priKey);
 /** What SM2_POINT_is_on_curve() forwards to. */
@@ -264,7 +265,7 @@ int POINT_is_on_curve(ECCParameter_st* param, ECC_PUBLIC_KEY* pubKey);
  * A key pair on ::group, which the application has prepared: pub_out[64] = x || y, priv_out[32] = d. The first argument
  * is not read. Prints "\n" on standard output. Returns 0.
  */
-int ECC_ProduceKey(int ignored, unsigned char* pub_out, unsigned char* priv_out);
+int ECC_ProduceKey(int ignored, unsigned char* pub_out, unsigned char* priv_out) ULMARO_OWN_NAME(ECC_ProduceKey);
 /** @} */
 
 /**
@@ -273,12 +274,13 @@ int ECC_ProduceKey(int ignored, unsigned char* pub_out, unsigned char* priv_out)
  */
 
 /** What SM2_ECDSA_Signature() forwards to. */
-int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature);
+int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature)
+    ULMARO_OWN_NAME(ECDSA_Signature);
 /** What SM2_ECDSA_Verification() forwards to. */
 int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, ECC_SIGNATURE* signature);
 /** What SM2_ECES_Encryption() forwards to. */
 int ECES_Encryption(ec_group_st* grp, unsigned char* msg, int msgLen, ECC_PUBLIC_KEY* pubKey,
-                    Ulmaro_ECC_CIPHER_BLOB* blob);
+                    Ulmaro_ECC_CIPHER_BLOB* blob) ULMARO_OWN_NAME(ECES_Encryption);
 /** What SM2_ECES_Decryption() forwards to. */
 int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey, unsigned char* plain);
 /** @} */

@@ -1,14 +1,16 @@
 #!/bin/sh
-# Compiles each public header alone, warnings being errors, in every language version it is meant for.
+# Compiles each public header alone, warnings being errors, in every language version it is meant for, for either library.
 # Usage: headers.sh INCLUDE_FOLDER; the compilers are taken from CC and CXX.
 set -eu
 include=$1
 warnings="-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror"
 
 check() { # compiler language version header
-  echo "$1 -std=$3 $4"
-  # shellcheck disable=SC2086
-  echo "#include \"$4\"" | $1 -x "$2" -std="$3" $warnings -fsyntax-only -I "$include" -
+  for library in -UULMARO_HARDENED -DULMARO_HARDENED; do
+    echo "$1 -std=$3 $library $4"
+    # shellcheck disable=SC2086
+    echo "#include \"$4\"" | $1 -x "$2" -std="$3" $warnings $library -fsyntax-only -I "$include" -
+  done
 }
 
 for std in c99 c11; do

@@ -54,10 +54,10 @@ def main() -> None:
                     name = block.text.split()[1].rstrip(":")
                     with open(os.path.join(work, name), "w", encoding="utf-8") as file:
                         file.write(block.text)
-                    library = "-lUlmaroAlgrithm" if block.plain else "-lUlmaroAlgrithmHardened"
+                    library = ["-lUlmaroAlgrithm"] if block.plain else ["-DULMARO_HARDENED", "-lUlmaroAlgrithmHardened"]
                     program = os.path.splitext(name)[0]
                     run([*compilers[block.language], *WARNINGS, "-O2", "-I" + include, name, "-o", program,
-                         "-L" + libraries, library], cwd=work)
+                         "-L" + libraries, *library], cwd=work)
                     if following is not None and following.language == "text":
                         printed = run([*emulator, os.path.join(work, program)], cwd=work, env=environment, input="")
                         if printed != following.text:

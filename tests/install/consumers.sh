@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds the README's C program against installed files, through the CMake package and through pkg-config, and compares
-# what it prints with the README.
-# usage: consumers.sh LIBRARY_DIR [CMAKE_OPTION...]; CC compiles, EMULATOR runs
+# what it prints with the README. What is built for the hardened library signs by a name that only that library has.
+# usage: consumers.sh LIBRARY_DIR [CMAKE_OPTION...]; CC compiles, NM lists names, EMULATOR runs
 set -eu
 libdir=$1
 shift
@@ -18,7 +18,7 @@ prints_the_same() { # PROGRAM
 }
 
 mkdir "$work/consumer"
-cp "$here/consumer/CMakeLists.txt" "$work/consumer"
+cp "$here/consumer/CMakeLists.txt" "$here/../../examples/sign_and_verify.c" "$work/consumer"
 block c >"$work/consumer/consumer.c"
 block text >"$work/expected"
 [ -s "$work/consumer/consumer.c" ] && [ -s "$work/expected" ]
@@ -28,9 +28,15 @@ quietly cmake --build "$work/build"
 prints_the_same "$work/build/consumer"
 
 for name in UlmaroAlgrithm UlmaroAlgrithmHardened; do
-  # shellcheck disable=SC2046  # the flags are words
-  "${CC:-cc}" -std=c99 -Wall -Wextra -Wpedantic -Werror "$work/consumer/consumer.c" -o "$work/$name" \
-    $(PKG_CONFIG_LIBDIR=$libdir/pkgconfig pkg-config --cflags --libs "$name")
-  prints_the_same "$work/$name"
+  for source in consumer sign_and_verify; do
+    # shellcheck disable=SC2046  # the flags are words
+    "${CC:-cc}" -std=c99 -Wall -Wextra -Wpedantic -Werror "$work/consumer/$source.c" -o "$work/$source-$name" \
+      $(PKG_CONFIG_LIBDIR=$libdir/pkgconfig pkg-config --cflags --libs "$name")
+  done
+  prints_the_same "$work/consumer-$name"
 done
+for program in build/signer sign_and_verify-UlmaroAlgrithmHardened sign_and_verify-UlmaroAlgrithm; do
+  "${NM:-nm}" -D --undefined-only "$work/$program" | grep -o 'SM2_ECDSA_Signature.*'
+done >"$work/names"
+printf 'SM2_ECDSA_Signature%s\n' _Hardened _Hardened '' | diff - "$work/names"
 echo "CMake package and pkg-config: the README's program is built and runs"

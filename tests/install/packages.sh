@@ -27,7 +27,7 @@ use() { # PREFIX LIBRARY_DIR PYTHON_DIR LIBRARY_PATH
     tests/abi/hardening.sh "$file"
     ! "$READELF" -SW "$file" | grep -Eq '\.(debug_|symtab)' || fail "$file is not stripped"
   done
-  for library in "$2"/libUlmaro*.so; do tests/abi/exports.sh "$library" tests/abi/exports.txt; done
+  for library in "$2"/libUlmaro*.so; do tests/abi/exports.sh "$library"; done
   mkdir -p "$work/bin"
   printf '#!/bin/sh\nLD_LIBRARY_PATH=%s exec %s %s "$@"\n' "$4" "$EMULATOR" "$tool" >"$work/bin/ulmaro"
   chmod +x "$work/bin/ulmaro"
