@@ -4,7 +4,7 @@
 
 int main(void) {
     static unsigned char piece[65536];
-    unsigned char digest[32];
+    unsigned char digest[ULMARO_SM3_DIGEST_BYTES];
     size_t size;
     SM3_CTX stream;
 
@@ -16,7 +16,7 @@ int main(void) {
     }
     SM3_Final(&stream, digest);
 
-    for (int i = 0; i < 32; i++) printf("%02x", digest[i]);
+    for (int i = 0; i < ULMARO_SM3_DIGEST_BYTES; i++) printf("%02x", digest[i]);
     printf("\n");
     return 0;
 }

@@ -6,8 +6,8 @@
 
 /* e = SM3(Z || M) for the signer with this public key. */
 static void digest_for_signing(const ECCParameter_st* curve, const ECC_PUBLIC_KEY* key, const char* message, int length,
-                               unsigned char e[32]) {
-    unsigned char z[32];
+                               unsigned char e[ULMARO_SM3_DIGEST_BYTES]) {
+    unsigned char z[ULMARO_SM3_DIGEST_BYTES];
     SM3_CTX stream;
     SM3_algrithm_userid_hash(key, curve, z);
     SM3_Init(&stream);
@@ -24,7 +24,7 @@ int main(void) {
     ECC_PUBLIC_KEY public_key;
     ECC_PRIVATE_KEY private_key;
     ECC_SIGNATURE signature;
-    unsigned char e[32];
+    unsigned char e[ULMARO_SM3_DIGEST_BYTES];
 
     SM2_Get_Paramter(&curve, 0); /* the recommended curve */
     SM2_ECC_InitParameter(&curve, &prepared);

@@ -81,7 +81,7 @@ def parse(header: str) -> Tuple[Comment, Dict[str, Group]]:
     current = ""
     for raw, code in zip(parts[3::2], parts[4::2]):
         comment = parse_comment(raw)
-        code = re.sub(r"^#(?!define).*\n|\s*ULMARO_OWN_NAME\(\w+\)", "", code, flags=re.MULTILINE)
+        code = re.sub(r"^#(?!define).*\n|ULMARO_MUST_USE |\s*ULMARO_OWN_NAME\(\w+\)", "", code, flags=re.MULTILINE)
         named = re.search(r"@defgroup (\w+) (.*)", raw)
         if named:
             current = named[1]

@@ -38,6 +38,22 @@
 #endif
 
 /**
+ * @brief Before a declaration: the compiler warns when the result is ignored.
+ *
+ * So are marked the answers to "is this valid", and only these: a call that ignores one has not checked. A program for
+ * which the warning is an error can define the macro as nothing.
+ */
+#ifndef ULMARO_MUST_USE
+#if defined(__cplusplus) && __cplusplus >= 201703L
+#define ULMARO_MUST_USE [[nodiscard]]
+#elif defined(__GNUC__)
+#define ULMARO_MUST_USE __attribute__((__warn_unused_result__))
+#else
+#define ULMARO_MUST_USE
+#endif
+#endif
+
+/**
  * @defgroup version Version
  * @brief The version of this header, by the rules of semantic versioning.
  *
@@ -312,6 +328,11 @@ int SM1_X_CBC_DE_MODE_EX(const unsigned char* key, int keyLen, const unsigned ch
  * @{
  */
 
+/** @brief Number of bytes in a digest. */
+#define ULMARO_SM3_DIGEST_BYTES 32
+/** @brief Number of bytes in a block of the hash, as HMAC needs it. */
+#define ULMARO_SM3_BLOCK_BYTES 64
+
 /** @brief Starts a stream. @param ctx out, completely written. */
 void SM3_Init(SM3_CTX* ctx);
 
@@ -371,6 +392,11 @@ void SM2_KDF_ALGRITRHM(const unsigned char* z, int zLen, int kLen, unsigned char
  * @{
  */
 
+/** @brief Number of bytes in a coordinate, a private scalar, and each half of a signature. */
+#define ULMARO_SM2_NUMBER_BYTES 32
+/** @brief Number of bytes in a ciphertext record before the message's: C1, C3 and the length. */
+#define ULMARO_SM2_CIPHER_HEAD_BYTES 100
+
 /**
  * @brief Prepares a group from a parameter block. The plain library also calls `srand(time(NULL))`.
  * @param param  in
@@ -408,7 +434,7 @@ int SM2_CalcPubKeyByPriKey(ECC_PUBLIC_KEY* pubKey, const bignum_st* priKey) ULMA
  * @param pubKey  in; coordinates are reduced modulo p, not range-checked
  * @return 1 when the equation holds, 0 otherwise and for p = 0.
  */
-int SM2_POINT_is_on_curve(const ECCParameter_st* param, const ECC_PUBLIC_KEY* pubKey);
+ULMARO_MUST_USE int SM2_POINT_is_on_curve(const ECCParameter_st* param, const ECC_PUBLIC_KEY* pubKey);
 
 /**
  * @brief Signs a digest. Source: GM/T 0003.2 clause 6.1 from step A2 on.
@@ -433,8 +459,8 @@ int SM2_ECDSA_Signature(const ec_group_st* grp, const unsigned char* e, const EC
  * @return 1 for a valid signature, 0 otherwise. Prints "r>=n ret = %d\n", "s>=n ret = %d\n" or
  *         "cmp different! ret= %d\n" on standard output for the reason named.
  */
-int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigned char* e, const ECC_PUBLIC_KEY* key,
-                           const ECC_SIGNATURE* signature);
+ULMARO_MUST_USE int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigned char* e, const ECC_PUBLIC_KEY* key,
+                                           const ECC_SIGNATURE* signature);
 
 /**
  * @brief Encrypts a message. Source: GM/T 0003.4 clause 6.1, in the order C1, C3, C2.
@@ -462,8 +488,8 @@ int SM2_ECES_Encryption(const ec_group_st* grp, const unsigned char* msg, int ms
  *         "BN_is_zero failed!\n", "sum_t==0\n" (also for an empty message) or "char_equal!=0\n". After the last of
  *         these plain may hold bytes that are not authentic: discard them.
  */
-int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC_CIPHER_BLOB* blob, const ECC_PRIVATE_KEY* priKey,
-                        unsigned char* plain);
+ULMARO_MUST_USE int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC_CIPHER_BLOB* blob,
+                                        const ECC_PRIVATE_KEY* priKey, unsigned char* plain);
 
 /** @} */
 
@@ -479,6 +505,10 @@ int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC_CIPHER_BLOB* bl
  * @{
  */
 
+/** @brief Number of bytes in a key. */
+#define ULMARO_SM4_KEY_BYTES 16
+/** @brief Number of bytes in a block and in an iv. */
+#define ULMARO_SM4_BLOCK_BYTES 16
 /** @brief Number of words in an SM4 round-key schedule. */
 #define ULMARO_SM4_SCHEDULE_WORDS 32
 

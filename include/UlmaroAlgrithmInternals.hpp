@@ -260,7 +260,7 @@ int ECC_GenerateKeyPair(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, ECC_PRIVATE_KE
 /** SM2_CalcPubKeyByPriKey() on any prepared group. The scalar is neither reduced nor checked. Returns 0. */
 int ECC_CalcPubKeyByPriKey(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, const bignum_st* priKey);
 /** What SM2_POINT_is_on_curve() forwards to. */
-int POINT_is_on_curve(ECCParameter_st* param, ECC_PUBLIC_KEY* pubKey);
+ULMARO_MUST_USE int POINT_is_on_curve(ECCParameter_st* param, ECC_PUBLIC_KEY* pubKey);
 /**
  * A key pair on ::group, which the application has prepared: pub_out[64] = x || y, priv_out[32] = d. The first argument
  * is not read. Prints "\n" on standard output. Returns 0.
@@ -277,10 +277,12 @@ int ECC_ProduceKey(int ignored, unsigned char* pub_out, unsigned char* priv_out)
 int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature)
     ULMARO_OWN_NAME(ECDSA_Signature);
 /** What SM2_ECDSA_Verification() forwards to. */
-int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, ECC_SIGNATURE* signature);
+ULMARO_MUST_USE int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key,
+                                       ECC_SIGNATURE* signature);
 /** What SM2_ECES_Encryption() forwards to. */
 int ECES_Encryption(ec_group_st* grp, unsigned char* msg, int msgLen, ECC_PUBLIC_KEY* pubKey,
                     Ulmaro_ECC_CIPHER_BLOB* blob) ULMARO_OWN_NAME(ECES_Encryption);
 /** What SM2_ECES_Decryption() forwards to. */
-int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey, unsigned char* plain);
+ULMARO_MUST_USE int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey,
+                                    unsigned char* plain);
 /** @} */

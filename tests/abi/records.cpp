@@ -16,6 +16,9 @@
 
 #include "records.def"
 
+static_assert(sizeof(ECC_PRIVATE_KEY) == ULMARO_SM2_NUMBER_BYTES);
+static_assert(sizeof(Ulmaro_ECC_CIPHER_BLOB) == ULMARO_SM2_CIPHER_HEAD_BYTES);
+static_assert(sizeof(SM3_CTX::block) == ULMARO_SM3_BLOCK_BYTES && sizeof(SM3_CTX::V) == ULMARO_SM3_DIGEST_BYTES);
 static_assert(sizeof(g_p_256) == 32 && sizeof(g_a_256) == 32 && sizeof(g_b_256) == 32);
 static_assert(sizeof(g_Gx_256) == 32 && sizeof(g_Gy_256) == 32 && sizeof(g_Gn_256) == 32);
 static_assert(std::is_same_v<decltype(group), ec_group_st>);
