@@ -13,9 +13,9 @@ plain=-lUlmaroAlgrithm hardened=-lUlmaroAlgrithmHardened
 with="${EMULATOR:+$EMULATOR -E}"
 with=${with:-env} # runs a program with a variable more
 
-shared() { # COMPILER NAME FILE...
-  compiler=$1 name=$2
-  shift 2
+shared() { # NAME FILE...
+  name=$1
+  shift
   "$compiler" -shared -o "lib$name.so" "$@" -L. -Wl,-rpath,"$work"
 }
 program() { # NAME FILE...
@@ -31,55 +31,53 @@ expect() { # "WHO=SOURCE..." VARIABLE=VALUE PROGRAM ARGUMENT...
   [ "$printed" = " $wanted" ] || { echo "$language: $*: wanted $wanted, got$printed" >&2 && failed=1; }
 }
 
-failed=0
+failed=0 compiler=$CC
 "$CC" -fPIC -DCOUNTER -c "$source" -o counter.o
-shared "$CC" counter counter.o
+shared counter counter.o
 "$CC" -I "$include" -c "$source" -o main.o
 for language in c c++; do
-  compiler=$CC standard=c99
+  standard='c99'
   [ $language = c ] || compiler=$CXX standard=c++20
   # Without optimisation, so that nothing is inlined.
   set -- -x $language -std=$standard -D_DEFAULT_SOURCE -fPIC -I "$include" -c "$source"
   "$compiler" "$@" -DUSE=use_plain -o plain.o
   "$compiler" "$@" -DUSE=use_hardened -DULMARO_HARDENED -o hardened.o
-  shared "$compiler" use_plain plain.o $plain
-  shared "$compiler" use_hardened hardened.o $hardened
+  shared use_plain plain.o $plain
+  shared use_hardened hardened.o $hardened
 
   program plain_first hardened.o $plain $hardened
-  program hardened_first hardened.o $hardened $plain
-  expect hardened=kernel A= ./plain_first
-  expect hardened=kernel A= ./hardened_first
-
-  program on_neither
-  for modes in 'l l' 'l g' 'g l' 'g g'; do
-    p=${modes% *}:./libUlmaroAlgrithm.so h=${modes#* }:./libUlmaroAlgrithmHardened.so
-    expect 'handle=rand handle=kernel' A= ./on_neither "$p" "$h"
-    expect 'handle=kernel handle=rand' A= ./on_neither "$h" "$p"
-    p=${modes% *}:./libuse_plain.so h=${modes#* }:./libuse_hardened.so
-    expect 'plain=rand handle=rand hardened=kernel handle=kernel' A= ./on_neither "$p" "$h"
-  done
-
   program on_plain plain.o $plain
-  program on_hardened hardened.o $hardened
-  for mode in l g; do
-    expect 'plain=rand hardened=kernel handle=kernel' A= ./on_plain $mode:./libuse_hardened.so
-    expect 'hardened=kernel handle=rand' A= ./on_hardened $mode:./libUlmaroAlgrithm.so
-  done
-  expect plain=kernel LD_PRELOAD=./libUlmaroAlgrithmHardened.so ./on_plain
-  expect hardened=kernel LD_PRELOAD=./libUlmaroAlgrithm.so ./on_hardened
-  expect 'hardened=kernel handle=kernel' LD_PRELOAD=./libUlmaroAlgrithm.so ./on_hardened l:./libUlmaroAlgrithmHardened.so
-
-  program on_both -luse_plain -luse_hardened
-  expect 'plain=rand hardened=kernel' A= ./on_both
-  program on_both -luse_hardened -luse_plain
-  expect 'plain=kernel hardened=kernel' A= ./on_both # the common names are the first library's
-  # Linked with the hardened library by hand, by the common names.
-  program by_hand plain.o $hardened
-  expect plain=kernel A= ./by_hand
+  expect hardened=kernel A= ./plain_first
+  expect 'plain=rand hardened=kernel handle=kernel' A= ./on_plain l:./libuse_hardened.so
 done
 
+# All other ways for C++, which makes C's calls too.
+expect 'plain=rand hardened=kernel handle=kernel' A= ./on_plain g:./libuse_hardened.so
+expect plain=kernel LD_PRELOAD=./libUlmaroAlgrithmHardened.so ./on_plain
+program on_hardened hardened.o $hardened
+expect 'hardened=kernel handle=rand' A= ./on_hardened l:./libUlmaroAlgrithm.so
+expect 'hardened=kernel handle=rand' A= ./on_hardened g:./libUlmaroAlgrithm.so
+expect 'hardened=kernel handle=kernel' LD_PRELOAD=./libUlmaroAlgrithm.so ./on_hardened l:./libUlmaroAlgrithmHardened.so
+program hardened_first hardened.o $hardened $plain
+expect hardened=kernel A= ./hardened_first
+
+program on_neither
+for modes in 'l l' 'l g' 'g l' 'g g'; do
+  p=${modes% *}:./libUlmaroAlgrithm.so h=${modes#* }:./libUlmaroAlgrithmHardened.so
+  expect 'handle=rand handle=kernel' A= ./on_neither "$p" "$h"
+  expect 'handle=kernel handle=rand' A= ./on_neither "$h" "$p"
+  p=${modes% *}:./libuse_plain.so h=${modes#* }:./libuse_hardened.so
+  expect 'plain=rand handle=rand hardened=kernel handle=kernel' A= ./on_neither "$p" "$h"
+done
+
+program on_both -luse_plain -luse_hardened
+expect 'plain=rand hardened=kernel' A= ./on_both
+program on_both -luse_hardened -luse_plain
+expect 'plain=kernel hardened=kernel' A= ./on_both # the common names are the first library's
+program by_hand plain.o $hardened # without the flag, by the common names
+expect plain=kernel A= ./by_hand
+
 if [ -n "$python" ]; then
-  language=python
   printed=$(LD_PRELOAD=$work/libcounter.so PYTHONPATH=$module ULMARO_ALGRITHM_LIBRARY=./libUlmaroAlgrithmHardened.so "$python" -B -c '
 import ctypes
 ctypes.CDLL("./libUlmaroAlgrithm.so", ctypes.RTLD_GLOBAL)

@@ -17,8 +17,8 @@ namespace {
 /// The file that keys come from at run time, which need not be the one of the build.
 std::string library_path() {
     Dl_info info{};
-    if (::dladdr(reinterpret_cast<const void*>(&SM2_ECC_GenerateKeyPair), &info) == 0 || info.dli_fname == nullptr)
-        return "unknown";
+    const auto* const source_of_keys = reinterpret_cast<const void*>(&SM2_ECC_GenerateKeyPair);
+    if (::dladdr(source_of_keys, &info) == 0 || info.dli_fname == nullptr) return "unknown";
     const std::unique_ptr<char, decltype(&::free)> path(::realpath(info.dli_fname, nullptr), &::free);
     return path ? path.get() : info.dli_fname;
 }
