@@ -20,7 +20,7 @@ constexpr std::size_t used_stack = 1536;
 
 Order::Order(ec_group_st& grp) noexcept : n_(grp.order) {
     if (!odd()) return;
-    unsigned int nprime, factor[kWords];
+    unsigned int nprime, factor[kWords] = {};
     BN_MONT_CTX_set(n_.words, kWords, &nprime, factor);
     modulus_ = u256::modulus(limbs(n_.words));
     factor_ = limbs(factor);

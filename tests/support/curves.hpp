@@ -30,6 +30,15 @@ inline constexpr Curve kExample = {"example of the standard",
                                    "0680512bcbb42c07d47349d2153b70c4e5d7fdfcbfa36ea1a85841b9e46e09a2",
                                    "8542d69e4c044f18e8b92435bf6ff7dd297720630485628d5ae74ee7c32e79b7"};
 
+/// secp224k1: the prime has 224 bits, the order 225, and 2^512 modulo the order fewer words than the order.
+inline constexpr Curve kShort = {"secp224k1",
+                                 "00000000fffffffffffffffffffffffffffffffffffffffffffffffeffffe56d",
+                                 "0000000000000000000000000000000000000000000000000000000000000000",
+                                 "0000000000000000000000000000000000000000000000000000000000000005",
+                                 "00000000a1455b334df099df30fc28a169a467e9e47075a90f7e650eb6b7a45c",
+                                 "000000007e089fed7fba344282cafbd6f7e319f7c0b0bd59e2ca4bdb556d61a5",
+                                 "000000010000000000000000000000000001dce8d2ec6184caf0a971769fb1f7"};
+
 inline constexpr Curve kCurves[] = {
     kRecommended,
     kExample,
