@@ -117,8 +117,10 @@ void BN_mul(unsigned int* r, int* r_top, unsigned int* a, int a_top, unsigned in
 int BN_lshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n);
 /**
  * r = floor(a / 2^n) for n >= 0 bits, in a buffer of 10 words; *r_top is normalised. Returns 1; 0 when n / 32 exceeds
- * a_top or a_top is 0, and then the whole buffer is zero. Otherwise a_top - n / 32 words are written and one zero word
- * above them, two when n is a multiple of 32, as far as they lie in the 10. r may be a.
+ * a_top or a_top is 0, and then the 10 words are zero. Otherwise a_top - n / 32 words are written and a zero word above
+ * them. When n is a multiple of 32 the word a[a_top] is read too: it comes along, between the result and the zero word.
+ * Words above a number are read and written inside its buffer only: 10 words, 18 for a number of 11 to 18, and none
+ * above a longer one. r may be a.
  */
 int BN_rshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n);
 /**
@@ -153,9 +155,9 @@ int BN_num_bits(unsigned int* a, int a_top);
  * d_top, and *rm_top = num_top as passed. Otherwise both counts are normalised and exactly *dv_top words of dv are
  * written. In rm one zero word follows the remainder. A second one does where the bit length of d is a multiple of 32
  * (for the remainder 0 then all 10 words are zero), or where the top word of the remainder has more bits than that of
- * d. Zero words stay inside a buffer of 10. The words above keep what they held: clear rm before reading it at a fixed
- * count. For d = 0, or longer operands: both counts 0, no words written.
- * Time: depends on the numbers.
+ * d. Zero words stay inside a buffer of 10 words, of 18 for a d_top of 11 to 18, of d_top words for a longer one. The
+ * words above keep what they held: clear rm before reading it at a fixed count. For d = 0, or longer operands: both
+ * counts 0, no words written. Time: depends on the numbers.
  */
 void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsigned int* num, int num_top,
             unsigned int* d, int d_top);
@@ -181,8 +183,8 @@ void BN_mod_lshift1(unsigned int* r, unsigned int* a, unsigned int* m, int len);
 
 /**
  * Montgomery constants of an odd m[len], len <= 8: *nprime_out = -m^-1 mod 2^32; rr_out = R^2 mod m with R = 2^(32
- * len), written at its normalised length: clear rr_out[len] before. An even m has none: *nprime_out and rr_out[len] are
- * zero.
+ * len), written at its normalised length, and zeros above it as BN_div() writes them, but none beyond len words:
+ * clear those before. An even m has none: *nprime_out and the len words of rr_out are zero.
  */
 void BN_MONT_CTX_set(unsigned int* m, int len, unsigned int* nprime_out, unsigned int* rr_out);
 /**

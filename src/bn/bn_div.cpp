@@ -10,7 +10,8 @@ namespace {
 
 /// u -= v * w over n words; returns what is still to be taken from the word above.
 Word mul_sub(Word* u, const Word* v, int n, Word w) noexcept {
-    Wide carry = 0;  // at most 2^32 - 1: the high half of a product is at most 2^32 - 2
+    // At most 2^32 - 1: a product and the carry are at most 2^64 - 2^32 together, which has a low half of 0.
+    Wide carry = 0;
     for (int i = 0; i < n; ++i) {
         const Wide t = Wide{v[i]} * w + carry;
         const auto low = static_cast<Word>(t);
@@ -76,27 +77,19 @@ DivisionTops divide(Word* q, Word* rem, const Word* num, int n, const Word* d, i
     return {q_top, rem_top};
 }
 
-}  // namespace ulmaro::bn
-
-using namespace ulmaro::bn;
-
-namespace {
-
-/// The zero words above a remainder. The remainder comes shifted left by what the divisor's top word lacks of 32 bits,
-/// or by a whole word if it lacks none, and BN_rshift() brings it back: this is what that leaves, in a buffer of 10
-/// words.
-void pad_remainder(Word* rem, int top, int divisor_bits) noexcept {
-    constexpr int buffer_words = 10;
+void pad_remainder(Word* rem, int top, int divisor_bits, int room) noexcept {
     int end = top + 1;
     if (divisor_bits == 32) {
-        end = top == 0 ? buffer_words : top + 2;
+        end = top == 0 ? buffer_words(0) : top + 2;
     } else if (top > 0 && bit_length(rem[top - 1]) > divisor_bits) {
         end = top + 2;
     }
-    for (int i = top; i < std::min(end, buffer_words); ++i) rem[i] = 0;
+    for (int i = top; i < std::min(end, room); ++i) rem[i] = 0;
 }
 
-}  // namespace
+}  // namespace ulmaro::bn
+
+using namespace ulmaro::bn;
 
 void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsigned int* num, int num_top,
             unsigned int* d, int d_top) {
@@ -114,7 +107,7 @@ void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsign
             const DivisionTops tops = divide(dv, rm, num, n, d, k);
             q_top = tops.quotient;
             rem_top = tops.remainder;
-            if (rm != nullptr) pad_remainder(rm, rem_top, divisor_bits);
+            if (rm != nullptr) pad_remainder(rm, rem_top, divisor_bits, buffer_words(d_top));
         }
     }
     if (dv_top != nullptr) *dv_top = q_top;

@@ -1,8 +1,9 @@
 // Montgomery multiplication, R = 2^(32 len). Reduction is interleaved with the product, row by row; every row adds the
 // multiple of m that clears its lowest word, so the accumulator moves up one word (or limb) per row.
 //
-// A result T = (a b + q m) / R with q < R is below R + m for any a, b < R, and below 2m for a, b < m: one subtraction
-// of m is enough, and it is always the same rule, subtract when T >= m. T may need one bit above len words.
+// A result T = (a b + q m) / R with q < R is below R + m for any a, b < R, and below 2m where one of the two is below
+// m: one subtraction of m brings it into len words, or below m, and the rule is one for both, subtract when T >= m. T
+// may need one bit above len words.
 #include <algorithm>
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -49,7 +50,7 @@ struct Accumulator {
 };
 
 /// Adds carry, the top word of row i, into the words above the row. The sum so far is below 2^(32 (i + len + 1) + 1),
-/// so the carry out of word i + len is at most one.
+/// so word i + len + 1 is at most one.
 void add_row_carry(Accumulator& acc, int at, Word carry) noexcept {
     const Wide s = Wide{acc.t[at]} + carry;
     acc.t[at] = static_cast<Word>(s);
@@ -81,7 +82,10 @@ void BN_MONT_CTX_set(unsigned int* m, int len, unsigned int* nprime_out, unsigne
     *nprime_out = negated_inverse(m[0]);
     Word square[2 * max_words + 1] = {};
     square[2 * len] = 1;
-    divide(nullptr, rr_out, square, 2 * len + 1, m, normalised(m, len));
+    const int used = normalised(m, len);
+    const int divisor_bits = bit_length(m[used - 1]);
+    const DivisionTops tops = divide(nullptr, rr_out, square, 2 * len + 1, m, used);
+    pad_remainder(rr_out, tops.remainder, divisor_bits, len);
 }
 
 void BN_mod_mul_montgomery(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int* m, int len,

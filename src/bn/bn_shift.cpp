@@ -6,13 +6,6 @@
 
 using namespace ulmaro::bn;
 
-namespace {
-
-/// Words in a number buffer. Clearing and zero padding above a result stay inside them.
-constexpr int buffer_words = 10;
-
-}  // namespace
-
 int BN_lshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n) {
     n = std::max(n, 0);
     const int words = n / 32;
@@ -28,21 +21,27 @@ int BN_rshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n) {
     const int words = n / 32;
     const int bits = n % 32;
     if (words > a_top || a_top <= 0) {
-        std::fill_n(r, buffer_words, 0U);
+        std::fill_n(r, buffer_words(0), 0U);
         *r_top = 0;
         return 0;
     }
     const int top = a_top - words;
+    const int room = buffer_words(top);
     shift_right(r, a + words, top, bits);
-    // One zero word above the result, two after a shift by whole words.
-    for (int i = top; i < std::min(top + (bits == 0 ? 2 : 1), buffer_words); ++i) r[i] = 0;
+    // A zero word above the result; a shift by whole words takes the word above the number along, below the zero.
+    int above = top;
+    if (bits == 0) {
+        if (above < room) r[above] = a_top < buffer_words(a_top) ? a[a_top] : 0;
+        ++above;
+    }
+    if (above < room) r[above] = 0;
     *r_top = normalised(r, top);
     return 1;
 }
 
 void BN_rshift1(bignum_st* r, int* r_top, bignum_st* a, int a_top) {
     if (a_top <= 0) {
-        std::fill_n(r->words, buffer_words, 0U);
+        std::fill_n(r->words, buffer_words(0), 0U);
         *r_top = 0;
         return;
     }

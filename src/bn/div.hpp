@@ -18,4 +18,9 @@ struct DivisionTops {
 /// each may be num or d.
 DivisionTops divide(Word* q, Word* rem, const Word* num, int n, const Word* d, int k) noexcept;
 
+/// The zero words above a remainder of top words, none from room on. It comes shifted left by what the divisor's top
+/// word lacks of 32 bits, or by a whole word if it lacks none, and BN_rshift() brings it back: this is what that
+/// leaves.
+void pad_remainder(Word* rem, int top, int divisor_bits, int room) noexcept;
+
 }  // namespace ulmaro::bn

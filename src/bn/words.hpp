@@ -2,8 +2,8 @@
 // a count never includes words above the value unless the caller says so. Nothing here looks at words beyond its
 // counts.
 //
-// The exported routines wrap these. They are inline so that work inside the library never takes the detour over an
-// exported symbol, which another object may have replaced.
+// The exported routines wrap these. They are inline, so that nothing in this room takes the detour over an exported
+// symbol.
 #pragma once
 
 #include <bit>
@@ -122,5 +122,9 @@ inline int normalised(const Word* a, int top) noexcept {
 }
 
 inline int bit_length(Word w) noexcept { return static_cast<int>(std::bit_width(w)); }
+
+/// The least room that a caller has for a number of so many words: a number buffer, a product buffer, or its words
+/// alone. Words above a number are read and written inside it only.
+constexpr int buffer_words(int words) noexcept { return words <= 10 ? 10 : words <= 18 ? 18 : words; }
 
 }  // namespace ulmaro::bn

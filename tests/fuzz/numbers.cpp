@@ -216,7 +216,7 @@ void check_division(Data& data) {
     }
     const Integer x = value(num), y = value(d), q = x / y, r = x % y;
     Words dv = test::buffer({}, static_cast<std::size_t>(size_of(q)));
-    Words rm = test::buffer({}, std::max<std::size_t>(10, d.size()));
+    Words rm = test::buffer({}, test::room(count(d)));
     const bool is_smaller = BN_ucmp(num.data(), count(num), d.data(), count(d)) < 0;
     int dv_top = -1, rm_top = -1;
     const Words num_before = num, d_before = d;
@@ -229,7 +229,7 @@ void check_division(Data& data) {
     if (used < d.size() && used < 10) require(rm[used] == 0, "a zero word follows the remainder");
 
     // Over the operands, and one result alone.
-    const std::size_t room = std::max({num.size(), d.size(), std::size_t{10}});
+    const std::size_t room = std::max({num.size(), d.size(), test::room(count(d))});
     Words n2 = test::buffer(num, room), d2 = test::buffer(d, room);
     const bool swapped = data.ConsumeBool();
     BN_div((swapped ? d2 : n2).data(), &dv_top, (swapped ? n2 : d2).data(), &rm_top, n2.data(), count(num), d2.data(),

@@ -20,6 +20,9 @@ inline Words buffer(Words words = {}, std::size_t size = 10) {
     return words;
 }
 
+/// The least room for a number of so many words: a number buffer, a product buffer, or no more than its words.
+inline std::size_t room(int words) { return words <= 10 ? 10U : words <= 18 ? 18U : static_cast<std::size_t>(words); }
+
 /// The words given and zeros above them.
 inline Words extended(Words words, int size) {
     words.resize(static_cast<std::size_t>(size), 0);

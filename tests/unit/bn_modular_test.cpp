@@ -56,7 +56,7 @@ Words remainder(Words a, Words m) {
 void check_division(Words num, Words d) {
     const int q_room = std::max(count(num) - count(d) + 1, 0);
     Words q = buffer({}, static_cast<std::size_t>(q_room));
-    Words r = buffer({}, std::max<std::size_t>(10, d.size()));
+    Words r = buffer({}, room(count(d)));
     int q_top = -1;
     int r_top = -1;
     BN_div(q.data(), &q_top, r.data(), &r_top, num.data(), count(num), d.data(), count(d));
@@ -142,6 +142,9 @@ TEST(Division, WordsWritten) {
         {{kMax, 3}, {0, 1}, {3}, 1, {kMax, 0, 0}, 1},
         {{0, 0, 1, 1}, {0, 0, 0, 1}, {1}, 1, {0, 0, 1, 0}, 3},
         {{1, 0, 0, 0, 0, 1, 0, 0x80000000}, {0, 0, 0, 0, 0, 0, 0, 0x80000000}, {1}, 1, {1, 0, 0, 0, 0, 1, 0, 0}, 6},
+        // As many zero words as the buffer holds: one of two for a divisor of nine words, both for one of eleven.
+        {Words(9, kMax), Words(9, kMax - 1), {1}, 1, Words{1, 1, 1, 1, 1, 1, 1, 1, 1, 0}, 9},
+        {Words(11, kMax), Words(11, kMax - 1), {1}, 1, Words{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0}, 11},
         // Leading zeros where none are expected: longer than the divisor and yet smaller.
         {{3, 0, 0, 0}, {7, 1}, {}, 0, {3, 0, 0}, 1},
         {{0, 0, 0}, {7}, {}, 0, {0}, 0},
@@ -154,13 +157,13 @@ TEST(Division, WordsWritten) {
         Words num = buffer(c.num);
         Words d = buffer(c.d);
         Words q = buffer();
-        Words r = buffer();
+        Words r = buffer({}, 18);
         int q_top = -1;
         int r_top = -1;
         BN_div(q.data(), &q_top, r.data(), &r_top, num.data(), count(c.num), d.data(), count(c.d));
         EXPECT_EQ(q, buffer(c.q));
         EXPECT_EQ(q_top, c.q_top);
-        EXPECT_EQ(r, buffer(c.r));
+        EXPECT_EQ(r, buffer(c.r, 18));
         EXPECT_EQ(r_top, c.r_top);
         EXPECT_EQ(num, buffer(c.num));
         EXPECT_EQ(d, buffer(c.d));
@@ -383,12 +386,12 @@ TEST(MontgomeryConstants, PrimeUnitAndEvenModulus) {
     BN_MONT_CTX_set(m.data(), 8, &nprime, rr.data());
     EXPECT_EQ(nprime, 1U);
     EXPECT_EQ(rr, (Words{3, 2, kMax, 2, 1, 1, 2, 4}));
-    // Lowest word 1; only the remainder's words are stored, so words above a short one stay.
+    // Lowest word 1; the remainder's words and a zero are stored, so words above a short one stay.
     m = {1, 1, 0, 0};
     rr = buffer();
     BN_MONT_CTX_set(m.data(), 4, &nprime, rr.data());
     EXPECT_EQ(nprime, kMax);
-    EXPECT_EQ(rr, buffer({1}));
+    EXPECT_EQ(rr, buffer({1, 0}));
     m = {2, 1};
     BN_MONT_CTX_set(m.data(), 2, &nprime, rr.data());
     EXPECT_EQ(nprime, 0U);
