@@ -48,11 +48,17 @@ void SM3_Init_ex(SM3_CTX* ctx) {
 }
 
 // The input may lie inside the context, so nothing of the context but the count is written before the last byte of
-// the input has been read.
+// the input has been read. The bytes that wait are followed by zeros, whatever lay there before.
 void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     std::size_t left = checked_length(len);
-    if (left == 0) return;
+    const std::size_t waiting = pending(ctx);
     ctx->total_len += static_cast<unsigned>(len);
+    if (waiting + left < kBlock) {
+        if (left != 0) std::memmove(ctx->block + waiting, in, left);
+        std::memset(ctx->block + waiting + left, 0, kBlock - waiting - left);
+        ctx->num = static_cast<int>(waiting + left);
+        return;
+    }
 
     const auto compress = sm3::active_kernels().compress;
     struct Scratch {
@@ -62,31 +68,22 @@ void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     Wiped<Scratch> scratch;
     auto& [v, tail] = *scratch;
     std::copy_n(ctx->V, 8, v);
-    std::memcpy(tail, ctx->block, kBlock);
-    std::size_t used = pending(ctx);
     const unsigned char* next = in;
-
-    if (used != 0) {
-        const std::size_t take = std::min(kBlock - used, left);
-        std::memcpy(tail + used, next, take);
-        next += take;
-        left -= take;
-        used += take;
-        if (used == kBlock) {
-            compress(v, tail, 1);
-            used = 0;
-        }
+    if (waiting != 0) {
+        std::memcpy(tail, ctx->block, kBlock);
+        std::memcpy(tail + waiting, next, kBlock - waiting);
+        compress(v, tail, 1);
+        next += kBlock - waiting;
+        left -= kBlock - waiting;
     }
-    if (used == 0) {
-        compress(v, next, left / kBlock);
-        next += left / kBlock * kBlock;
-        used = left % kBlock;
-        std::memcpy(tail, next, used);
-        std::memset(tail + used, 0, kBlock - used);
-    }
+    compress(v, next, left / kBlock);
+    next += left / kBlock * kBlock;
+    left %= kBlock;
+    std::memcpy(tail, next, left);
+    std::memset(tail + left, 0, kBlock - left);
     std::copy_n(v, 8, ctx->V);
     std::memcpy(ctx->block, tail, kBlock);
-    ctx->num = static_cast<int>(used);
+    ctx->num = static_cast<int>(left);
 }
 
 void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out) {
