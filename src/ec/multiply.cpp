@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/declassify.hpp"
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
 #include "ec/field.hpp"
@@ -45,7 +46,8 @@ bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) 
             from_limbs(out.y, product.y);
             return result;
         });
-        if (outcome != ecp256::Outcome::exception) return outcome == ecp256::Outcome::finite;
+        const bool exception = declassify(outcome == ecp256::Outcome::exception, Public::multiple_exceptional);
+        if (!exception) return outcome == ecp256::Outcome::finite;
     }
     return multiply_any(grp, P, k, nullptr, nullptr, out);
 }

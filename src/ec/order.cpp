@@ -9,45 +9,71 @@ namespace ulmaro::ec {
 namespace {
 
 constexpr int kWords = 8;
+constexpr U256 one = {{1, 0, 0, 0}};
 
-using u256::U256;
 using Residues = u256::Residues<u256::PortableChains>;
 
-// What the arithmetic below uses.
-constexpr std::size_t used_stack = 1536;
+// 2^512 mod n. The exported routine stores the words that the residue has and leaves the others to its caller.
+U256 montgomery_factor(bignum_st& n) noexcept {
+    unsigned int nprime, factor[kWords] = {};
+    BN_MONT_CTX_set(n.words, kWords, &nprime, factor);
+    return limbs(factor);
+}
+
+struct Words {
+    bignum_st r, a, b;
+};
 
 }  // namespace
 
-Order::Order(ec_group_st& grp) noexcept : n_(grp.order) {
-    if (!odd()) return;
-    unsigned int nprime, factor[kWords] = {};
-    BN_MONT_CTX_set(n_.words, kWords, &nprime, factor);
-    modulus_ = u256::modulus(limbs(n_.words));
-    factor_ = limbs(factor);
+Order::Order(ec_group_st& grp) noexcept
+    : n_(grp.order), modulus_(u256::modulus(limbs(grp.order.words))), factor_(montgomery_factor(grp.order)) {}
+
+U256 Order::add(const U256& a, const U256& b) const noexcept {
+    U256 r;
+    u256::add_mod(r.w, a.w, b.w, modulus_.m.w);
+    return r;
 }
 
-void Order::mul(bignum_st& r, bignum_st& a, bignum_st& b) const noexcept {
-    if (!odd()) return mul_mod(r, a, b, n_, kWords);
-    with_wiped_stack<used_stack>([&] {
-        const Residues n(modulus_);
-        from_limbs(r, n.mul(n.mul(limbs(a.words), factor_), limbs(b.words)));
-    });
+U256 Order::sub(const U256& a, const U256& b) const noexcept {
+    U256 r;
+    u256::subtract_mod(r.w, a.w, b.w, modulus_.m.w);
+    return r;
 }
 
-void Order::invert(bignum_st& r, bignum_st& a) const noexcept {
-    if (!odd()) return inverse_mod(r, a, n_, kWords);
-    with_wiped_stack<used_stack>([&] {
-        const Residues n(modulus_);
-        const U256 value = limbs(a.words), one = {{1, 0, 0, 0}};
-        const auto inversion = u256::inversion_modulus(modulus_, one);
-        U256 inverse;
-        u256::invert(inverse.w, value.w, inversion);
-        // a times its inverse is 1; without one it is something else.
-        const U256 product = n.mul(n.mul(value, inverse), factor_);
-        const u256::Mask exists = u256::equal(product.w, one.w);
-        for (auto& limb : inverse.w) limb &= exists;
-        from_limbs(r, inverse);
-    });
+U256 Order::mul(const U256& a, const U256& b) const noexcept {
+    if (!odd()) {
+        Wiped<Words> words;
+        from_limbs(words->a, a);
+        from_limbs(words->b, b);
+        mul_mod(words->r, words->a, words->b, n_, kWords);
+        return limbs(words->r.words);
+    }
+    const Residues n(modulus_);
+    return n.mul(n.mul(a, factor_), b);
+}
+
+U256 Order::invert(const U256& a) const noexcept {
+    if (!odd()) {
+        Wiped<Words> words;
+        from_limbs(words->a, a);
+        inverse_mod(words->r, words->a, n_, kWords);
+        return limbs(words->r.words);
+    }
+    const Residues n(modulus_);
+    U256 inverse;
+    u256::invert(inverse.w, a.w, u256::inversion_modulus(modulus_, one));
+    // a times its inverse is 1; without one it is something else.
+    const U256 product = n.mul(n.mul(a, inverse), factor_);
+    const u256::Mask exists = u256::equal(product.w, one.w);
+    for (auto& limb : inverse.w) limb &= exists;
+    return inverse;
+}
+
+u256::Mask Order::is_signing_key(const U256& d) const noexcept {
+    U256 largest;
+    u256::subtract(largest.w, modulus_.m.w, one.w);
+    return u256::less(d.w, largest.w) & ~u256::is_zero(d.w);
 }
 
 }  // namespace ulmaro::ec

@@ -1,4 +1,4 @@
-// Products and inverses modulo the order of a group: the arithmetic of a signature that meets its secrets.
+// Arithmetic modulo the order of a group, as far as a signature meets its secrets there.
 #pragma once
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -6,24 +6,37 @@
 
 namespace ulmaro::ec {
 
-/// Modulo an odd order, which every prime one is, in constant time; modulo an even one on the exported routines. The
-/// order must fill its eight words. Results have words 8 and 9 zero and may be operands.
+using u256::U256;
+
+/// Modulo an odd order, which every prime one is, in constant time; modulo an even one, products and inverses are made
+/// by the exported routines. The order must fill its eight words. Results are below it. What is left on the stack is
+/// the caller's to wipe.
 class Order {
 public:
     explicit Order(ec_group_st& grp) noexcept;
 
-    /// r = a b mod n, for a, b < n.
-    void mul(bignum_st& r, bignum_st& a, bignum_st& b) const noexcept;
+    /// a mod n, for any a.
+    U256 reduced(const U256& a) const noexcept { return mul(a, {{1, 0, 0, 0}}); }
 
-    /// r = 1/a mod n for a < n, 0 when there is none.
-    void invert(bignum_st& r, bignum_st& a) const noexcept;
+    /// a + b and a - b mod n, for a, b < n.
+    U256 add(const U256& a, const U256& b) const noexcept;
+    U256 sub(const U256& a, const U256& b) const noexcept;
+
+    /// a b mod n, for any a and b < n.
+    U256 mul(const U256& a, const U256& b) const noexcept;
+
+    /// 1/a mod n for a < n, 0 when there is none.
+    U256 invert(const U256& a) const noexcept;
+
+    /// Set for a private key that can sign: 0 < d < n - 1.
+    u256::Mask is_signing_key(const U256& d) const noexcept;
 
 private:
     bool odd() const noexcept { return (n_.words[0] & 1) != 0; }
 
     bignum_st& n_;
-    u256::Modulus modulus_{};
-    u256::U256 factor_{};  // 2^512 mod n
+    u256::Modulus modulus_;
+    U256 factor_;  // 2^512 mod n for an odd n, else 0
 };
 
 }  // namespace ulmaro::ec

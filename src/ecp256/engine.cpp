@@ -9,10 +9,8 @@ namespace {
 // What the deepest of the calls below uses.
 constexpr std::size_t used_stack = 4096;
 
-// The plain coordinates of the sum. A z that has no inverse is none of a prime's residues.
-Outcome to_affine(const Curve& curve, const Jacobian& sum, Affine& out) noexcept {
-    out = {};
-    if (is_zero(sum.z.w) != 0) return Outcome::infinite;
+// The plain coordinates of the sum. A z that has no inverse is none of a prime's residues. Constant time.
+Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affine& out) noexcept {
     const u256::Residues<u256::PortableChains> f(curve.p);
     struct Powers {
         U256 i, ii, iii;
@@ -20,12 +18,16 @@ Outcome to_affine(const Curve& curve, const Jacobian& sum, Affine& out) noexcept
     Wiped<Powers> z;
     u256::invert(z->i.w, sum.z.w, u256::inversion_modulus(curve.p, curve.factor));
     const U256 product = f.mul(z->i, sum.z);
-    if (u256::equal(product.w, curve.one.w) == 0) return Outcome::exception;
+    const Mask invertible = u256::equal(product.w, curve.one.w);
+    const Mask infinite = is_zero(sum.z.w);
+    exception |= ~(invertible | infinite);
     z->ii = f.sqr(z->i);
     z->iii = f.mul(z->ii, z->i);
-    const U256 plain_one = {{1, 0, 0, 0}};
+    const U256 plain_one = {{1, 0, 0, 0}}, zero = {};
     out = {f.mul(f.mul(sum.x, z->ii), plain_one), f.mul(f.mul(sum.y, z->iii), plain_one)};
-    return Outcome::finite;
+    assign_if(exception | infinite, out.x, zero);
+    assign_if(exception | infinite, out.y, zero);
+    return static_cast<Outcome>((infinite & ~exception & 1) | (exception & 2));
 }
 
 }  // namespace
@@ -34,7 +36,7 @@ Outcome multiply_point(const Curve& curve, const Affine& p, const U256& k, Affin
     return with_wiped_stack<used_stack>([&] {
         Jacobian sum;
         const Mask exception = active_kernels().multiply_point(curve, p, k, sum);
-        return exception != 0 ? Outcome::exception : to_affine(curve, sum, out);
+        return to_affine(curve, sum, exception, out);
     });
 }
 
@@ -42,7 +44,9 @@ Outcome multiply_both_vartime(const Curve& curve, const Affine& g, const U256& s
                               Affine& out) noexcept {
     Jacobian sum;
     const Mask exception = active_kernels().multiply_both_vartime(curve, g, s, p, t, sum);
-    return exception != 0 ? Outcome::exception : to_affine(curve, sum, out);
+    if (exception == 0) return to_affine(curve, sum, exception, out);
+    out = {};
+    return Outcome::exception;
 }
 
 }  // namespace ulmaro::ecp256

@@ -6,6 +6,7 @@
 #include "base/declassify.hpp"
 #include "base/wipe.hpp"
 #include "bn/bytes.hpp"
+#include "ec/limbs.hpp"
 #include "ec/mod_words.hpp"
 #include "ec/multiply.hpp"
 #include "ec/order.hpp"
@@ -16,8 +17,11 @@
 using ulmaro::declassify;
 using ulmaro::Public;
 using ulmaro::Wiped;
+using ulmaro::with_wiped_stack;
 using ulmaro::bn::from_be32;
 using ulmaro::bn::to_be32;
+using ulmaro::u256::Mask;
+using ulmaro::u256::store_be;
 using namespace ulmaro::ec;
 
 namespace {
@@ -27,51 +31,58 @@ constexpr int kWords = 8;
 
 using Bytes32 = ulmaro::sm2p256::In;
 
+// More than the arithmetic modulo an odd order uses, with the functions here that call it.
+constexpr std::size_t used_stack = 4096;
+
 struct SigningScratch {
-    bignum_st d, k, w, u, z;
+    bignum_st k;
     AffinePoint kg;
+    U256 d, inverse;
 };
 
 bool is_zero(bignum_st& a) noexcept { return BN_is_zero(a.words, kWords) != 0; }
 
-/// w = 1 / (1 + d) mod n; false for a key outside 1..n-2, which cannot sign.
-bool invert_key(bignum_st& w, bignum_st& d, bignum_st& n, const Order& order) noexcept {
-    if (is_zero(d) || BN_ucmp(d.words, kWords, n.words, kWords) >= 0) return false;
-    bignum_st one = {{1}};
-    BN_mod_add(w.words, d.words, one.words, n.words, kWords);
-    if (is_zero(w)) return false;
-    order.invert(w, w);
-    return true;
+U256 load(const unsigned char* be32) noexcept {
+    U256 a;
+    ulmaro::u256::load_be(a.w, be32);
+    return a;
 }
 
-/// Steps A3 to A6 until nothing has to be rejected; false when the key cannot sign or the draws run out.
-bool sign(ec_group_st& grp, const unsigned char* e_be32, const unsigned char* d_be32, ECC_SIGNATURE& out) noexcept {
-    Wiped<SigningScratch> scratch;
-    auto& [d, k, w, u, z, kg] = *scratch;
-    bignum_st& n = grp.order;
-    bignum_st e, r, s;
-    from_be32(e, e_be32);
-    from_be32(d, d_be32);
-    if (!is_usable(grp)) return false;
-    const Order order(grp);
-    if (!invert_key(w, d, n, order)) return false;
-    ScalarDraws draws(grp);
-    while (draws.next(k)) {
-        multiply_base(grp, k, kg);
-        add_mod(r, e, kg.x, n, kWords);
-        if (is_zero(r)) continue;
-        BN_mod_add(z.words, r.words, k.words, n.words, kWords);
-        if (is_zero(z)) continue;
-
-        order.mul(u, d, r);
-        int top = 0;
-        BN_mod_sub(z.words, &top, k.words, u.words, n.words, kWords);
-        if (top == 0) continue;
-        order.mul(s, z, w);
-        if (is_zero(s)) continue;
-        to_be32(out.r, r.words);
-        to_be32(out.s, s.words);
+/// d, and inverse = 1 / (1 + d) mod n; false for a key that cannot sign.
+bool load_key(U256& d, U256& inverse, const Order& n, const unsigned char* d_be32) noexcept {
+    return with_wiped_stack<used_stack>([&] {
+        d = load(d_be32);
+        if (!declassify(n.is_signing_key(d) != 0, Public::key_can_sign)) return false;
+        inverse = n.invert(n.add(d, {{1, 0, 0, 0}}));
         return true;
+    });
+}
+
+/// Steps A5 and A6 for one scalar and x1; false when it does not serve.
+bool finish(ECC_SIGNATURE& out, const Order& n, const unsigned char* e_be32, const SigningScratch& of) noexcept {
+    return with_wiped_stack<used_stack>([&] {
+        const U256 k = limbs(of.k.words);
+        const U256 r = n.add(n.reduced(load(e_be32)), n.reduced(limbs(of.kg.x.words)));
+        const U256 sum = n.add(r, k);
+        const U256 s = n.mul(n.sub(k, n.mul(of.d, r)), of.inverse);
+        const Mask rejected = ulmaro::u256::is_zero(r.w) | ulmaro::u256::is_zero(sum.w) | ulmaro::u256::is_zero(s.w);
+        store_be(out.r, r.w);
+        store_be(out.s, s.w);
+        return declassify(rejected == 0, Public::signature_made);
+    });
+}
+
+/// Steps A3 to A6 until nothing has to be rejected; false when the key cannot sign or the draws run out. On any curve,
+/// in constant time as far as its multiples and the arithmetic modulo its order are.
+bool sign(ec_group_st& grp, const unsigned char* e, const unsigned char* d, ECC_SIGNATURE& out) noexcept {
+    if (!is_usable(grp)) return false;
+    const Order n(grp);
+    Wiped<SigningScratch> scratch;
+    if (!load_key(scratch->d, scratch->inverse, n, d)) return false;
+    ScalarDraws draws(grp);
+    while (draws.next(scratch->k)) {
+        multiply_base(grp, scratch->k, scratch->kg);
+        if (finish(out, n, e, *scratch)) return true;
     }
     return false;
 }

@@ -7,7 +7,6 @@
 #include "UlmaroAlgrithm.h"
 #include "base/cpu.hpp"
 #include "ec/limbs.hpp"
-#include "ec/order.hpp"
 #include "ecp256/kernels.hpp"
 #include "sm2p256/engine.hpp"
 #include "sm2p256/kernels.hpp"
@@ -73,15 +72,6 @@ void check_any_curve(const ecp256::Kernels& kernel) {
     }
 }
 
-void check_any_order() {
-    ec_group_st grp = any_group();
-    const ec::Order order(grp);
-    bignum_st a, r;
-    ec::from_limbs(a, secret(7));
-    order.invert(r, a);
-    order.mul(r, r, a);
-}
-
 bool check_engine() {
     std::uint8_t e[32] = {1}, d[32] = {2, 3}, k[32] = {4, 5}, r[32], s[32], x[32], y[32];
     make_secret(e);
@@ -105,7 +95,6 @@ bool check_engine() {
 int main() {
     check_kernels(supported_kernels(), native_kernels, check_kernel);
     check_kernels(ecp256::supported_kernels(), ecp256::native_kernels, check_any_curve);
-    check_any_order();
     const Fe field = fe_invert(fe_from(secret(5)));
     const Scalar scalar = scalar_invert(scalar_from(secret(6)));
     __asm__ volatile("" : : "m"(field), "m"(scalar));
