@@ -27,7 +27,8 @@ struct Work {
     Number store[6];
 };
 
-/// t = d * x + y. Coefficients stay below the modulus or equal it, so the sum never needs a word more than the product.
+/// t = d * x + y. In the first step x is zero, and later y <= x, so that the sum is (d + 1) x at most and fits
+/// the d.top + x.top words of the product. No coefficient exceeds the modulus.
 void next_coefficient(Number& t, const Number& d, const Number& x, const Number& y) noexcept {
     const bool product = d.top > 0 && x.top > 0;
     if (product) multiply(t.words, d.words, d.top, x.words, x.top);

@@ -16,7 +16,7 @@ struct AffinePoint {
 AffinePoint load_point(const unsigned char* xy) noexcept;
 void store_point(unsigned char* xy, const AffinePoint& point) noexcept;
 
-/// Whether the coordinates, reduced modulo p, fulfil the curve equation. The group must be usable.
+/// Whether the coordinates, cut to the words of p and reduced, fulfil the curve equation. The group must be usable.
 bool is_on_curve(ec_group_st& grp, AffinePoint& point) noexcept;
 
 /// out = [k]G; false when that is infinity. k is secret.

@@ -1,4 +1,4 @@
-// A curve y^2 = x^3 + a x + b over the integers modulo a 256-bit prime, as far as its multiples need it.
+// A curve y^2 = x^3 + a x + b over the integers modulo a prime below 2^256, as far as its multiples need it.
 #pragma once
 
 #include "u256/montgomery.hpp"

@@ -4,8 +4,8 @@
 //
 // The formulas leave out sums of equal points. Once such a sum, or a true infinity, is met, z is zero and stays so: it
 // is looked at where that has to be told from the result, and not after every step. The functions then report an
-// exception, and the caller goes the way that handles every case. Modulo a prime, a point whose order is a large prime
-// and a scalar below that order are never an exception.
+// exception, and the caller goes the way that handles every case. Modulo a prime, one multiple of a point whose order
+// is a large prime, by a scalar below that order, is never an exception; the sum of two multiples may be.
 #pragma once
 
 #include "base/wipe.hpp"
@@ -41,10 +41,10 @@ Mask same(const F& f, const Jacobian& p, const Multiple& q) noexcept {
 
 /// total = [k]p; the result is set for an exception. Constant time.
 ///
-/// 52 windows of 5 bits of the odd number k or k + 1, digits odd, the topmost 1; p is taken away in the end if it was
+/// 52 windows of 5 bits of m, the odd one of k and k + 1, digits odd, the topmost 1; p is taken away in the end if m is
 /// k + 1. Before an addition the sum is an even multiple, at least 32, so it differs from the entry and its negative
-/// until the multiples reach p's order, which for k below the order is in the last window only: there k = order - 2
-/// |digit| makes them equal.
+/// until the multiples reach p's order, which for k below an odd order is in the last window only: there they are equal
+/// for m = order - 2 |digit|, and opposite for m = order.
 template <typename F>
 Mask multiply_point(const Curve& curve, const Affine& p, const U256& k, Jacobian& total) noexcept {
     struct State {

@@ -1,4 +1,4 @@
-// Points of y^2 = x^3 + a x + b over the integers modulo a 256-bit prime, and the formulas on them. None of the
+// Points of y^2 = x^3 + a x + b over the integers modulo a prime below 2^256, and the formulas on them. None of the
 // formulas uses b, so that a point off the curve has its multiples too: on the curve with the same a that it does lie
 // on.
 //

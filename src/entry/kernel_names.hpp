@@ -10,7 +10,7 @@ struct KernelName {
     const char* name;
 };
 
-/// On this machine, one for each unit that has kernels.
+/// On this machine, one for each algorithm; for SM2 that of the recommended curve.
 std::span<const KernelName> kernel_names() noexcept;
 
 }  // namespace ulmaro

@@ -167,7 +167,7 @@ void start(State& s, const Limbs& a, const InversionModulus& m) noexcept {
     s.e = m.factor;
 }
 
-// f is 1 or -1 (the modulus or its negative when a was 0, and then d is 0); d is in (-2m, m).
+// f is plus or minus the gcd: 1 where there is an inverse, the modulus when a was 0, and then d is 0. d is in (-2m, m).
 void finish(Limbs& r, State& s, const InversionModulus& m) noexcept {
     adjust(s.d, sign_mask(s.d), sign_mask(s.f), m.modulus);
     adjust(s.d, sign_mask(s.d), 0, m.modulus);

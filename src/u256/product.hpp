@@ -1,4 +1,4 @@
-// Products of four limbs by four: the portable form. Its twins for one architecture have the same static members.
+// Products of four limbs by four: the portable form. Its twins for one architecture have row, product and square too.
 #pragma once
 
 #include "u256/limbs.hpp"

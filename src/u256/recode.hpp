@@ -5,7 +5,8 @@
 
 namespace ulmaro::u256 {
 
-/// count bits of a from bit position up, 1 <= count <= 16; positions from 256 on read as zero. The position is public.
+/// count bits of a from bit position up, 1 <= count <= 16, 0 <= position < 256; bits from 256 on, which a window may
+/// reach into, are zero. The position is public.
 inline std::uint32_t bits(const U256& a, int position, int count) noexcept {
     const int word = position / 64;
     const int shift = position % 64;
