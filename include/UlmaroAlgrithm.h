@@ -457,7 +457,8 @@ int SM2_ECDSA_Signature(const ec_group_st* grp, const unsigned char* e, const EC
  * @param key        in; a point off the curve never verifies
  * @param signature  in
  * @return 1 for a valid signature, 0 otherwise. Prints "r>=n ret = %d\n", "s>=n ret = %d\n" or
- *         "cmp different! ret= %d\n" on standard output for the reason named.
+ *         "cmp different! ret= %d\n" on standard output for the reason named. On a group without usable order (its top
+ *         word is zero) no signature is valid.
  */
 ULMARO_MUST_USE int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigned char* e, const ECC_PUBLIC_KEY* key,
                                            const ECC_SIGNATURE* signature);
@@ -486,7 +487,8 @@ int SM2_ECES_Encryption(const ec_group_st* grp, const unsigned char* msg, int ms
  * @param plain   out, cipher_len bytes, no terminator; may overlap blob
  * @return 1 when the message is authentic; 0 otherwise, and one line is printed on standard output:
  *         "BN_is_zero failed!\n", "sum_t==0\n" (also for an empty message) or "char_equal!=0\n". After the last of
- *         these plain may hold bytes that are not authentic: discard them.
+ *         these plain may hold bytes that are not authentic: discard them. On a group without usable order (its top
+ *         word is zero) no record is decrypted.
  */
 ULMARO_MUST_USE int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC_CIPHER_BLOB* blob,
                                         const ECC_PRIVATE_KEY* priKey, unsigned char* plain);
