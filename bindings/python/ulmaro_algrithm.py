@@ -1,15 +1,18 @@
 """SM2, SM3 and SM4 from libUlmaroAlgrithm, for scripts and test benches.
 
-One file on top of ctypes: copy it where it is needed. The library is looked for
+One file on top of ctypes: copy it where it is needed. The library is libUlmaroAlgrithmHardened.so, and it is looked for
 
-1. where the environment variable ULMARO_ALGRITHM_LIBRARY says, and nowhere else when it is set;
-2. beside this file;
-3. where the dynamic linker looks;
+1. beside this file;
+2. where the dynamic linker looks.
 
-the hardened library before the plain one, whose keys can be guessed. Values are `bytes`, laid out as the C header
-says: numbers big-endian in 32 bytes, a public key x || y, a signature r || s, a ciphertext the record C1, C3, length,
-C2. What cannot be done, or is refused, raises `Error`. A refused signature or ciphertext also prints one line on the
-standard output of the process; that is the library's way.
+When it is in neither place, `OSError` is raised at the first use. The environment variable ULMARO_ALGRITHM_LIBRARY names
+another file, or the plain library, libUlmaroAlgrithm.so, whose keys can be guessed and which is never taken unasked; then
+nothing else is tried. What has no slash in it is a name for the dynamic linker.
+
+Byte strings go in as anything with a buffer (`bytes`, `bytearray`, `memoryview`, arrays of any element and shape, taken
+byte by byte) and come out as `bytes`, laid out as the C header says: numbers big-endian in 32 bytes, a public key x || y,
+a signature r || s, a ciphertext the record C1, C3, length, C2. What cannot be done, or is refused, raises `Error`. A
+refused signature or ciphertext also prints one line on the standard output of the process; that is the library's way.
 
 Python keeps copies of what it handles, so keys stay in memory until they are overwritten by chance.
 
@@ -33,6 +36,7 @@ __all__ = [
     "DEFAULT_USER_ID",
     "Error",
     "KeyPair",
+    "MAX_MESSAGE_SIZE",
     "Sm3",
     "Sm4",
     "ciphertext_from_der",
@@ -50,9 +54,11 @@ __all__ = [
 
 Data = Union[bytes, bytearray, memoryview]
 DEFAULT_USER_ID = b"1234567812345678"
+MAX_MESSAGE_SIZE = (1 << 29) - 65  # bytes that encrypt() takes: C3 is a digest of 64 more, and see _HASH_END
 
-_NAMES = ("libUlmaroAlgrithmHardened.so", "libUlmaroAlgrithm.so")
-_PIECE = 1 << 30  # the library counts in int
+_NAME = "libUlmaroAlgrithmHardened.so"
+_PIECE = 1 << 24  # bytes that are copied and handed over at a time; the library counts in int
+_HASH_END = 1 << 29  # from here on the library's own digests are not the standard's
 _HEAD = 100  # bytes of a ciphertext record before C2
 
 
@@ -85,30 +91,19 @@ def _prototypes() -> List[Tuple[str, bool, List[object]]]:
     ]
 
 
-def _candidates() -> List[str]:
-    named = os.environ.get("ULMARO_ALGRITHM_LIBRARY")
-    if named:
-        return [named]
-    here = os.path.dirname(os.path.abspath(__file__))
-    beside = [path for path in (os.path.join(here, name) for name in _NAMES) if os.path.exists(path)]
-    return beside + list(_NAMES)
-
-
 @functools.lru_cache(maxsize=None)
 def _library() -> ctypes.CDLL:
-    reasons = []
-    for path in _candidates():
-        try:
-            library = ctypes.CDLL(path)
-        except OSError as reason:
-            reasons.append(str(reason))
-            continue
-        for name, has_result, arguments in _prototypes():
-            function = getattr(library, name)
-            function.argtypes = arguments
-            function.restype = ctypes.c_int if has_result else None
-        return library
-    raise OSError("libUlmaroAlgrithm was not found: " + "; ".join(reasons))
+    beside = os.path.join(os.path.dirname(os.path.abspath(__file__)), _NAME)
+    name = os.environ.get("ULMARO_ALGRITHM_LIBRARY") or (beside if os.path.exists(beside) else _NAME)
+    try:
+        library = ctypes.CDLL(name)
+    except OSError as reason:
+        raise OSError(f"{reason}; ULMARO_ALGRITHM_LIBRARY can name the library") from None
+    for entry_point, has_result, arguments in _prototypes():
+        function = getattr(library, entry_point)
+        function.argtypes = arguments
+        function.restype = ctypes.c_int if has_result else None
+    return library
 
 
 def library_path() -> str:
@@ -116,10 +111,16 @@ def library_path() -> str:
     return _library()._name
 
 
+def _bytes(data: Data) -> bytes:
+    """All bytes of a buffer. len() of a view counts elements, which need not be bytes, of its first dimension."""
+    return data if isinstance(data, bytes) else memoryview(data).tobytes()
+
+
 def _exactly(value: Data, size: int, what: str) -> bytes:
+    value = _bytes(value)
     if len(value) != size:
         raise Error(f"{what} has {size} bytes, not {len(value)}")
-    return bytes(value)
+    return value
 
 
 def _words(size: int) -> "ctypes.Array[ctypes.c_uint]":
@@ -136,26 +137,34 @@ class Sm3:
 
     def __init__(self, data: Data = b"") -> None:
         self._context = _words(360)
+        self._size = 0
         _library().SM3_Init(self._context)
         self.update(data)
 
     def update(self, data: Data) -> None:
-        """Absorbs bytes. Messages of 2^29 bytes and more have no standard digest here."""
-        for start in range(0, len(data), _PIECE):
-            piece = bytes(data[start : start + _PIECE])
+        """Absorbs bytes, in all fewer than 2^61."""
+        view = memoryview(data)
+        if view.format != "B" or view.ndim != 1:
+            view = memoryview(view.tobytes())
+        for start in range(0, len(view), _PIECE):
+            piece = bytes(view[start : start + _PIECE])
             _library().SM3_Update(self._context, piece, len(piece))
+        self._size += len(view)
 
     def copy(self) -> "Sm3":
         """Another stream that goes on from here."""
         other = Sm3()
         ctypes.memmove(other._context, self._context, ctypes.sizeof(self._context))
+        other._size = self._size
         return other
 
     def digest(self) -> bytes:
         """The digest of what was absorbed so far; the stream may go on."""
-        out = ctypes.create_string_buffer(32)
-        _library().SM3_Final(self.copy()._context, out)
-        return out.raw
+        # SM3_Final() would write a length that ends at 2^29 bytes. Padding fills a block, and then the eight words of
+        # the chaining value, behind one word in the context, are the digest.
+        padded = self.copy()
+        padded.update(b"\x80" + bytes((55 - self._size) % 64) + (8 * self._size).to_bytes(8, "big"))
+        return b"".join(word.to_bytes(4, "big") for word in padded._context[1:9])
 
     def hexdigest(self) -> str:
         return self.digest().hex()
@@ -167,26 +176,29 @@ def sm3(data: Data) -> bytes:
 
 
 def derive_key(secret: Data, size: int) -> bytes:
-    """`size` bytes from a shared secret."""
-    if not 0 <= size < _PIECE or len(secret) >= _PIECE:
+    """`size` bytes, fewer than 2^31, from a shared secret of at most 2^29 - 5 bytes."""
+    secret = _bytes(secret)
+    if not 0 <= size < 1 << 31 or len(secret) + 4 >= _HASH_END:
         raise Error("a length that the key derivation does not take")
     out = ctypes.create_string_buffer(max(size, 1))
-    _library().SM2_KDF_ALGRITRHM(bytes(secret), len(secret), size, out)
+    _library().SM2_KDF_ALGRITRHM(secret, len(secret), size, out)
     return out.raw[:size]
 
 
 def pad(data: Data) -> bytes:
     """PKCS#7: 1 to 16 bytes, each holding their number."""
+    data = _bytes(data)
     count = 16 - len(data) % 16
-    return bytes(data) + bytes([count]) * count
+    return data + bytes([count]) * count
 
 
 def unpad(data: Data) -> bytes:
     """Removes what pad() added. Tell no stranger whether that worked: authenticate before decrypting."""
+    data = _bytes(data)
     count = data[-1] if len(data) > 0 and len(data) % 16 == 0 else 0
-    if not 1 <= count <= 16 or bytes(data[-count:]) != bytes([count]) * count:
+    if not 1 <= count <= 16 or data[-count:] != bytes([count]) * count:
         raise Error("wrong padding")
-    return bytes(data[:-count])
+    return data[:-count]
 
 
 class Sm4:
@@ -211,10 +223,11 @@ class Sm4:
         return self._run(_library().SM4_X_CBC_DE_MODE, data, _exactly(iv, 16, "an iv"))
 
     def _run(self, mode: Callable[..., None], data: Data, *iv: bytes) -> bytes:
-        if len(data) % 16 != 0 or len(data) > _PIECE:
+        data = _bytes(data)
+        if len(data) % 16 != 0 or len(data) > 1 << 30:
             raise Error("SM4 works on whole blocks of 16 bytes, and on 1 GiB at a time")
         out = ctypes.create_string_buffer(max(len(data), 1))
-        mode(bytes(data), len(data), self._schedule, *iv, out)
+        mode(data, len(data), self._schedule, *iv, out)
         return out.raw[: len(data)]
 
 
@@ -270,10 +283,11 @@ class Curve:
 
     def identity_digest(self, public: Data, user_id: Data = DEFAULT_USER_ID) -> bytes:
         """Z, which binds the signer's identity, the curve and the public key."""
+        user_id = _bytes(user_id)
         if len(user_id) > 8191:
             raise Error("a user identity has at most 8191 bytes")
         key = _exactly(public, 64, "a public key")
-        return sm3((8 * len(user_id)).to_bytes(2, "big") + bytes(user_id) + self.parameters[32:160] + key)
+        return sm3((8 * len(user_id)).to_bytes(2, "big") + user_id + self.parameters[32:160] + key)
 
     def message_stream(self, public: Data, user_id: Data = DEFAULT_USER_ID) -> Sm3:
         """A stream that has absorbed Z: update() it with a message and sign or verify its digest()."""
@@ -302,33 +316,38 @@ class Curve:
 
     def verify_digest(self, public: Data, e: Data, signature: Data) -> bool:
         """Whether r || s is valid for e = SM3(Z || message)."""
-        arguments = (_exactly(e, 32, "a digest"), bytes(public), _exactly(signature, 64, "a signature"))
+        arguments = (_exactly(e, 32, "a digest"), _bytes(public), _exactly(signature, 64, "a signature"))
         if not self.contains(public):
             return False
         verdict: int = _library().SM2_ECDSA_Verification(self._group, *arguments)
         return verdict == 1
 
     def encrypt(self, public: Data, message: Data) -> bytes:
-        """A ciphertext record, 100 bytes longer than the message."""
-        if not 0 < len(message) < _PIECE:
-            raise Error("a message of this length has no ciphertext")
+        """A ciphertext record, 100 bytes longer than the message, which has 1 to MAX_MESSAGE_SIZE bytes."""
+        message = _bytes(message)
+        if not 0 < len(message) <= MAX_MESSAGE_SIZE:
+            raise Error("SM2 cannot encrypt a message of this length")
         if not self.contains(public):
             raise Error("not a public key of this curve")
         record = ctypes.create_string_buffer(_HEAD + len(message))
-        _library().SM2_ECES_Encryption(self._group, bytes(message), len(message), bytes(public), record)
+        _library().SM2_ECES_Encryption(self._group, message, len(message), _bytes(public), record)
+        if not any(record[:64]):
+            raise Error("this key allows no encryption")
         return record.raw
 
     def decrypt(self, private: Data, record: Data) -> bytes:
         """The message in a ciphertext record."""
-        size = len(_check_record(record)) - _HEAD
+        record = _check_record(record)
+        size = len(record) - _HEAD
         plain = ctypes.create_string_buffer(max(size, 1))
         key = _exactly(private, 32, "a private key")
-        if _library().SM2_ECES_Decryption(self._group, bytes(record), key, plain) != 1:
+        if _library().SM2_ECES_Decryption(self._group, record, key, plain) != 1:
             raise Error("the ciphertext is refused")
         return plain.raw[:size]
 
 
-def _check_record(record: Data) -> Data:
+def _check_record(record: Data) -> bytes:
+    record = _bytes(record)
     if len(record) < _HEAD or int.from_bytes(record[96:_HEAD], "little") != len(record) - _HEAD:
         raise Error("not a ciphertext record")
     return record
@@ -340,14 +359,14 @@ def _make_record(c1: bytes, c3: bytes, c2: bytes) -> bytes:
 
 def ciphertext_to_raw(record: Data, order: str = "C1C3C2") -> bytes:
     """04 and the parts of a record in one of the two orders, "C1C3C2" or "C1C2C3"."""
-    record = bytes(_check_record(record))
+    record = _check_record(record)
     c3, c2 = record[64:96], record[_HEAD:]
     return b"\x04" + record[:64] + (c2 + c3 if _is_older(order) else c3 + c2)
 
 
 def ciphertext_from_raw(raw: Data, order: str = "C1C3C2") -> bytes:
     """The record of what ciphertext_to_raw() makes."""
-    raw = bytes(raw)
+    raw = _bytes(raw)
     if len(raw) <= 97 or raw[0] != 4:
         raise Error("not a raw ciphertext")
     if _is_older(order):
@@ -369,20 +388,20 @@ def signature_to_der(signature: Data) -> bytes:
 
 def signature_from_der(der: Data) -> bytes:
     """r || s from their shortest DER form; anything else raises."""
-    r, s = _sequence(bytes(der), (0x02, 0x02))
+    r, s = _sequence(_bytes(der), (0x02, 0x02))
     return _number(r) + _number(s)
 
 
 def ciphertext_to_der(record: Data) -> bytes:
     """SEQUENCE of the INTEGERs x and y and the OCTET STRINGs C3 and C2."""
-    record = bytes(_check_record(record))
+    record = _check_record(record)
     point = _integer(record[:32]) + _integer(record[32:64])
     return _tlv(0x30, point + _tlv(0x04, record[64:96]) + _tlv(0x04, record[_HEAD:]))
 
 
 def ciphertext_from_der(der: Data) -> bytes:
     """A record from the DER form; anything that is not DER raises."""
-    x, y, c3, c2 = _sequence(bytes(der), (0x02, 0x02, 0x04, 0x04))
+    x, y, c3, c2 = _sequence(_bytes(der), (0x02, 0x02, 0x04, 0x04))
     return _make_record(_number(x) + _number(y), _exactly(c3, 32, "C3"), c2)
 
 

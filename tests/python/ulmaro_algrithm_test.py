@@ -1,5 +1,6 @@
 """The Python module over a built library, against OpenSSL's command line. ULMARO_ALGRITHM_LIBRARY names the library."""
 
+import array
 import os
 import shutil
 import subprocess
@@ -54,11 +55,18 @@ class HashAndCipher(WithOpenssl):
             self.assertEqual(stream.hexdigest(), expected)
             self.assertEqual(fork.digest(), ua.sm3(message[:9]))
 
+    def test_digests_beyond_the_count_of_the_library(self) -> None:
+        stream = ua.Sm3(bytes((1 << 29) - 1))
+        for expected in ("1c4679f9", "7927ca88", "1860c1d3"):  # openssl's
+            self.assertEqual(stream.hexdigest()[:8], expected)
+            stream.update(b"\0")
+
     def test_key_derivation(self) -> None:
         for size in (0, 1, 32, 33, 100):
             blocks = b"".join(ua.sm3(b"secret" + i.to_bytes(4, "big")) for i in range(1, 5))
             self.assertEqual(ua.derive_key(b"secret", size), blocks[:size])
         self.assertRaises(ua.Error, ua.derive_key, b"secret", -1)
+        self.assertRaises(ua.Error, ua.derive_key, bytes((1 << 29) - 4), 1)
 
     def test_modes_and_padding(self) -> None:
         key, iv = bytes(range(16)), bytes(range(100, 116))
@@ -73,7 +81,7 @@ class HashAndCipher(WithOpenssl):
             self.assertEqual(ua.unpad(cipher.ecb_decrypt(ecb)), message)
             halves = cipher.cbc_encrypt(iv, padded[:16])
             self.assertEqual(halves + cipher.cbc_encrypt(halves, padded[16:]), cbc)
-        for bad in (b"", bytes(16), bytes(15) + b"\x11", bytes(14) + b"\x03\x02", b"\x01" * 17):
+        for bad in (b"", bytes(16), b"\x11" * 32, bytes(14) + b"\x03\x02", b"\x01" * 17):
             self.assertRaises(ua.Error, ua.unpad, bad)
         self.assertRaises(ua.Error, cipher.ecb_encrypt, b"x" * 17)
         self.assertRaises(ua.Error, cipher.cbc_encrypt, b"short", bytes(16))
@@ -81,6 +89,27 @@ class HashAndCipher(WithOpenssl):
         changeable = bytearray(padded)
         self.assertEqual(cipher.ecb_encrypt(changeable), ecb)
         self.assertEqual(changeable, padded)
+
+
+class Buffers(unittest.TestCase):
+    """What counts in other elements than bytes, skips some, or has rows is taken byte by byte, by every call."""
+
+    def test_every_shape_is_its_bytes(self) -> None:
+        data = bytes(range(64))
+        keys = ua.Curve().key_pair(D)
+        for view in (array.array("I", data), memoryview(data * 2)[::2], memoryview(data).cast("B", (4, 16))):
+            flat = memoryview(view).tobytes()
+            cipher, iv = ua.Sm4(array.array("I", flat[:16])), flat[:16]
+            for call in (
+                ua.sm3, ua.pad, cipher.ecb_encrypt, cipher.ecb_decrypt, lambda x: ua.derive_key(x, 40),
+                lambda x: cipher.cbc_encrypt(iv, x), lambda x: cipher.cbc_decrypt(iv, x), ua.signature_to_der,
+                lambda x: ua.Curve().identity_digest(keys.public, x), ua.Curve().contains,
+            ):
+                self.assertEqual(call(view), call(flat))
+            sealed = ua.Curve().encrypt(keys.public, view)
+            self.assertEqual(ua.Curve().decrypt(keys.private, array.array("I", sealed)), flat)
+            self.assertEqual(ua.unpad(array.array("I", ua.pad(view))), flat)
+        self.assertRaises(TypeError, ua.sm3, 5)
 
 
 class PublicKeys(WithOpenssl):
@@ -116,8 +145,9 @@ class PublicKeys(WithOpenssl):
                 changed = ours[:at] + bytes([ours[at] ^ 1]) + ours[at + 1 :]
                 self.assertRaises(ua.Error, curve.decrypt, keys.private, changed)
             self.assertRaises(ua.Error, curve.decrypt, keys.private, ours[:-1])
-        self.assertRaises(ua.Error, curve.encrypt, keys.public, b"")
-        self.assertRaises(ua.Error, curve.encrypt, bytes(64), b"x")
+        for size, reason in ((0, "length"), (1, "key"), (ua.MAX_MESSAGE_SIZE, "key"), (ua.MAX_MESSAGE_SIZE + 1, "length")):
+            self.assertRaisesRegex(ua.Error, reason, curve.encrypt, bytes(64), bytes(size))
+        self.assertEqual(ua.MAX_MESSAGE_SIZE, 536870847)
 
     def test_keys(self) -> None:
         curve = ua.Curve()
@@ -149,8 +179,22 @@ class PublicKeys(WithOpenssl):
         self.assertTrue(curve.verify(keys.public, b"m", curve.sign(keys, b"m")))
         self.assertFalse(ua.Curve().contains(keys.public))
         self.assertRaises(ua.Error, curve.key_pair, keys.private)
-        for bad in (bytes(192), p256[:-1], p256[:130] + b"x" + p256[131:], p256[:160] + bytes(4) + p256[164:]):
+        even = p256[:31] + b"\xfe" + p256[32:64] + bytes(96) + p256[160:]  # with a base point, (0, 0), on the curve
+        for bad in (even, p256[:-1], p256[:130] + b"x" + p256[131:], p256[:160] + bytes(4) + p256[164:]):
             self.assertRaises(ua.Error, ua.Curve, bad)
+
+        # Base points, the public keys of 1, with a coordinate that can be spelled a second time with p added to it.
+        one, e, p = (1).to_bytes(32, "big"), bytes(32), int.from_bytes(p256[:32], "big")
+        for x, y in (
+            (0, 0x66485C780E2F83D72433BD5D84A06BB6541C2AF31DAE871728BF856A174F93F4),
+            (0xD7325D7646CD60D80A92738CEB345F844CFFAF35841022CAB176F692DE8DE1D7, 5),
+        ):
+            public, alias = (a.to_bytes(32, "big") + b.to_bytes(32, "big") for a, b in ((x, y), (x or p, y + p * (y == 5))))
+            curve = ua.Curve(p256[:96] + public + p256[160:])
+            signature = curve.sign_digest(one, e)
+            self.assertTrue(curve.verify_digest(public, e, signature))
+            self.assertFalse(curve.verify_digest(alias, e, signature))
+            self.assertRaises(ua.Error, curve.encrypt, alias, b"x")
 
 
 class Formats(unittest.TestCase):
@@ -183,20 +227,21 @@ class FindingTheLibrary(unittest.TestCase):
             stderr=subprocess.PIPE, universal_newlines=True,
         )
 
-    def test_order(self) -> None:
-        library = os.environ["ULMARO_ALGRITHM_LIBRARY"]
-        module = os.path.dirname(os.path.abspath(ua.__file__))
-        self.assertEqual(ua.library_path(), library)
+    def test_only_what_was_asked_for(self) -> None:
+        hardened = os.environ["ULMARO_ALGRITHM_LIBRARY"]
+        module, libraries = os.path.dirname(os.path.abspath(ua.__file__)), os.path.dirname(hardened)
+        self.assertEqual(ua.library_path(), hardened)
         with tempfile.TemporaryDirectory() as beside:
             shutil.copy(os.path.join(module, "ulmaro_algrithm.py"), beside)
-            for name in ("libUlmaroAlgrithm.so", "libUlmaroAlgrithmHardened.so"):
-                shutil.copy(library, os.path.join(beside, name))
-                self.assertEqual(self.found(beside).stdout.strip(), os.path.join(beside, name))
-            failed = self.found(beside, ULMARO_ALGRITHM_LIBRARY="/nowhere.so")
-            self.assertIn("was not found: /nowhere.so", failed.stderr)
-        self.assertEqual(
-            self.found(module, LD_LIBRARY_PATH=os.path.dirname(library)).stdout.strip(), "libUlmaroAlgrithmHardened.so"
-        )
+            plain = shutil.copy(os.path.join(libraries, "libUlmaroAlgrithm.so"), beside)
+            self.assertNotIn("libUlmaroAlgrithm.so", self.found(beside, LD_LIBRARY_PATH=beside).stdout)
+            self.assertEqual(self.found(beside, ULMARO_ALGRITHM_LIBRARY=plain).stdout.strip(), plain)
+            named = self.found(beside, LD_LIBRARY_PATH=beside, ULMARO_ALGRITHM_LIBRARY="libUlmaroAlgrithm.so")
+            self.assertEqual(named.stdout.strip(), "libUlmaroAlgrithm.so")
+            copy = shutil.copy(hardened, beside)
+            self.assertEqual(self.found(beside).stdout.strip(), copy)
+            self.assertIn("OSError: /nowhere.so", self.found(beside, ULMARO_ALGRITHM_LIBRARY="/nowhere.so").stderr)
+        self.assertEqual(self.found(module, LD_LIBRARY_PATH=libraries).stdout.strip(), "libUlmaroAlgrithmHardened.so")
 
 
 if __name__ == "__main__":
