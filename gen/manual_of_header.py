@@ -71,8 +71,8 @@ def parse_entries(code: str, comment: Comment) -> List[Entry]:
         for name, value, text in macros:
             out.append(Entry(name, f"#define {name} {value}", comment._replace(brief=text.strip()) if text else comment, []))
         return out
-    function = re.match(r"\s*([\w ]+\s+(\w+)\([^)]*\);)", code)
-    return [Entry(function[2], re.sub(r"\s+", " ", function[1]), comment, [])] if function else []
+    function = re.match(r"\s*(?:static inline )?([\w ]+\s+(\w+)\([^)]*\))\s*[;{]", code)
+    return [Entry(function[2], re.sub(r"\s+", " ", function[1]) + ";", comment, [])] if function else []
 
 
 def parse(header: str) -> Tuple[Comment, Dict[str, Group]]:

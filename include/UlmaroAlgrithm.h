@@ -324,7 +324,8 @@ int SM1_X_CBC_DE_MODE_EX(const unsigned char* key, int keyLen, const unsigned ch
  * @brief 256-bit hash of GM/T 0004 and GB/T 32905.
  *
  * The digest is the standard's for messages below 2^29 bytes; from there on the length field holds only the low
- * 32 bits of the bit count. Constant time in the message bytes, variable in lengths.
+ * 32 bits of the bit count. For longer messages finish the stream with ulmaro_sm3_finish(). Constant time in the
+ * message bytes, variable in lengths.
  * @{
  */
 
@@ -353,6 +354,24 @@ void SM3_Update(SM3_CTX* ctx, const unsigned char* in, int len);
 void SM3_Final(SM3_CTX* ctx, unsigned char* out);
 
 /**
+ * @brief Pads like SM3_Final() but with the standard's 64-bit length, and writes the digest: for messages of any
+ * length.
+ *
+ * Not an entry point: it is compiled into the program that calls it.
+ * @param ctx     in and out. Use SM3_Init() before using it again.
+ * @param length  how many bytes were absorbed since SM3_Init(), which the caller counts; below 2^61
+ * @param out     out, 32 bytes
+ */
+static inline void ulmaro_sm3_finish(SM3_CTX* ctx, unsigned long long length, unsigned char* out) {
+    unsigned char padding[72] = {0x80};
+    const int at = 1 + ((55 - ctx->num) & 63); /* the length stands from here on, and ends with a block */
+    int i;
+    for (i = 0; i < 8; i++) padding[at + i] = length * 8 >> (56 - 8 * i) & 0xff;
+    SM3_Update(ctx, padding, at + 8);
+    for (i = 0; i < 32; i++) out[i] = ctx->V[i / 4] >> (24 - 8 * (i % 4)) & 0xff;
+}
+
+/**
  * @brief Hashes len bytes at once.
  * @param in   in, len bytes; may be null when len is 0
  * @param len  number of bytes. A negative one leaves as `std::bad_array_new_length`, nothing written.
@@ -376,7 +395,8 @@ int SM3_algrithm_userid_hash(const ECC_PUBLIC_KEY* pubKey, const ECCParameter_st
 /**
  * @brief Key derivation: SM3(z || 00000001) || SM3(z || 00000002) || ... cut to kLen bytes.
  * @param z     in, zLen bytes
- * @param zLen  length of z in bytes. A negative one leaves as `std::bad_array_new_length`, nothing written.
+ * @param zLen  length of z in bytes, up to 2^29 - 5 for the standard's digests. A negative one leaves as
+ *              `std::bad_array_new_length`, nothing written.
  * @param kLen  wanted bytes (not bits); 0 and below writes nothing
  * @param out   out, kLen bytes; may overlap z
  *
@@ -467,8 +487,9 @@ ULMARO_MUST_USE int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigne
  * @brief Encrypts a message. Source: GM/T 0003.4 clause 6.1, in the order C1, C3, C2.
  * @param grp     in, prepared
  * @param msg     in, msgLen bytes; may overlap the record's cipher field exactly
- * @param msgLen  length in bytes. A negative one, or one above 2^31 - 65, leaves as `std::bad_array_new_length` with
- *                nothing written.
+ * @param msgLen  length in bytes, up to 2^29 - 65: C3 of a longer message is not the standard's, because its digest is
+ *                of 2^29 bytes and more. A negative one, or one above 2^31 - 65, leaves as `std::bad_array_new_length`
+ *                with nothing written.
  * @param pubKey  in; not checked against the curve (SM2_POINT_is_on_curve() does that)
  * @param blob    out, 100 + msgLen bytes; null: nothing is done
  * @return 0 always. On a group or key that allows no encryption the record is zero but for its length.

@@ -11,6 +11,8 @@
  *   at must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`.
  * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. Byte
  *   strings that a call returns are the caller's to wipe.
+ * - **Moved from**, a private key is zero, which every call refuses; a stream is empty; a ciphertext is 100 zero bytes,
+ *   which nobody can decrypt; an SM4 key throws an Error when it is used.
  * - **Threads**: every object may be read by any number of threads at once, and written by one. The plain library
  *   draws from the C library's `rand`, which the process shares, and seeds it whenever a Curve is made or
  *   Curve::public_key() is called.
@@ -26,6 +28,7 @@
 #include <bit>
 #include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <stdexcept>
 #include <string_view>
@@ -68,6 +71,10 @@ inline View bytes_of(std::string_view text) noexcept {
 /// The user identity that is agreed on where nothing else is; GM/T 0009.
 inline constexpr std::string_view default_user_id = "1234567812345678";
 
+/// The longest message that SM2 encrypts here, in bytes. C3 is the digest of the message and 64 bytes more, and the C
+/// entry points make the standard's digests of less than 2^29 bytes.
+inline constexpr std::size_t max_message_size = (std::size_t{1} << 29) - 65;
+
 /// @cond
 namespace detail {
 
@@ -95,8 +102,9 @@ struct Wiped {
     void wipe() noexcept { explicit_bzero(&value, sizeof value); }
 };
 
-/// The C entry points count in `int`. A multiple of every block size, far below its end.
-inline constexpr std::size_t piece = std::size_t{1} << 30;
+/// The C entry points count in `int`. A multiple of every block size, far below its end and yet long enough to cost
+/// nothing.
+inline constexpr std::size_t piece = std::size_t{1} << 24;
 
 /// Calls work(offset, length) for pieces of a byte string that an `int` can count.
 template <class Work>
@@ -126,8 +134,10 @@ public:
         detail::require(bytes.size() == Size, "wrong length of a key, signature or digest");
         return Octets(bytes.template first<Size>());
     }
-    /// The bytes.
+    /// The bytes, as long as the value lives.
     [[nodiscard]] constexpr std::span<const unsigned char, Size> bytes() const noexcept { return bytes_; }
+    /// A copy of the bytes.
+    [[nodiscard]] constexpr std::array<unsigned char, Size> array() const noexcept { return bytes_; }
     /// Whether all bytes agree; not for secrets, the time tells where they differ.
     friend bool operator==(const Octets&, const Octets&) = default;
 
@@ -202,67 +212,93 @@ public:
     /// 04, C1, C3 and C2 as one byte string, in either order.
     [[nodiscard]] Bytes raw(Order order = Order::c1c3c2) const {
         const bool c3_first = order == Order::c1c3c2;
+        const View from = bytes();
         Bytes result(97 + message_size());
         result[0] = 4;
-        std::copy_n(record_.begin(), 64, result.begin() + 1);
-        std::copy_n(record_.begin() + 64, 32, c3_first ? result.begin() + 65 : result.end() - 32);
-        std::copy(record_.begin() + head, record_.end(), result.begin() + (c3_first ? 97 : 65));
+        std::copy_n(from.begin(), 64, result.begin() + 1);
+        std::copy_n(from.begin() + 64, 32, c3_first ? result.begin() + 65 : result.end() - 32);
+        std::copy(from.begin() + head, from.end(), result.begin() + (c3_first ? 97 : 65));
         return result;
     }
     /// All bytes of the record.
-    [[nodiscard]] View bytes() const noexcept { return record_; }
+    [[nodiscard]] View bytes() const noexcept { return record_.empty() ? View(moved_from) : View(record_); }
     /// The record that the C entry points take.
     [[nodiscard]] const Ulmaro_ECC_CIPHER_BLOB& record() const noexcept {
-        return *reinterpret_cast<const Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
+        return *reinterpret_cast<const Ulmaro_ECC_CIPHER_BLOB*>(bytes().data());
     }
     /// Length of the message inside.
-    [[nodiscard]] std::size_t message_size() const noexcept { return record_.size() - head; }
+    [[nodiscard]] std::size_t message_size() const noexcept { return bytes().size() - head; }
     /// Whether all bytes agree.
-    friend bool operator==(const Ciphertext&, const Ciphertext&) = default;
+    friend bool operator==(const Ciphertext& a, const Ciphertext& b) noexcept {
+        return std::ranges::equal(a.bytes(), b.bytes());
+    }
 
 private:
     friend Curve;
     static constexpr std::size_t head = sizeof(Ulmaro_ECC_CIPHER_BLOB);
+    alignas(Ulmaro_ECC_CIPHER_BLOB) static constexpr std::array<unsigned char, head> moved_from{};
     explicit Ciphertext(Bytes record) noexcept : record_(std::move(record)) {}
     Ulmaro_ECC_CIPHER_BLOB* mutable_record() noexcept {
         return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
     }
 
-    Bytes record_;
+    Bytes record_;  // empty when moved from
 };
 
 /// An SM3 stream; GM/T 0004. Wiped when it goes.
 class Sm3 {
 public:
     /// An empty stream.
-    Sm3() noexcept { SM3_Init(&context_.value); }
+    Sm3() noexcept { SM3_Init(&state_.value.context); }
     Sm3(const Sm3&) = default;             ///< Both streams go on.
     Sm3& operator=(const Sm3&) = default;  ///< Both streams go on.
+    /// Leaves the other stream empty.
+    Sm3(Sm3&& other) noexcept : Sm3(std::as_const(other)) { other.restart(); }
+    /// Leaves the other stream empty.
+    Sm3& operator=(Sm3&& other) noexcept {
+        if (this != &other) {
+            *this = std::as_const(other);
+            other.restart();
+        }
+        return *this;
+    }
 
-    /// Absorbs bytes. Messages of 2^29 bytes and more have no standard digest here: see ::SM3_Update.
+    /// Absorbs bytes, in all fewer than 2^61.
     Sm3& update(View bytes) {
-        detail::in_pieces(bytes.size(),
-                          [&](std::size_t at, int size) { SM3_Update(&context_.value, bytes.data() + at, size); });
+        detail::in_pieces(bytes.size(), [&](std::size_t at, int size) {
+            SM3_Update(&state_.value.context, bytes.data() + at, size);
+        });
+        state_.value.length += bytes.size();
         return *this;
     }
     /// The digest of what was absorbed; the stream is empty afterwards.
     [[nodiscard]] Digest finish() {
         std::array<unsigned char, 32> digest;
-        SM3_Final(&context_.value, digest.data());
-        SM3_Init(&context_.value);
+        ulmaro_sm3_finish(&state_.value.context, state_.value.length, digest.data());
+        restart();
         return Digest(digest);
     }
     /// The digest of one byte string.
     [[nodiscard]] static Digest hash(View bytes) { return Sm3().update(bytes).finish(); }
 
 private:
-    detail::Wiped<SM3_CTX> context_;
+    void restart() noexcept {
+        SM3_Init(&state_.value.context);
+        state_.value.length = 0;
+    }
+
+    struct State {
+        SM3_CTX context;
+        std::uint64_t length;
+    };
+    detail::Wiped<State> state_;
 };
 
-/// Fills `out` from a shared secret, which it may overlap; GM/T 0003.4 clause 5.4.3. @throws Error from 2^31 - 16
-/// bytes.
+/// Fills `out` from a shared secret, which it may overlap; GM/T 0003.4 clause 5.4.3. @throws Error when the secret is
+/// longer than 2^29 - 5 bytes, beyond which the C entry point's digests are not the standard's, or `out` than 2^31 - 1.
 inline void derive_key(View secret, std::span<unsigned char> out) {
-    detail::require(secret.size() < INT_MAX - 15 && out.size() < INT_MAX - 15, "too long for the key derivation");
+    detail::require(secret.size() < (std::size_t{1} << 29) - 4 && out.size() <= INT_MAX,
+                    "too long for the key derivation");
     SM2_KDF_ALGRITRHM(secret.data(), static_cast<int>(secret.size()), static_cast<int>(out.size()), out.data());
 }
 
@@ -372,11 +408,11 @@ public:
         return SM2_ECDSA_Verification(&prepared_, e.bytes().data(), &key_record, &record) == 1;
     }
 
-    /// Encrypts a message. @throws Error when it is empty (nobody could decrypt it) or longer than 2^31 - 65 bytes, or
+    /// Encrypts a message. @throws Error when it is empty (nobody could decrypt it) or longer than max_message_size, or
     /// when the curve does not contains() the key.
     [[nodiscard]] Ciphertext encrypt(const PublicKey& key, View message) const {
-        detail::require(!message.empty() && message.size() <= INT_MAX - 64,
-                        "a message of this length has no ciphertext");
+        detail::require(!message.empty() && message.size() <= max_message_size,
+                        "SM2 cannot encrypt a message of this length");
         detail::require(contains(key), "not a public key of this curve");
         const ECC_PUBLIC_KEY record = to_record<ECC_PUBLIC_KEY>(key);
         Ciphertext result(Bytes(Ciphertext::head + message.size()));
@@ -428,7 +464,8 @@ public:
 
     /// Expands a key.
     explicit Sm4(std::span<const unsigned char, block_size> key) noexcept {
-        SM4_KEY_INIT(key.data(), block_size, schedule_.value.data(), ULMARO_SM4_SCHEDULE_WORDS);
+        SM4_KEY_INIT(key.data(), block_size, schedule_.value.words, ULMARO_SM4_SCHEDULE_WORDS);
+        schedule_.value.expanded = true;
     }
 
     /// ECB. Shows which blocks are equal: for single blocks, hardly ever for messages.
@@ -486,9 +523,14 @@ public:
     }
 
 private:
-    const unsigned int* schedule() const noexcept { return schedule_.value.data(); }
+    struct Schedule {
+        unsigned int words[ULMARO_SM4_SCHEDULE_WORDS];
+        bool expanded;  // false when moved from
+    };
+    const unsigned int* schedule() const noexcept { return schedule_.value.words; }
 
-    static void check(View in, std::span<unsigned char> out) {
+    void check(View in, std::span<unsigned char> out) const {
+        detail::require(schedule_.value.expanded, "this SM4 key was moved away");
         detail::require(in.size() == out.size() && in.size() % block_size == 0,
                         "SM4 works on whole blocks, from and to as many bytes");
     }
@@ -508,7 +550,7 @@ private:
         return wrong == 0 ? padding : 0;
     }
 
-    detail::Wiped<std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS>> schedule_;
+    detail::Wiped<Schedule> schedule_;
 };
 
 }  // namespace ulmaro::algrithm

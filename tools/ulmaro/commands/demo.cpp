@@ -89,7 +89,7 @@ private:
         hash.update(z);
         absorb(hash, input, true);
         hash.update(std::span(reinterpret_cast<const unsigned char*>(suffix.data()), suffix.size()));
-        return hash.finish();
+        return hash.finish().array();
     }
 
     std::string path_;

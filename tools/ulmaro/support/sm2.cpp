@@ -116,14 +116,14 @@ Digest identity_digest(const std::optional<std::string>& identity, const ECC_PUB
     hash.update(parameters.Gy);
     hash.update(point.x);
     hash.update(point.y);
-    return hash.finish();
+    return hash.finish().array();
 }
 
 Digest message_digest(const Digest& z, Input& message, bool show_progress) {
     Sm3 hash;
     hash.update(z);
     absorb(hash, message, show_progress);
-    return hash.finish();
+    return hash.finish().array();
 }
 
 ECC_SIGNATURE sign(const Digest& e, const ECC_PRIVATE_KEY& key) {

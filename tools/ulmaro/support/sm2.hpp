@@ -32,8 +32,8 @@ Digest message_digest(const Digest& z, Input& message, bool show_progress);
 ECC_SIGNATURE sign(const Digest& e, const ECC_PRIVATE_KEY& key);
 bool verify(const Digest& e, const ECC_PUBLIC_KEY& point, const ECC_SIGNATURE& signature);
 
-/// The largest message that is encrypted: beyond it the library's hash, and so the ciphertext, is not the standard's.
-constexpr std::size_t kMaxMessage = (1U << 29) - 65;
+/// The largest message that is encrypted.
+constexpr std::size_t kMaxMessage = algrithm::max_message_size;
 /// The largest message that a record can carry and decryption accepts.
 constexpr std::size_t kMaxRecordMessage = (1U << 31) - 65;
 /// Bytes of a ciphertext record before the encrypted message.
