@@ -1,3 +1,18 @@
+# Whether sanitizers or coverage instrument the build, by the flags that this folder was given. -DULMARO_SANITIZED=ON or
+# OFF overrides that.
+if(NOT DEFINED ULMARO_SANITIZED)
+  get_directory_property(given COMPILE_OPTIONS)
+  list(APPEND given ${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS})
+  foreach(config IN LISTS CMAKE_BUILD_TYPE CMAKE_CONFIGURATION_TYPES)
+    string(TOUPPER ${config} config)
+    list(APPEND given ${CMAKE_CXX_FLAGS_${config}})
+  endforeach()
+  set(ULMARO_SANITIZED OFF)
+  if("${given}" MATCHES "-fsanitize|--coverage|-fprofile-")
+    set(ULMARO_SANITIZED ON)
+  endif()
+endif()
+
 # What makes faults in shipped code harder to use: for everything that is installed, not for instrumented builds, whose
 # sanitizers do the same better.
 add_library(ulmaro_hardening INTERFACE)
@@ -5,8 +20,9 @@ if(NOT ULMARO_SANITIZED)
   target_compile_options(
     ulmaro_hardening
     INTERFACE -fstack-protector-strong
-              $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
-              $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>
+              # Copies are checked only where the code is optimised.
+              $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+              $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>
               # The same tree in another folder gives the same bytes.
               -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.
               -ffile-prefix-map=${PROJECT_BINARY_DIR}=.)

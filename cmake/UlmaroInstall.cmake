@@ -6,11 +6,14 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/UlmaroAlgrithm)
 install(
   TARGETS ${ULMARO_LIBRARIES}
   EXPORT UlmaroAlgrithmTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime)
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithm.hpp include/UlmaroAlgrithmInternals.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 set(ULMARO_PYTHON_DIR ${CMAKE_INSTALL_DATADIR}/UlmaroAlgrithm/python CACHE STRING "Where the Python module goes")
-install(FILES bindings/python/ulmaro_algrithm.py DESTINATION ${ULMARO_PYTHON_DIR} COMPONENT python)
+if(NOT ULMARO_STATIC)
+  install(FILES bindings/python/ulmaro_algrithm.py DESTINATION ${ULMARO_PYTHON_DIR} COMPONENT python)
+endif()
 install(
   EXPORT UlmaroAlgrithmTargets
   NAMESPACE Ulmaro::
@@ -32,6 +35,11 @@ foreach(library IN LISTS ULMARO_LIBRARIES)
   set(pc_define "")
   if(library MATCHES Hardened)
     set(pc_define " -DULMARO_HARDENED")
+  endif()
+  if(ULMARO_STATIC)
+    get_target_property(pc_options ${library} INTERFACE_LINK_OPTIONS)
+    set(pc_options " ${pc_options}")
+    set(pc_private "Libs.private: -lstdc++")
   endif()
   configure_file(cmake/UlmaroAlgrithm.pc.in ${library}.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

@@ -45,3 +45,7 @@ void draw_scalar(std::span<std::uint32_t, 8> k, std::span<const std::uint32_t, 8
 void note_group_prepared() noexcept {}
 
 }  // namespace ulmaro
+
+#ifdef ULMARO_STATIC
+extern "C" void ulmaro_random_kernel() {}  // asked for by what links this archive
+#endif

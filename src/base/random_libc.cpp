@@ -26,3 +26,7 @@ void draw_scalar(std::span<std::uint32_t, 8> k, std::span<const std::uint32_t, 8
 void note_group_prepared() noexcept { std::srand(static_cast<unsigned int>(std::time(nullptr))); }
 
 }  // namespace ulmaro
+
+#ifdef ULMARO_STATIC
+extern "C" void ulmaro_random_libc() {}  // asked for by what links this archive
+#endif

@@ -3,6 +3,14 @@
 #include "base/bytes.hpp"
 #include "base/wipe.hpp"
 
+#ifdef ULMARO_STATIC
+// As the primitives (sm1.cpp): the raw-key modes reach them through these, which an application may define too.
+#pragma weak SM1_ECB_EN
+#pragma weak SM1_ECB_DE
+#pragma weak SM1_X_CBC_EN_MODE
+#pragma weak SM1_X_CBC_DE_MODE
+#endif
+
 namespace {
 
 using namespace ulmaro;

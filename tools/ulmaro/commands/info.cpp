@@ -23,8 +23,12 @@ std::string library_path() {
     return path ? path.get() : info.dli_fname;
 }
 
-const char* random_source(const std::string& library) {
+const char* random_source([[maybe_unused]] const std::string& library) {
+#ifdef ULMARO_STATIC
+    return "the kernel (getrandom)";
+#else
     return library.find("Hardened") != std::string::npos ? "the kernel (getrandom)" : "the C library (rand)";
+#endif
 }
 
 std::string processor_features() {
