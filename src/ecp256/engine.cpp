@@ -9,7 +9,8 @@ namespace {
 // What the deepest of the calls below uses.
 constexpr std::size_t used_stack = 4096;
 
-// The plain coordinates of the sum. A z that has no inverse is none of a prime's residues. Constant time.
+// The plain coordinates of the sum; zeros for infinity, as the inverse of 0 is 0. A z that has no inverse is none of a
+// prime's residues. Constant time.
 Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affine& out) noexcept {
     const u256::Residues<u256::PortableChains> f(curve.p);
     struct Powers {
@@ -23,10 +24,8 @@ Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affin
     exception |= ~(invertible | infinite);
     z->ii = f.sqr(z->i);
     z->iii = f.mul(z->ii, z->i);
-    const U256 plain_one = {{1, 0, 0, 0}}, zero = {};
+    const U256 plain_one = {{1, 0, 0, 0}};
     out = {f.mul(f.mul(sum.x, z->ii), plain_one), f.mul(f.mul(sum.y, z->iii), plain_one)};
-    assign_if(exception | infinite, out.x, zero);
-    assign_if(exception | infinite, out.y, zero);
     return static_cast<Outcome>((infinite & ~exception & 1) | (exception & 2));
 }
 

@@ -8,10 +8,10 @@ namespace ulmaro::ecp256 {
 enum class Outcome {
     finite = 0,
     infinite = 1,
-    exception = 2,  // a case that the formulas leave out: nothing is known about the result
+    exception = 2,  // a case that the formulas leave out: out is any number
 };
 
-/// out = [k]p, plain and below the prime; zeros unless finite. p has coordinates below the prime, in Montgomery form.
+/// out = [k]p, plain and below the prime; zeros for infinity. p has coordinates below the prime, in Montgomery form.
 /// Constant time, the outcome included; it is no exception for a k below the order of p when that is a large prime.
 Outcome multiply_point(const Curve& curve, const Affine& p, const U256& k, Affine& out) noexcept;
 

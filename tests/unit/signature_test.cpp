@@ -147,24 +147,27 @@ TEST_F(Signature, MayOverwriteItsInputs) {
 }
 
 TEST_F(Signature, DrawsAgainForEveryRejectedValue) {
-    const Example& x = kExamples[0];
-    const bignum_st k = {{0x123457}};
-    const bignum_st x1 = x_of_multiple(k), d = number(x.d);
-    const bignum_st e_for_r_zero = minus({}, x1);
-    const bignum_st e_for_r_plus_k = minus(minus({}, k), x1);
-    // z = k - r d vanishes for r = k / d.
-    bignum_st inverse = d;
-    ec::inverse_mod(inverse, inverse, grp.order, 8);
-    const bignum_st e_for_z_zero = minus(times(k, inverse), x1);
-    for (const bignum_st& e : {e_for_r_zero, e_for_r_plus_k, e_for_z_zero}) {
-        ReplacedRandom& random = reset_random();
-        random.next_scalar(bytes_of(k));
-        random.next_scalar(x.k);
-        const std::string rejected_first = sign(bytes_of(e));
-        EXPECT_EQ(random.calls, 64);
-        random.next_scalar(x.k);
-        EXPECT_EQ(rejected_first, sign(bytes_of(e)));
-        EXPECT_EQ(verify(bytes_of(e), x.pub, rejected_first), "1 ");
+    for (const Example& x : kExamples) {
+        SCOPED_TRACE(x.curve.name);
+        grp = prepare(x.curve);
+        const bignum_st k = {{0x123457}};
+        const bignum_st x1 = x_of_multiple(k), d = number(x.d);
+        const bignum_st e_for_r_zero = minus({}, x1);
+        const bignum_st e_for_r_plus_k = minus(minus({}, k), x1);
+        // z = k - r d vanishes for r = k / d.
+        bignum_st inverse = d;
+        ec::inverse_mod(inverse, inverse, grp.order, 8);
+        const bignum_st e_for_z_zero = minus(times(k, inverse), x1);
+        for (const bignum_st& e : {e_for_r_zero, e_for_r_plus_k, e_for_z_zero}) {
+            ReplacedRandom& random = reset_random();
+            random.next_scalar(bytes_of(k));
+            random.next_scalar(x.k);
+            const std::string rejected_first = sign(bytes_of(e), from_hex(x.d));
+            EXPECT_EQ(random.calls, 64);
+            random.next_scalar(x.k);
+            EXPECT_EQ(rejected_first, sign(bytes_of(e), from_hex(x.d)));
+            EXPECT_EQ(verify(bytes_of(e), x.pub, rejected_first), "1 ");
+        }
     }
 }
 
