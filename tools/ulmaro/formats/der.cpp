@@ -61,10 +61,21 @@ unsigned DerReader::small_integer() {
     return small;
 }
 
-std::span<const unsigned char> DerReader::bits() {
-    const auto contents = take(kDerBitString);
+std::span<const unsigned char> DerReader::bits(int tag) {
+    const auto contents = take(tag);
     if (contents.empty() || contents[0] != 0) throw FormatError("a bit string is not made of whole bytes");
     return contents.subspan(1);
+}
+
+std::span<const unsigned char> DerReader::oid() {
+    const auto contents = take(kDerOid);
+    bool starts = true;
+    for (const unsigned char byte : contents) {
+        if (starts && byte == 0x80) throw FormatError("not DER: a number is not in its shortest form");
+        starts = byte < 0x80;
+    }
+    if (contents.empty() || !starts) throw FormatError("not the expected DER: an incomplete object identifier");
+    return contents;
 }
 
 void DerReader::finish() const {

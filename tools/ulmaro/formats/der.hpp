@@ -24,6 +24,7 @@ constexpr int kDerOctetString = 0x04;
 constexpr int kDerNull = 0x05;
 constexpr int kDerOid = 0x06;
 constexpr int kDerSequence = 0x30;
+constexpr int kDerSet = 0x31;
 constexpr int der_context(int number) { return 0xA0 | number; }
 
 /// Walks over the elements of one level. Every step throws FormatError when the next element is not the expected one
@@ -37,14 +38,18 @@ public:
 
     /// Contents of the next element, which must have this tag.
     std::span<const unsigned char> take(int tag);
+    /// Passes over the next element, whatever its tag.
+    void skip() { take(rest_.empty() ? 0 : rest_.front()); }
     /// The inside of the next element, a SEQUENCE unless the tag says otherwise.
     DerReader enter(int tag = kDerSequence) { return DerReader(take(tag)); }
     /// A non-negative INTEGER in its shortest form, at most 256 bits.
     U256 integer();
     /// A non-negative INTEGER below 2^31.
     unsigned small_integer();
-    /// The whole bytes of a BIT STRING.
-    std::span<const unsigned char> bits();
+    /// The whole bytes of a BIT STRING, whose tag may be an implicit one.
+    std::span<const unsigned char> bits(int tag = kDerBitString);
+    /// The bytes of an OBJECT IDENTIFIER, each of its numbers complete and in the shortest form.
+    std::span<const unsigned char> oid();
     /// Throws when something follows.
     void finish() const;
 

@@ -13,6 +13,8 @@ constexpr std::string_view kEcPublicKey("\x2A\x86\x48\xCE\x3D\x02\x01", 7);
 /// The curve; the same number, and three below it for single uses, also names the algorithm in some keys.
 constexpr std::string_view kSm2("\x2A\x81\x1C\xCF\x55\x01\x82\x2D", 8);
 
+constexpr int kImplicitPublicKey = 0x81;  // [1] IMPLICIT BIT STRING
+
 std::string_view text(std::span<const unsigned char> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
@@ -40,6 +42,29 @@ void read_algorithm(DerReader algorithm) {
     algorithm.finish();
 }
 
+/// d of a key in DER. The leading zero bytes that its standard asks for are missing in some keys, and others have more.
+void set_scalar(Key& key, std::span<const unsigned char> d) {
+    PrivateKey padded;
+    const std::size_t n = std::min(d.size(), sizeof padded->d);
+    unsigned beyond = 0;
+    for (const unsigned char byte : d.first(d.size() - n)) beyond |= byte;
+    if (beyond != 0) throw FormatError("a private key out of range");
+    std::ranges::copy(d.last(n), padded->d + (sizeof padded->d - n));
+    set_secret(key, padded->d);
+}
+
+/// The record x || y is a point too, but not in DER.
+ECC_PUBLIC_KEY read_encoded_point(std::span<const unsigned char> bytes) {
+    return read_point(bytes.size() == sizeof(ECC_PUBLIC_KEY) ? bytes.first(0) : bytes);
+}
+
+void compare_public(const Key& key, std::span<const unsigned char> bytes) {
+    const ECC_PUBLIC_KEY point = read_encoded_point(bytes);
+    if (std::memcmp(&point, &key.point, sizeof point) != 0) {
+        throw FormatError("the public part does not belong to the private one");
+    }
+}
+
 /// ECPrivateKey. The curve may be missing where PKCS#8 has named it before.
 void read_sec1(DerReader ec, bool curve_known, Key& key) {
     if (ec.small_integer() != 1) throw FormatError("a key of an unknown version");
@@ -51,33 +76,41 @@ void read_sec1(DerReader ec, bool curve_known, Key& key) {
     } else if (!curve_known) {
         throw FormatError("a key without a curve");
     }
-    set_secret(key, d);
+    set_scalar(key, d);
     if (ec.next_is(der_context(1))) {
         DerReader inner = ec.enter(der_context(1));
-        const ECC_PUBLIC_KEY point = read_point(inner.bits());
+        compare_public(key, inner.bits());
         inner.finish();
-        if (std::memcmp(&point, &key.point, sizeof point) != 0) {
-            throw FormatError("the public part does not belong to the private one");
-        }
     }
     ec.finish();
 }
 
-/// The rest of PKCS#8 after its version; attributes may follow and mean nothing here.
+/// SET OF Attribute (RFC 5280 A.1), which mean nothing here: each an OBJECT IDENTIFIER and a set of values.
+void read_attributes(DerReader attributes) {
+    while (!attributes.done()) {
+        DerReader attribute = attributes.enter();
+        attribute.oid();
+        for (DerReader values = attribute.enter(kDerSet); !values.done();) values.skip();
+        attribute.finish();
+    }
+}
+
+/// PrivateKeyInfo (RFC 5208), version 0, and OneAsymmetricKey (RFC 5958), version 1, which may name the public key.
 void read_pkcs8(DerReader info, Key& key) {
+    const unsigned version = info.small_integer();
+    if (version > 1) throw FormatError("a key of an unknown version");
     read_algorithm(info.enter());
     DerReader wrapped(info.take(kDerOctetString));
     read_sec1(wrapped.enter(), true, key);
     wrapped.finish();
-    for (const int optional : {der_context(0), 0x81}) {
-        if (info.next_is(optional)) info.take(optional);
-    }
+    if (info.next_is(der_context(0))) read_attributes(info.enter(der_context(0)));
+    if (version == 1 && info.next_is(kImplicitPublicKey)) compare_public(key, info.bits(kImplicitPublicKey));
     info.finish();
 }
 
 void read_public_key_info(DerReader info, Key& key) {
     read_algorithm(info.enter());
-    set_point(key, read_point(info.bits()));
+    set_point(key, read_encoded_point(info.bits()));
     info.finish();
 }
 
@@ -97,7 +130,7 @@ void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, 
     DerReader probe = inside;  // the second element tells the structure
     if (inside.next_is(kDerInteger)) {
         probe.integer();
-        if (probe.next_is(kDerSequence)) return read_pkcs8(probe, key);
+        if (probe.next_is(kDerSequence)) return read_pkcs8(inside, key);
         return read_sec1(inside, false, key);
     }
     probe.take(kDerSequence);
@@ -108,7 +141,6 @@ void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, 
         DerReader wrapped(plain.span());
         DerReader info = wrapped.enter();
         wrapped.finish();
-        info.integer();
         read_pkcs8(info, key);
     } catch (const FormatError& error) {
         // One wrong passphrase in 256 leaves a padding that looks right.

@@ -50,26 +50,50 @@ std::span<const unsigned char> without_padding(std::span<const unsigned char> by
     return bytes.first(bytes.size() - pad);
 }
 
-/// The first key in a PEM text, which ends with a NUL.
-void read_pem(std::span<const unsigned char> text, const AskPassphrase& ask, Key& key) {
-    for (const Label& label : kReadable) {
-        PemContext pem;
-        std::size_t used = 0;
-        const auto parse = [&](std::span<const unsigned char> passphrase) {
-            return mbedtls_pem_read_buffer(pem.get(), label.begin, label.end, text.data(),
-                                           passphrase.empty() ? nullptr : passphrase.data(), passphrase.size(), &used);
-        };
-        int result = parse({});
-        bool padded = false;
-        if (result == MBEDTLS_ERR_PEM_NO_HEADER_FOOTER_PRESENT) continue;
-        if (result == MBEDTLS_ERR_PEM_PASSWORD_REQUIRED) {  // encryption in the PEM header, from before PKCS#8
-            padded = true;
-            result = parse(ask().span());
-        }
-        if (result == MBEDTLS_ERR_PEM_PASSWORD_MISMATCH) throw FormatError("wrong passphrase");
-        if (result != 0) throw FormatError("damaged PEM");
-        const std::span<const unsigned char> der(pem.get()->buf, pem.get()->buflen);
-        return read_key_der(padded ? without_padding(der) : der, ask, key);
+constexpr std::string_view kBegin = "-----BEGIN ";
+constexpr std::string_view kEnd = "-----END ";
+
+/// Where the next line that begins with these words is in text; npos when there is none.
+std::size_t find_line(std::string_view text, std::string_view words, std::size_t from = 0) {
+    for (std::size_t at = from; (at = text.find(words, at)) != std::string_view::npos; ++at) {
+        if (at == 0 || text[at - 1] == '\n') return at;
+    }
+    return std::string_view::npos;
+}
+
+std::string_view line_at(std::string_view text, std::size_t at) {
+    std::string_view line = text.substr(at, text.find('\n', at) - at);
+    return line.substr(0, line.find_last_not_of(" \t\r") + 1);
+}
+
+/// The key in block, which begins and ends with the words of its label.
+void read_block(std::string_view block, const Label& label, const AskPassphrase& ask, Key& key) {
+    SecretBuffer text(block.size() + 1);  // the parser wants a NUL at the end
+    std::ranges::copy(block, text.data());
+    text.data()[block.size()] = 0;
+    PemContext pem;
+    std::size_t used = 0;
+    const auto parse = [&](std::span<const unsigned char> passphrase) {
+        return mbedtls_pem_read_buffer(pem.get(), label.begin, label.end, text.data(),
+                                       passphrase.empty() ? nullptr : passphrase.data(), passphrase.size(), &used);
+    };
+    int result = parse({});
+    const bool padded = result == MBEDTLS_ERR_PEM_PASSWORD_REQUIRED;  // encryption in the header, from before PKCS#8
+    if (padded) result = parse(ask().span());
+    if (result == MBEDTLS_ERR_PEM_PASSWORD_MISMATCH) throw FormatError("wrong passphrase");
+    if (result != 0 || used != block.size()) throw FormatError("damaged PEM");
+    const std::span<const unsigned char> der(pem.get()->buf, pem.get()->buflen);
+    read_key_der(padded ? without_padding(der) : der, ask, key);
+}
+
+/// The first key in a PEM text; what is of another kind, and what stands between, is passed over.
+void read_pem(std::string_view text, const AskPassphrase& ask, Key& key) {
+    for (std::size_t at = 0; (at = find_line(text, kBegin, at)) != std::string_view::npos; ++at) {
+        const auto label = std::ranges::find(kReadable, line_at(text, at), &Label::begin);
+        if (label == std::end(kReadable)) continue;
+        const std::size_t end = find_line(text, kEnd, at);
+        if (end == std::string_view::npos || line_at(text, end) != label->end) throw FormatError("damaged PEM");
+        return read_block(text.substr(at, end + std::string_view(label->end).size() - at), *label, ask, key);
     }
     throw FormatError("no key in this PEM file");
 }
@@ -112,12 +136,7 @@ SecretBuffer in_pem(const Label& label, std::span<const unsigned char> der) {
 
 void read_key(std::span<const unsigned char> content, const AskPassphrase& ask, Key& key) {
     const std::string_view text(reinterpret_cast<const char*>(content.data()), content.size());
-    if (text.find("-----BEGIN ") != std::string_view::npos) {
-        SecretBuffer terminated(content.size() + 1);
-        std::ranges::copy(content, terminated.data());
-        terminated.data()[content.size()] = 0;
-        return read_pem(terminated.span(), ask, key);
-    }
+    if (find_line(text, kBegin) != std::string_view::npos) return read_pem(text, ask, key);
     const std::string_view digits = trimmed(text);
     const bool known_length = digits.size() == 64 || digits.size() == 128 || digits.size() == 130;
     if (known_length && is_hex(digits)) return read_digits(digits, key);
