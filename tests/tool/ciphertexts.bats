@@ -17,8 +17,13 @@ u() {
   done
   u encrypt -k pub -i plain | cmp -s - ours && false
   u encrypt -k key --input plain --format der --output ours
+  umask 000
   u decrypt --key key --input ours --output back
   cmp back plain
+  echo old >old
+  chmod 644 old
+  u decrypt -k key -i ours -o old
+  [ "$(stat -c %a back old | tr '\n' ' ')" = "600 644 " ]
 }
 
 @test "every layout is decrypted, and converts into every other" {

@@ -34,6 +34,94 @@ start_stalled() {
   cmp kept new
   encrypt -i plain -o plain
   cmp plain new
+  ln -s "$PWD/target" dangling
+  ln -s dangling chain
+  encrypt -i kept -o chain
+  [ -L chain ] && [ -L dangling ] && [ -f target ]
+  "$ULMARO" sm4 decrypt --key $KEY --iv $IV -i target -o secret
+  [ "$(stat -c %a target secret | tr '\n' ' ')" = "640 600 " ]
+  strace -f -e trace=/fsync,/rename "$ULMARO" sm4 encrypt --key $KEY -i plain -o new 2>&1 |
+    sed -n 's/^\([a-z]*\).*/\1/p' | tr '\n' ' ' | grep -q '^fsync renameat2* fsync '
+}
+
+# Owner, group, mode and access list of $1.
+rights() {
+  python3 -c 'import os, sys; print(os.getxattr(sys.argv[1], "system.posix_acl_access").hex())' "$1" 2>/dev/null || true
+  stat -c '%u:%g %a' "$1"
+}
+
+@test "replacing a file gives nobody more than before" {
+  [ "$(id -u)" -eq 0 ] || skip "needs root"
+  chmod 755 ../.. .. .
+  as() { setpriv --reuid "$1" --regid "$1" --clear-groups -- "${@:2}"; }
+  onto() { "${@:2}" "$ULMARO" sm4 decrypt --key $KEY --iv $IV -i sealed -o "$1"; }
+  echo secret >plain
+  encrypt -i plain -o sealed
+  mkdir -m 777 open
+  mkdir -m 1777 sticky
+  # file, owner and mode before, who writes, exit code, owner and mode after
+  while read -r file owner mode user code after; do
+    echo old >"$file" && chown "$owner" "$file" && chmod "$mode" "$file"
+    run -"$code" onto "$file" as "$user"
+    [ "$(rights "$file")" = "$after" ]
+    [ "$code" -eq 0 ] || [ "$(cat "$file")" = old ]
+    rm "$file"
+  done <<'CASES'
+open/f 1000:1001 6755 0 0 1000:1001 755
+open/f 1000:1000 7777 1000 0 1000:1000 777
+open/f 1000:1001 664 1000 0 1000:1000 644
+open/f 1000:1001 604 1000 0 1000:1000 600
+open/f 1000:1000 666 1001 1 1000:1000 666
+sticky/f 1000:1000 666 0 1 1000:1000 666
+sticky/f 1000:1000 666 1000 0 1000:1000 666
+CASES
+  [ -z "$(ls -A open sticky | grep ulmaro)" ]
+  # user 1234 may read, the group may not; and a folder whose new files everyone in a list may read
+  list="import os, sys; os.setxattr(sys.argv[1], 'system.posix_acl_' + sys.argv[2], bytes.fromhex(sys.argv[3]))"
+  entries=0200000001000600ffffffff02000400d204000004000000ffffffff10000400ffffffff20000000ffffffff
+  touch open/listed open/plain
+  chmod 640 open/plain
+  python3 -c "$list" open/listed access $entries 2>/dev/null || skip "the file system has no access lists"
+  python3 -c "$list" open default $entries
+  for file in open/listed open/plain; do
+    before=$(rights $file)
+    onto $file env
+    [ "$(rights $file)" = "$before" ]
+    cmp plain $file
+  done
+}
+
+@test "descriptors by their names are written where they stand" {
+  echo text >plain
+  encrypt -i plain -o sealed
+  decrypt() { "$ULMARO" sm4 decrypt --key $KEY --iv $IV -i sealed -o "$@"; }
+  ln -s /dev/stdout link
+  for name in /dev/stdout /dev/fd/1 /proc/self/fd/1 /proc/thread-self/fd/1 link - /dev/fd/5; do
+    { echo header && decrypt $name 5>&1 && echo footer; } >out
+    decrypt $name >>out 5>>out
+    diff out <(printf 'header\ntext\nfooter\ntext\n')
+    decrypt $name 5>&1 | cmp - plain
+  done
+  decrypt /dev/stderr 2>err && cmp err plain
+  exec 6<>gone
+  rm gone
+  decrypt /dev/fd/6
+  cmp /dev/fd/6 plain
+  # closed, read-only, what the tool itself has opened, another process's file
+  refuses 1 decrypt /dev/fd/9
+  refuses 1 decrypt /dev/fd/7 7<plain
+  refuses 1 decrypt /dev/fd/3 3>&-
+  refuses 1 decrypt /proc/$$/fd/6
+  run -1 sh -c "\"$ULMARO\" sm4 decrypt --key $KEY --iv $IV -i sealed -o /dev/stdout >&-"
+  exec 6<&-
+  # what would feed itself
+  cp sealed both
+  run -1 sh -c "\"$ULMARO\" sm4 encrypt --key $KEY -i both >>both"
+  cmp both sealed
+  # not even a message goes to where a closed descriptor was
+  decrypt new >&- 2>&- <&-
+  cmp new plain
+  only_files plain sealed link out err both new
 }
 
 @test "a full disk is reported" {

@@ -65,13 +65,16 @@ void convert_key(const KeyConversion& o) {
     }
     Key key;
     load_key({o.files.input, o.passphrase_file}, key);
+    const bool drops_secret = o.only_public && key.has_secret;
+    keep_input(o.files.output,
+               {o.passphrase_file.value_or(""), o.new_passphrase_file.value_or(""), drops_secret ? o.files.input : ""});
     if (o.only_public || !key.has_secret) {
         if (encrypt) throw Failure(o.files.input + ": a public key is not encrypted");
         return write_whole(o.files.output, write_public_key(key.point, o.to).span());
     }
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.new_passphrase_file, "New passphrase", true);
-    write_whole(o.files.output, write_private_key(key, o.to, passphrase.span()).span(), Access::owner);
+    write_whole(o.files.output, write_private_key(key, o.to, passphrase.span()).span(), Access::key);
 }
 
 void add_key(CLI::App& convert) {

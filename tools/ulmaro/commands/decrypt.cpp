@@ -19,13 +19,14 @@ struct Options {
 
 void run(const Options& o) {
     require_one_stdin({o.key.file, o.input});
+    keep_input(o.output, {o.key.file, o.key.passphrase_file.value_or("")});
     Key key;
     load_private_key(o.key, key);
     Input input(o.input);
     const SecretBuffer bytes = input.read_all(kMaxRecordMessage + kMostOverhead);
     try {
         const SecretBuffer record = read_ciphertext(bytes.span(), o.format);
-        write_whole(o.output, decrypt(record.span(), *key.secret).span());
+        write_whole(o.output, decrypt(record.span(), *key.secret).span(), Access::secret);
     } catch (const FormatError& error) {
         throw Failure(input.name() + ": " + error.what());
     }
@@ -38,7 +39,8 @@ void add_decrypt(CLI::App& app) {
     CLI::App& sub = cli::command(app, "decrypt", "Decrypt a file with SM2", [o] { run(*o); });
     add_key_options(sub, o->key, "The private key");
     cli::option(sub, "-i,--in,--input", o->input, "The ciphertext, standard input when not given");
-    cli::option(sub, "-o,--out,--output", o->output, "The message, standard output when not given");
+    cli::option(sub, "-o,--out,--output", o->output,
+                "The message, standard output when not given; a new file is readable for its owner only");
     cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
 }
 

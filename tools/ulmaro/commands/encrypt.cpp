@@ -17,6 +17,7 @@ struct Options {
 
 void run(const Options& o) {
     require_one_stdin({o.key.file, o.input});
+    keep_input(o.output, {o.key.file, o.key.passphrase_file.value_or("")});
     Key key;
     load_key(o.key, key);
     Input input(o.input);

@@ -15,6 +15,7 @@ struct Options {
     KeyFormat format = KeyFormat::pem;
     bool passphrase = false;
     std::optional<std::string> passphrase_file;
+    bool force = false;
 };
 
 void run(const Options& o) {
@@ -22,21 +23,26 @@ void run(const Options& o) {
     if (encrypt && (o.format == KeyFormat::hex || o.format == KeyFormat::raw)) {
         throw UsageError("a passphrase needs --format pem or der");
     }
+    for (const std::string& output : {o.output, o.public_output.value_or("-")}) {
+        keep_input(output, {o.passphrase_file.value_or("")});
+    }
+    const Existing existing = o.force ? Existing::replaced : Existing::refused;
+    Output private_file(o.output, Access::key, existing);
+    std::optional<Output> public_file;
+    if (o.public_output) public_file.emplace(*o.public_output, Access::usual, existing);
+    if (public_file && private_file.meets(*public_file)) throw Failure("both keys would be written to one file");
+
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.passphrase_file, "Passphrase for the new key", true);
-
     Key key;
     key.has_secret = true;
     generate_key_pair(*key.secret, key.point);
-    // Both are written before one appears, so that a full disk leaves neither.
-    Output private_file(o.output, Access::owner);
+    // Both are written before one appears, so that a full disk leaves neither; and no public key without its private
+    // one.
     private_file.write(write_private_key(key, o.format, passphrase.span()).span());
-    if (o.public_output) {
-        Output public_file(*o.public_output);
-        public_file.write(write_public_key(key.point, o.format).span());
-        public_file.commit();
-    }
+    if (public_file) public_file->write(write_public_key(key.point, o.format).span());
     private_file.commit();
+    if (public_file) public_file->commit();
 }
 
 }  // namespace
@@ -50,6 +56,7 @@ void add_keygen(CLI::App& app) {
     cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
     cli::flag(sub, "-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
     cli::option(sub, "--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
+    cli::flag(sub, "--force", o->force, "Replace files that exist already");
 }
 
 }  // namespace ulmaro::tool

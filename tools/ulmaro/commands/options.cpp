@@ -1,5 +1,8 @@
 #include "commands/options.hpp"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "support/error.hpp"
@@ -26,6 +29,18 @@ const std::map<std::string, CiphertextFormat> kCiphertextFormats{{"der", Ciphert
 
 void require_one_stdin(std::initializer_list<std::string> inputs) {
     if (std::ranges::count(inputs, "-") > 1) throw UsageError("only one input can come from standard input");
+}
+
+void keep_input(const std::string& output, std::initializer_list<std::string> inputs) {
+    struct stat out {};
+    if (output == "-" || ::stat(output.c_str(), &out) != 0 || !S_ISREG(out.st_mode)) return;
+    for (const std::string& input : inputs) {
+        struct stat in {};
+        const int result = input == "-" ? ::fstat(STDIN_FILENO, &in) : ::stat(input.c_str(), &in);
+        if (result == 0 && in.st_dev == out.st_dev && in.st_ino == out.st_ino) {
+            throw Failure(output + ": is an input, which would be lost");
+        }
+    }
 }
 
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help) {

@@ -46,6 +46,10 @@ Digest digest_to_sign(const MessageOptions& options, const ECC_PUBLIC_KEY& point
 /// Refuses when more than one of the inputs is standard input: the second would find nothing.
 void require_one_stdin(std::initializer_list<std::string> inputs);
 
+/// Refuses an output that would take the place of one of these inputs, which is more than a new form of it. Empty names
+/// stand for nothing.
+void keep_input(const std::string& output, std::initializer_list<std::string> inputs);
+
 extern const std::map<std::string, KeyFormat> kKeyFormats;
 extern const std::map<std::string, SignatureFormat> kSignatureFormats;
 extern const std::map<std::string, CiphertextFormat> kCiphertextFormats;

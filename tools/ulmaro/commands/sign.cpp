@@ -20,6 +20,7 @@ void add_sign(CLI::App& app) {
     const auto o = std::make_shared<Options>();
     CLI::App& sub = cli::command(app, "sign", "Sign a file with SM2", [o] {
         require_one_stdin({o->key.file, message_input(o->message)});
+        keep_input(o->output, {o->key.file, o->key.passphrase_file.value_or(""), message_input(o->message)});
         Key key;
         load_private_key(o->key, key);
         const ECC_SIGNATURE signature = sign(digest_to_sign(o->message, key.point), *key.secret);

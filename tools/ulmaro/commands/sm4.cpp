@@ -51,9 +51,13 @@ void read_key_file(const std::string& path, Block& key) {
     if (!from_hex(hex, key)) throw Failure(path + ": a key file holds 16 bytes or 32 hexadecimal digits");
 }
 
-void run(const Options& o, void (*transform)(const Sm4Job&, Input&, Output&)) {
+using Transform = void (*)(const Sm4Job&, Input&, Output&);
+
+void run(const Options& o, Transform transform, Access access) {
     if (o.iv && o.mode == Sm4Mode::ecb) throw UsageError("--iv is meaningless with --mode ecb");
+    if (!o.key && !o.key_file) throw UsageError("--key-file or --key is required");
     require_one_stdin({o.key_file.value_or(""), o.input});
+    keep_input(o.output, {o.key_file.value_or("")});
     Sm4Job job;
     job.mode = o.mode;
     job.padding = o.padding;
@@ -62,20 +66,21 @@ void run(const Options& o, void (*transform)(const Sm4Job&, Input&, Output&)) {
     if (o.key_file) read_key_file(*o.key_file, *job.key);
     if (o.iv) decode(*o.iv, "IV", job.iv.emplace());
     Input input(o.input);
-    Output output(o.output);
+    Output output(o.output, access);
+    if (output.feeds(input)) throw Failure(input.name() + ": is the output as well");
     transform(job, input, output);
     output.commit();
 }
 
-void add_direction(CLI::App& sm4, const char* name, const char* help,
-                   void (*transform)(const Sm4Job&, Input&, Output&)) {
+void add_direction(CLI::App& sm4, const char* name, const char* help, Transform transform, Access access) {
     const auto o = std::make_shared<Options>();
-    CLI::App& sub = cli::command(sm4, name, help, [o, transform] { run(*o, transform); });
+    CLI::App& sub = cli::command(sm4, name, help, [o, transform, access] { run(*o, transform, access); });
     cli::choice(sub, "-m,--mode", o->mode, kModes, "The default is cbc; ecb shows which blocks are equal");
     cli::choice(sub, "-p,--padding", o->padding, kPaddings, "The default is pkcs7, which always adds 1 to 16 bytes");
     cli::option(sub, "-K,--key", o->key, "32 hexadecimal digits; other users can see them, prefer --key-file");
-    cli::option(sub, "-k,--key-file", o->key_file, "File of 16 bytes or 32 hexadecimal digits");
-    cli::exactly_one(sub, "Key", {"--key", "--key-file"});
+    cli::option(sub, "-k,--key-file", o->key_file,
+                "File of 16 bytes or 32 hexadecimal digits; this or --key must be given");
+    cli::exclude(sub, "--key-file", {"--key"});
     cli::option(sub, "--iv", o->iv, "32 hexadecimal digits; without it the IV stands before the ciphertext");
     cli::option(sub, "-i,--in,--input", o->input, "Input, standard input when not given");
     cli::option(sub, "-o,--out,--output", o->output, "Output, standard output when not given");
@@ -87,8 +92,9 @@ void add_direction(CLI::App& sm4, const char* name, const char* help,
 void add_sm4(CLI::App& app) {
     CLI::App& sm4 = cli::family(app, "sm4", "Encrypt or decrypt a file with SM4");
     cli::footer(sm4, "The ciphertext is not authenticated: a change to it can go unnoticed.");
-    add_direction(sm4, "encrypt", "Encrypt a file", sm4_encrypt);
-    add_direction(sm4, "decrypt", "Decrypt a file", sm4_decrypt);
+    add_direction(sm4, "encrypt", "Encrypt a file", sm4_encrypt, Access::usual);
+    add_direction(sm4, "decrypt", "Decrypt a file; a new one is readable for its owner only", sm4_decrypt,
+                  Access::secret);
 }
 
 }  // namespace ulmaro::tool

@@ -1,7 +1,6 @@
 #include "support/input.hpp"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -61,7 +60,7 @@ SecretBuffer Input::read_all(std::size_t limit) {
 
 std::uint64_t Input::size() const {
     struct stat st {};
-    if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) return 0;
+    if (!status(st) || !S_ISREG(st.st_mode)) return 0;
     return static_cast<std::uint64_t>(st.st_size);
 }
 

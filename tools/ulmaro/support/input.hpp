@@ -1,6 +1,8 @@
 // Reading a file or standard input.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -24,6 +26,8 @@ public:
     /// Everything that is left; throws Failure when it is more than limit bytes.
     SecretBuffer read_all(std::size_t limit);
 
+    /// As fstat() has it; false when that fails.
+    bool status(struct stat& st) const { return ::fstat(fd_, &st) == 0; }
     /// Bytes of a regular file, 0 for anything else.
     std::uint64_t size() const;
 

@@ -1,77 +1,68 @@
 #include "support/output.hpp"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <signal.h>
-#include <stdlib.h>
+#include <stdio.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 
 #include "support/error.hpp"
+#include "support/random.hpp"
+#include "support/rights.hpp"
+#include "support/signals.hpp"
 
 namespace ulmaro::tool {
 namespace {
 
-/// A temporary file that a signal must remove. The path is complete before `used` says so, because the handler may
-/// run between any two instructions.
+constexpr char kTemporary[] = ".ulmaro-XXXXXX";
+constexpr std::size_t kRandomAt = 8;
+
+/// A temporary file that a signal must remove. The rest is complete before `used` says so, because the handler may run
+/// between any two instructions.
 struct Pending {
     std::atomic<bool> used{false};
-    char path[PATH_MAX] = {};
+    int folder = -1;
+    char name[sizeof kTemporary] = {};
 };
 static_assert(std::atomic<bool>::is_always_lock_free, "read in a signal handler");
 
-constexpr int kSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM, SIGALRM, SIGXCPU};
 constinit std::array<Pending, 2> g_pending{};  // a command writes two files at most
 
 void remove_pending(int number) {
     for (Pending& p : g_pending) {
-        if (p.used.load()) ::unlink(p.path);
+        if (p.used.load()) ::unlinkat(p.folder, p.name, 0);
     }
     ::signal(number, SIG_DFL);
     ::raise(number);
 }
 
-/// Holds the signals back while a temporary file and its registration change together.
-class SignalHold {
-public:
-    SignalHold() {
-        sigset_t set;
-        sigemptyset(&set);
-        for (const int number : kSignals) sigaddset(&set, number);
-        sigprocmask(SIG_BLOCK, &set, &saved_);
-    }
-    ~SignalHold() { sigprocmask(SIG_SETMASK, &saved_, nullptr); }
-    SignalHold(const SignalHold&) = delete;
-    SignalHold& operator=(const SignalHold&) = delete;
-
-private:
-    sigset_t saved_{};
-};
-
-bool remember(const std::string& path) {
+void remember(int folder, const std::string& name) {
     for (Pending& p : g_pending) {
-        if (p.used.load() || path.size() >= sizeof p.path) continue;
-        std::memcpy(p.path, path.c_str(), path.size() + 1);
+        if (p.used.load()) continue;
+        p.folder = folder;
+        std::memcpy(p.name, name.c_str(), sizeof p.name);
         p.used.store(true);
-        return true;
+        return;
     }
-    return false;
+    throw Failure("more than two outputs");
 }
 
-void forget(const std::string& path) {
+void forget(const std::string& name) {
     for (Pending& p : g_pending) {
-        if (p.used.load() && path == p.path) p.used.store(false);
+        if (p.used.load() && name == p.name) p.used.store(false);
     }
 }
 
-/// The file that path stands for, links followed: a link to the target stays a link.
-std::string resolve(const std::string& path) {
-    char real[PATH_MAX];
-    return ::realpath(path.c_str(), real) != nullptr ? std::string(real) : path;
+std::string temporary_name() {
+    constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz012345";
+    std::array<unsigned char, sizeof kTemporary - 1 - kRandomAt> random;
+    fill_random(random);
+    std::string name = kTemporary;
+    for (std::size_t i = 0; i < random.size(); ++i) name[kRandomAt + i] = kLetters[random[i] % 32];
+    return name;
 }
 
 mode_t usual_mode() {
@@ -80,13 +71,21 @@ mode_t usual_mode() {
     return 0666 & ~mask;
 }
 
+/// To the disk. What has no disk, or no way to say so, is as good as it gets.
+void synchronise(int fd, const std::string& name) {
+    if (::fsync(fd) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS || errno == EROFS) return;
+    throw system_failure(name);
+}
+
+bool same_file(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
+
 }  // namespace
 
 void guard_temporary_files() {
     struct sigaction action {};
     action.sa_handler = remove_pending;
-    sigemptyset(&action.sa_mask);
-    for (const int number : kSignals) {
+    action.sa_mask = ending_signals();
+    for (const int number : kEndingSignals) {
         struct sigaction old {};
         sigaction(number, nullptr, &old);
         if (old.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
@@ -94,55 +93,59 @@ void guard_temporary_files() {
     ::signal(SIGXFSZ, SIG_IGN);
 }
 
-Output::Output(const std::string& path, Access access) : name_(path), fd_(STDOUT_FILENO) {
+Output::Output(const std::string& path, Access access, Existing existing)
+    : name_(path), access_(access), existing_(existing), fd_(STDOUT_FILENO) {
     if (path == "-") {
         name_ = "standard output";
         return;
     }
-    struct stat st {};
-    const bool exists = ::stat(path.c_str(), &st) == 0;
-    if (exists && !S_ISREG(st.st_mode)) {
-        owned_ = Fd(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
-        if (!owned_.valid()) throw system_failure(path);
+    place_ = find_place(path);
+    if (place_.direct.valid()) {
+        owned_ = std::move(place_.direct);
         fd_ = owned_.get();
         return;
     }
-    if (path.empty() || path.back() == '/') {
-        errno = path.empty() ? ENOENT : EISDIR;
-        throw system_failure(path);
+    if (place_.old && place_.old->st_size != 0 && existing == Existing::refused) {
+        throw Failure(path + ": exists already; --force replaces it");
     }
-    mode_ = exists ? st.st_mode & 07777 : usual_mode();
-    open_temporary(path, access);
+    open_temporary();
 }
 
 Output::Output(Fd fd, std::string name) : name_(std::move(name)), owned_(std::move(fd)), fd_(owned_.get()) {}
 
-void Output::open_temporary(const std::string& path, Access access) {
-    if (access == Access::owner) mode_ = 0600;
-    target_ = resolve(path);
-    const std::size_t slash = target_.rfind('/');
-    temporary_ = (slash == std::string::npos ? "" : target_.substr(0, slash + 1)) + ".ulmaro-XXXXXX";
-    const SignalHold hold;
-    owned_ = Fd(::mkostemp(temporary_.data(), O_CLOEXEC));
-    if (!owned_.valid()) {
-        temporary_.clear();
-        throw system_failure(path);
+void Output::open_temporary() {
+    const int folder = place_.folder.get();
+    {
+        const SignalHold hold;
+        do {
+            temporary_ = temporary_name();
+            owned_ =
+                Fd(::openat(folder, temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        } while (!owned_.valid() && errno == EEXIST);
+        if (!owned_.valid()) {
+            temporary_.clear();
+            throw system_failure(name_);
+        }
+        remember(folder, temporary_);
     }
     fd_ = owned_.get();
-    if (!remember(temporary_)) {
-        ::unlink(temporary_.c_str());
-        temporary_.clear();
-        errno = ENAMETOOLONG;
-        throw system_failure(path);
+    try {
+        if (place_.old) take_owner(folder, fd_, *place_.old, name_);
+    } catch (...) {
+        discard();
+        throw;
     }
 }
 
-Output::~Output() {
+void Output::discard() {
     if (temporary_.empty()) return;
     const SignalHold hold;
-    ::unlink(temporary_.c_str());
+    ::unlinkat(place_.folder.get(), temporary_.c_str(), 0);
     forget(temporary_);
+    temporary_.clear();
 }
+
+Output::~Output() { discard(); }
 
 void Output::write(std::span<const unsigned char> bytes) {
     while (!bytes.empty()) {
@@ -153,15 +156,54 @@ void Output::write(std::span<const unsigned char> bytes) {
     }
 }
 
+void Output::give_rights() {
+    if (access_ != Access::key && place_.old) {
+        return take_mode(place_.folder.get(), place_.base, fd_, *place_.old, name_);
+    }
+    if (::fchmod(fd_, access_ == Access::usual ? usual_mode() : 0600) != 0) throw system_failure(name_);
+}
+
+void Output::rename() {
+    const int folder = place_.folder.get();
+    const char* const base = place_.base.c_str();
+    const unsigned flags = existing_ == Existing::refused && !place_.old ? RENAME_NOREPLACE : 0;
+    int result = ::renameat2(folder, temporary_.c_str(), folder, base, flags);
+    // Not every file system knows the flag.
+    if (result != 0 && errno == EINVAL && flags != 0) result = ::renameat(folder, temporary_.c_str(), folder, base);
+    if (result != 0) throw system_failure(name_);
+}
+
 void Output::commit() {
-    if (!temporary_.empty() && ::fchmod(fd_, mode_) != 0) throw system_failure(name_);
+    if (!temporary_.empty()) {
+        give_rights();
+        synchronise(fd_, name_);
+    }
     // Some file systems report a full disk only here.
     if (owned_.valid() && ::close(owned_.release()) != 0) throw system_failure(name_);
     if (temporary_.empty()) return;
-    const SignalHold hold;
-    if (::rename(temporary_.c_str(), target_.c_str()) != 0) throw system_failure(name_);
-    forget(temporary_);
-    temporary_.clear();
+    {
+        const SignalHold hold;
+        rename();
+        forget(temporary_);
+        temporary_.clear();
+    }
+    const Fd folder(::openat(place_.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.valid()) synchronise(folder.get(), name_);  // a folder that may not be read cannot be asked
+}
+
+bool Output::meets(const Output& other) const {
+    if (temporary_.empty() != other.temporary_.empty()) return false;
+    struct stat a {};
+    struct stat b {};
+    if (temporary_.empty()) return ::fstat(fd_, &a) == 0 && ::fstat(other.fd_, &b) == 0 && same_file(a, b);
+    return place_.base == other.place_.base && ::fstat(place_.folder.get(), &a) == 0 &&
+           ::fstat(other.place_.folder.get(), &b) == 0 && same_file(a, b);
+}
+
+bool Output::feeds(const Input& input) const {
+    struct stat a {};
+    struct stat b {};
+    return temporary_.empty() && ::fstat(fd_, &a) == 0 && S_ISREG(a.st_mode) && input.status(b) && same_file(a, b);
 }
 
 void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access) {

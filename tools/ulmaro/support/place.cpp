@@ -1,0 +1,121 @@
+#include "support/place.hpp"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "support/error.hpp"
+
+namespace ulmaro::tool {
+namespace {
+
+constexpr int kMostLinks = 40;  // what the kernel follows
+
+struct Split {
+    std::string folder;
+    std::string base;
+};
+
+Split split(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return {".", path};
+    return {path.substr(0, slash + 1), path.substr(slash + 1)};
+}
+
+[[noreturn]] void refuse(const std::string& path, int reason) {
+    errno = reason;
+    throw system_failure(path);
+}
+
+bool is_number(std::string_view text) {
+    return !text.empty() && text.size() < 10 && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+std::string resolved(const std::string& folder) {
+    char real[PATH_MAX];
+    return ::realpath(folder.c_str(), real) != nullptr ? real : "";
+}
+
+enum class Whose { nobody, ours, others };
+
+/// Whose descriptors have their names in folder.
+Whose descriptors_in(const std::string& folder) {
+    const std::string real = resolved(folder);
+    if (!real.starts_with("/proc/") || !real.ends_with("/fd")) return Whose::nobody;
+    return real == resolved("/proc/self/fd") || real == resolved("/proc/thread-self/fd") ? Whose::ours : Whose::others;
+}
+
+/// A second descriptor of the same open file, so that its offset and its mode of appending go on.
+Fd duplicate(const std::string& path, const std::string& number) {
+    const int fd = std::stoi(number);
+    const int flags = ::fcntl(fd, F_GETFD);
+    // What this program has opened itself is nobody's to write to; all of it is closed on execution.
+    if (flags < 0 || (flags & FD_CLOEXEC) != 0 || (::fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDONLY) refuse(path, EBADF);
+    Fd copy(::fcntl(fd, F_DUPFD_CLOEXEC, 3));
+    if (!copy.valid()) throw system_failure(path);
+    return copy;
+}
+
+/// The text of a link, or nothing when path is none.
+std::optional<std::string> link_text(const std::string& path) {
+    char text[PATH_MAX];
+    const ssize_t n = ::readlink(path.c_str(), text, sizeof text);
+    if (n <= 0) return std::nullopt;
+    return std::string(text, static_cast<std::size_t>(n));
+}
+
+Fd open_direct(const std::string& path) {
+    Fd fd(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    struct stat st {};
+    if (!fd.valid() || ::fstat(fd.get(), &st) != 0) throw system_failure(path);
+    if (S_ISREG(st.st_mode)) refuse(path, EAGAIN);  // it was none a moment ago
+    return fd;
+}
+
+}  // namespace
+
+Place find_place(const std::string& path) {
+    Place place;
+    std::string at = path;
+    Split parts;
+    for (int links = 0;; ++links) {
+        if (links == kMostLinks) refuse(path, ELOOP);
+        parts = split(at);
+        const Whose whose = is_number(parts.base) ? descriptors_in(parts.folder) : Whose::nobody;
+        if (whose == Whose::ours) {
+            place.direct = duplicate(path, parts.base);
+            return place;
+        }
+        struct stat st {};
+        if (whose == Whose::others && ::stat(at.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+            throw Failure(path + ": a file that another process has open; give the file's own name");
+        }
+        const std::optional<std::string> text = link_text(at);
+        if (whose == Whose::others || !text) break;
+        at = text->starts_with('/') ? *text : parts.folder + "/" + *text;
+    }
+
+    // Asked of the name as it was given, so that the kernel's rules for links in shared folders hold.
+    struct stat st {};
+    const bool exists = ::stat(path.c_str(), &st) == 0;
+    if (!exists && errno != ENOENT) throw system_failure(path);
+    if (exists && !S_ISREG(st.st_mode)) {
+        place.direct = open_direct(path);
+        return place;
+    }
+    if (parts.base.empty()) refuse(path, path.empty() ? ENOENT : EISDIR);
+    place.folder = Fd(::open(parts.folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!place.folder.valid()) throw system_failure(path);
+    place.base = parts.base;
+    struct stat found {};
+    const bool still = ::fstatat(place.folder.get(), place.base.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0;
+    if (still != exists || (exists && (found.st_dev != st.st_dev || found.st_ino != st.st_ino))) refuse(path, EAGAIN);
+    if (exists) place.old = found;
+    return place;
+}
+
+}  // namespace ulmaro::tool

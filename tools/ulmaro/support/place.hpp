@@ -1,0 +1,26 @@
+// What the name of an output stands for.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <optional>
+#include <string>
+
+#include "support/fd.hpp"
+
+namespace ulmaro::tool {
+
+/// Either a descriptor that is written directly, because it has no earlier state to keep: a pipe, a device, or a
+/// descriptor that the process was given, by any of its names in /dev or /proc. Or a file in a folder, every link to
+/// it followed, so that a link stays a link; old tells what stands there now.
+struct Place {
+    Fd direct;
+    Fd folder;  ///< for the calls that end in "at" only
+    std::string base;
+    std::optional<struct stat> old;
+};
+
+/// Throws Failure when there is nothing that could be written.
+Place find_place(const std::string& path);
+
+}  // namespace ulmaro::tool

@@ -1,0 +1,33 @@
+// The signals that end a run early.
+#pragma once
+
+#include <signal.h>
+
+namespace ulmaro::tool {
+
+/// Those that a person, a shell or a limit sends and whose default ends the process.
+constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE,   SIGTERM, SIGALRM,
+                                  SIGUSR1, SIGUSR2, SIGXCPU, SIGVTALRM, SIGPROF};
+
+inline sigset_t ending_signals() {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : kEndingSignals) sigaddset(&set, number);
+    return set;
+}
+
+/// Holds the signals of a set back while it lives.
+class SignalHold {
+public:
+    explicit SignalHold(const sigset_t& set = ending_signals()) { sigprocmask(SIG_BLOCK, &set, &saved_); }
+    ~SignalHold() { sigprocmask(SIG_SETMASK, &saved_, nullptr); }
+    SignalHold(const SignalHold&) = delete;
+    SignalHold& operator=(const SignalHold&) = delete;
+
+    const sigset_t& before() const { return saved_; }  ///< what was held back outside
+
+private:
+    sigset_t saved_{};
+};
+
+}  // namespace ulmaro::tool
