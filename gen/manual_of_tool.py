@@ -57,21 +57,19 @@ def read_help(tool: List[str], command: List[str]) -> Help:
     entries: List[Entry] = []
     subcommands: List[Entry] = []
     footer: List[str] = []
-    target, note = entries, ""
+    target = entries
     for line in lines[2:]:
         entry = re.match(r" {2,4}(\S.*?)(?: {2,}(\S.*))?$", line)
         if footer or re.match(r"[A-Z].*[^:]$", line):
             footer.append(line)
         elif re.match(r" *(Positionals|Options|Subcommands):$", line):
             target = subcommands if "Subcommands" in line else entries
-        elif re.match(r"  \[Exactly 1 of", line):
-            note = " (exactly one of these is required)"
-        elif not line or re.match(r"\[Option Group|  exactly one", line):
-            note = ""
+        elif not line:
+            continue
         elif re.match(r" {25,}\S", line) and target and not target[-1].text:
-            target[-1] = target[-1]._replace(text=line.strip() + note)
+            target[-1] = target[-1]._replace(text=line.strip())
         elif entry:
-            target.append(Entry(entry[1], entry[2] + note if entry[2] else ""))
+            target.append(Entry(entry[1], entry[2] or ""))
         else:
             sys.exit(f"not understood in the help of {command}: {line}")
     unexplained = [entry.heading for entry in entries + subcommands if not entry.text]

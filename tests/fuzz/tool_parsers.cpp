@@ -139,7 +139,7 @@ void check_checksum(const Checksum& checksum) {
 
 void check_list(View content) {
     const auto line = read_checksum(text_of(content));
-    if (line && !line->name.empty()) check_checksum(*line);
+    if (line) check_checksum(*line);
     if (content.empty()) return;
     Checksum any{{}, std::string(text_of(content))};
     std::copy_n(content.begin(), std::min(content.size(), any.digest.size()), any.digest.begin());

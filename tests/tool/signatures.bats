@@ -91,9 +91,19 @@ S=b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa
     refuses 1 u verify -k pub -i message -f hex -s bad
     [ "$stderr" = "ulmaro: the signature is not valid" ]
   done
-  refuses 1 u verify -k missing -i message -s der
-  refuses 1 u verify -k pub -i missing -s der
-  refuses 1 u verify -k pub -i message -s missing
+  # what is no signature is not valid; 2 is for what leaves the question open
+  { cat raw; echo; } >long
+  head -c 5000 /dev/zero >longer
+  for bad in message long longer; do
+    refuses 1 u verify -k pub -i message -f raw -s $bad
+  done
+  refuses 1 u verify -k pub -i message -s raw
+  for arguments in "missing -i message -s der" "message -i message -s der" "pub -i missing -s der" \
+    "pub -i message -s missing" "pub -s der --digest 00"; do
+    # shellcheck disable=SC2086
+    refuses 2 u verify -k $arguments
+  done
+  run -2 sh -c '"$ULMARO" verify -k pub -i message -s der >/dev/full'
   refuses 2 u verify -k pub -i message
   refuses 2 u verify -k - -i - -s der
   refuses 2 u verify -k pub -i message -s der -f pem
@@ -120,11 +130,13 @@ S=b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa
 3005020101 0200
 310602010102 0101
 3006020101040101
-302702010102 22 0100000000000000000000000000000000000000000000000000000000000000000000
+302602010102 21 010000000000000000000000000000000000000000000000000000000000000000
 BAD
   [ ! -e out ]
-  unhex 00 | head -c 63 >short
-  refuses 1 u convert signature --from raw --to der -i short -o out
+  for size in 63 65; do
+    head -c $size /dev/urandom >raw
+    refuses 1 u convert signature --from raw --to der -i raw -o out
+  done
   echo "${R}${S}0" >digits
   refuses 1 u convert signature --from hex --to der -i digits -o out
   [ ! -e out ]

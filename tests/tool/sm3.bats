@@ -1,13 +1,13 @@
 load common
 
-# Both tools over the same arguments, their names and digests made equal.
+# Both tools over the same arguments, their names and digests made equal; ours tells wrong digests from other trouble.
 same_as_coreutils() {
   local ours theirs ours_rc=0 theirs_rc=0
   theirs=$(sha256sum "$@" 2>&1) || theirs_rc=$?
   ours=$("$ULMARO" sm3 "${@//sha256/sm3}" 2>&1) || ours_rc=$?
   diff <(echo "$theirs" | sed -E 's/sha256sum/ulmaro/; s/SHA256/SM3/; s/[0-9a-f]{64}/H/; s/sha256/sm3/') \
     <(echo "$ours" | sed -E 's/[0-9a-f]{64}/H/')
-  [ "$ours_rc" -eq "$theirs_rc" ]
+  [ $((ours_rc != 0)) -eq "$theirs_rc" ]
 }
 
 @test "digests agree with openssl around every block edge" {
@@ -25,10 +25,10 @@ same_as_coreutils() {
 }
 
 @test "printed lines, names and failures are those of the sum family" {
-  touch plain 'two words' '[a,b]' sm4 ./-x 'back\slash' $'new\nline' $'re\rturn'
+  touch plain 'two words' '[a,b]' sm4 'a) = b' ./-x 'back\slash' $'new\nline' $'re\rturn'
   same_as_coreutils plain 'two words' '[a,b]' sm4 'back\slash' $'new\nline' $'re\rturn'
   same_as_coreutils -b plain -- -x
-  same_as_coreutils --tag plain 'back\slash'
+  same_as_coreutils --tag plain 'back\slash' 'a) = b'
   same_as_coreutils plain missing .
   cmp <("$ULMARO" sm3 -z $'new\nline' | cut -c65-) <(sha256sum -z $'new\nline' | cut -c65-)
 }
@@ -37,12 +37,12 @@ same_as_coreutils() {
   for sum in sha256sum "$ULMARO sm3"; do
     list=sm3.list
     [ "$sum" = sha256sum ] && list=sha256.list
-    printf data >good
+    printf data | tee good >'a) = b'
     printf data >bad
     printf data >gone
     printf data >$'odd\n\\name'
     $sum good bad gone $'odd\n\\name' >$list
-    $sum --tag good >>$list
+    $sum --tag good 'a) = b' >>$list
     $sum -b good | tr a-f A-F | sed 's/$/\r/' | sed 's/GOOD/good/' >>$list
     printf '# a comment\n\nnot a checksum line\n%064d\n%064d good\n  %s\n' 0 1 "$($sum good)" >>$list
     grep ' good$' $list | tail -1 >one.$list
@@ -65,6 +65,52 @@ same_as_coreutils() {
   same_as_coreutils -c --ignore-missing --status one.sha256.list
   "$ULMARO" sm3 good | "$ULMARO" sm3 -c | grep -qx 'good: OK'
   "$ULMARO" sm3 -c <(openssl dgst -sm3 good)
+}
+
+@test "a wrong digest, other trouble and what is no line are told apart" {
+  touch good bad gone
+  "$ULMARO" sm3 good >good.list
+  "$ULMARO" sm3 good gone >gone.list
+  "$ULMARO" sm3 bad gone >bad.list
+  digest=$(cut -c1-64 good.list)
+  printf '%s\n' "\\$digest  a\\x" "\\$digest  a\\" "$digest  " "SM3 () = $digest" "SM3 (good) = ${digest}0" >none.list
+  cat good.list none.list >some.list
+  rm gone
+  echo >bad
+  while read -r code arguments; do
+    # shellcheck disable=SC2086
+    run -"$code" "$ULMARO" sm3 --check $arguments
+  done <<'CASES'
+0 good.list
+0 some.list
+2 some.list --strict
+1 bad.list
+1 bad.list gone.list
+2 gone.list
+0 gone.list --ignore-missing
+2 none.list
+2 good.list missing.list
+2 .
+2 good.list --tag
+CASES
+  "$ULMARO" sm3 -cw some.list 2>&1 | grep -c 'some.list: [2-6]: improperly' | grep -qx 5
+  run -2 sh -c '"$ULMARO" sm3 --check good.list >/dev/full'
+}
+
+@test "nothing in a name is obeyed by the terminal" {
+  name=$'e\e[31m\xc2\x9b\xff\xc3\xa9'
+  seen='e\033[31m\302\233\377é'
+  "$ULMARO" sm3 <(:) | sed "s|/.*|$name|" >list
+  run -2 --separate-stderr "$ULMARO" sm3 --check list
+  [ "$output" = "$seen: FAILED open or read" ]
+  [ "${stderr_lines[0]}" = "ulmaro: $seen: No such file or directory" ]
+  refuses 1 "$ULMARO" sm3 "$name"$'\n'
+  [ "$stderr" = "ulmaro: $seen\\n: No such file or directory" ]
+  touch "$name"
+  [ "$("$ULMARO" sm3 "$name" | cut -c67-)" = "$name" ]
+  script -qec "$ULMARO sm3 e*" /dev/null | grep -qF "  $seen"
+  refuses 2 "$ULMARO" info "$name"
+  [[ $stderr == *"$seen"* ]]
 }
 
 @test "wrong usage and a full disk are reported" {

@@ -69,14 +69,13 @@ sm4() {
   printf '%s0' $KEY >long
   printf '%.15s' $KEY >short
   : >empty
-  for key in '' 00 "${KEY}00" "${KEY%?}" "${KEY%?}g"; do
+  for key in 00 "${KEY}00" "${KEY%?}" "${KEY%?}g"; do
     refuses 1 sm4 encrypt --key "$key" -i plain -o out
   done
   for file in long short empty missing . /dev/zero; do
     refuses 1 sm4 encrypt --key-file "$file" -i plain -o out
   done
   refuses 1 sm4 encrypt --key $KEY --iv 00 -i plain -o out
-  refuses 1 sm4 encrypt --key $KEY --iv '' -i plain -o out
   refuses 1 sm4 encrypt --key $KEY -i missing -o out
   refuses 1 sm4 encrypt --key $KEY -i . -o out
   refuses 1 sm4 encrypt --key $KEY -i plain -o missing/out
@@ -88,6 +87,37 @@ sm4() {
   refuses 2 sm4 encrypt --key $KEY --padding zero -i plain -o out
   refuses 2 sm4 --key $KEY
   only_files plain long short empty
+}
+
+@test "an empty argument is refused everywhere, at once" {
+  KEYS=(--key $KEY --iv $IV)
+  touch f
+  while read -ra words; do
+    words=("${words[@]/@/}")
+    run --separate-stderr -2 timeout 5 "$ULMARO" "${words[@]}"
+    [ -z "$output" ] && [ "${#stderr_lines[@]}" -eq 1 ]
+    [[ $stderr == *"an empty argument"* ]] && [[ $stderr != *$KEY* ]]
+  done <<CASES
+@
+sm3 @
+sm3 f @
+sm3 -- --id @
+sm4 @ encrypt
+sm4 encrypt @ ${KEYS[*]}
+sm4 encrypt ${KEYS[*]} -i f @
+sm4 encrypt ${KEYS[*]} -i @
+sm4 encrypt ${KEYS[*]} -o @
+sm4 encrypt --key @
+sm4 encrypt --key-file @
+keygen -o @
+keygen -o out --pub @
+keygen -o out --passphrase-file @
+pubkey -k @
+digest -k @
+convert key --to pem -i @
+demo @
+CASES
+  only_files f
 }
 
 @test "damaged, short and wrongly keyed ciphertext is refused and harms no file" {

@@ -1,4 +1,6 @@
 // ulmaro: hashing, encryption and signatures from the command line.
+#include <fcntl.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
@@ -13,14 +15,34 @@
 #include "commands/commands.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
+#include "support/text.hpp"
 
 namespace {
 
 using namespace ulmaro::tool;
 
 int usage_error(const char* message) {
-    std::fprintf(stderr, "ulmaro: %s\nTry 'ulmaro --help' or 'ulmaro COMMAND --help'.\n", message);
+    complain(message);
+    std::fputs("Try 'ulmaro --help' or 'ulmaro COMMAND --help'.\n", stderr);
     return kExitUsage;
+}
+
+/// The empty argument that means nothing, if there is one: only an identity may be empty. It names no file, and the
+/// parser passes over it.
+std::vector<std::string>::const_iterator find_empty(const std::vector<std::string>& args) {
+    for (auto at = args.begin(); at != args.end(); ++at) {
+        if (*at == "--") return std::find(at, args.end(), "");
+        if (at->empty() && (at == args.begin() || at[-1] != "--id")) return at;
+    }
+    return args.end();
+}
+
+/// A file that the tool opens must not become descriptor 0, 1 or 2, where messages and results go. Reading or writing
+/// what was closed goes on failing.
+void occupy_standard_descriptors() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (::fcntl(fd, F_GETFD) < 0) ::open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+    }
 }
 
 /// The operands of sm3 may be any file names, but the parser takes one in brackets for a list and leaves the
@@ -37,23 +59,32 @@ std::vector<std::string> take_operands(std::vector<std::string>& args) {
     return operands;
 }
 
-int run(int argc, char** argv) {
-    std::vector<std::string> args(argv + 1, argv + argc);
+int run(int argc, char** argv, ExitCodes& exit) {
+    std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
+    if (const auto empty = find_empty(args); empty != args.end()) {
+        // What stands before it may be a key.
+        const bool option = empty != args.begin() && empty[-1].starts_with('-');
+        complain(option ? empty[-1] + ": an empty argument" : "an empty argument");
+        return kExitUsage;
+    }
     const std::vector<std::string> operands = take_operands(args);
     std::reverse(args.begin(), args.end());  // as the parser wants a vector
 
     CLI::App app("SM2, SM3 and SM4 on the command line.", "ulmaro");
     app.set_version_flag("--version", "ulmaro " ULMARO_ALGRITHM_VERSION);
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 success, 1 failure, 2 wrong usage. '-' stands for standard input or output.");
+    app.footer(
+        "Exit codes: 0 success, 1 failure, 2 wrong usage. 'verify' and 'sm3 --check': 0 yes, 1 no, 2 it could not be "
+        "told.\n"
+        "'-' stands for standard input or output. A file that -o replaces keeps owner and permissions, but no\n"
+        "set-user-ID or set-group-ID bit.");
 
-    int status = kExitOk;
-    add_sm3(app, operands, status);
+    add_sm3(app, operands, exit);
     add_sm4(app);
     add_keygen(app);
     add_pubkey(app);
     add_sign(app);
-    add_verify(app, status);
+    add_verify(app, exit);
     add_encrypt(app);
     add_decrypt(app);
     add_digest(app);
@@ -65,33 +96,37 @@ int run(int argc, char** argv) {
     try {
         app.parse(args);
     } catch (const CLI::Success& request) {  // help or version
-        return app.exit(request);
+        return app.exit(request);            // 0
     } catch (const CLI::ParseError& error) {
         return usage_error(error.what());
     } catch (const UsageError& error) {
         return usage_error(error.what());
     }
-    return status;
+    return exit.status;
 }
 
 /// A full disk shows itself to printf() only when the buffer is written.
-int close_stdout(int status) {
+int close_stdout(int status, const ExitCodes& exit) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     std::fprintf(stderr, "ulmaro: standard output: %s\n", std::strerror(errno));
-    return kExitFailure;
+    return exit.failure;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    occupy_standard_descriptors();
     guard_temporary_files();
-    int status = kExitFailure;
+    ExitCodes exit;
+    int status;
     try {
-        status = run(argc, argv);
+        status = run(argc, argv, exit);
     } catch (const std::bad_alloc&) {
         std::fputs("ulmaro: out of memory\n", stderr);
+        status = exit.failure;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "ulmaro: %s\n", error.what());
+        complain(error.what());
+        status = exit.failure;
     }
-    return close_stdout(status);
+    return close_stdout(status, exit);
 }

@@ -52,10 +52,4 @@ void exclude(CLI::App& app, const std::string& name, std::initializer_list<const
     for (const char* other : others) option->excludes(app.get_option(other));
 }
 
-void exactly_one(CLI::App& app, const std::string& title, std::initializer_list<const char*> names) {
-    CLI::Option_group* group = app.add_option_group(title, "exactly one");
-    for (const char* name : names) group->add_option(app.get_option(name));
-    group->require_option(1);
-}
-
 }  // namespace ulmaro::tool::cli

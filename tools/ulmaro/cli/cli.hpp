@@ -50,7 +50,5 @@ void choice(CLI::App& app, const std::string& names, T& value, const std::map<st
 
 /// Refuses the option together with any of the others.
 void exclude(CLI::App& app, const std::string& name, std::initializer_list<const char*> others);
-/// Asks for exactly one of the named options.
-void exactly_one(CLI::App& app, const std::string& title, std::initializer_list<const char*> names);
 
 }  // namespace ulmaro::tool::cli

@@ -17,6 +17,7 @@
 #include "support/random.hpp"
 #include "support/sm2.hpp"
 #include "support/sm4_stream.hpp"
+#include "support/text.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -150,7 +151,7 @@ void run(const std::string& file) {
     const std::string path = file.empty() ? "/proc/self/exe" : file;
     const Input probe(path);
     if (path == "-" || probe.size() == 0) throw Failure(probe.name() + ": the demo needs a regular file with content");
-    std::printf("The file is %s, %llu bytes.\n", file.empty() ? "this program itself" : file.c_str(),
+    std::printf("The file is %s, %llu bytes.\n", file.empty() ? "this program itself" : printable(file).c_str(),
                 static_cast<unsigned long long>(probe.size()));
     Tour tour(path);
     tour.hash();

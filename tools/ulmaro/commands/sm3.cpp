@@ -1,5 +1,7 @@
 #include "commands/sm3.hpp"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -9,6 +11,7 @@
 #include "commands/commands.hpp"
 #include "formats/checksums.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -26,6 +29,7 @@ struct Options {
 void print_line(const Checksum& checksum, const Options& o) {
     const ChecksumForm form = o.tag ? ChecksumForm::tagged : o.binary ? ChecksumForm::binary : ChecksumForm::text;
     std::string line = o.zero ? write_checksum_plain(checksum, form) : write_checksum(checksum, form);
+    if (::isatty(STDOUT_FILENO) == 1) line = printable(line);
     line += o.zero ? '\0' : '\n';
     std::fwrite(line.data(), 1, line.size(), stdout);
 }
@@ -52,28 +56,29 @@ void reject_misuse(const Options& o) {
     }
 }
 
-bool run(const Options& o) {
+void run(const Options& o, ExitCodes& exit) {
+    if (o.check) exit.failure = kExitTrouble;
     reject_misuse(o);
     const std::vector<std::string> files = o.files.empty() ? std::vector<std::string>{"-"} : o.files;
-    bool good = true;
+    bool mismatch = false;
+    bool failed = false;
     for (const std::string& file : files) {
-        good &= o.check ? check_digests(file, o.checking) : print_digest(file, o);
+        const Sm3Verdict verdict = o.check                 ? check_digests(file, o.checking)
+                                   : print_digest(file, o) ? Sm3Verdict::good
+                                                           : Sm3Verdict::unknown;
+        mismatch |= verdict == Sm3Verdict::mismatch;
+        failed |= verdict == Sm3Verdict::unknown;
     }
-    return good;
+    exit.status = mismatch ? kExitNo : failed ? exit.failure : kExitOk;
 }
 
 }  // namespace
 
-void complain(const std::string& message) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "ulmaro: %s\n", message.c_str());
-}
-
-void add_sm3(CLI::App& app, const std::vector<std::string>& operands, int& status) {
+void add_sm3(CLI::App& app, const std::vector<std::string>& operands, ExitCodes& exit) {
     const auto o = std::make_shared<Options>();
-    CLI::App& sub = cli::command(app, "sm3", "Print or check SM3 digests of files", [o, &operands, &status] {
+    CLI::App& sub = cli::command(app, "sm3", "Print or check SM3 digests of files", [o, &operands, &exit] {
         o->files = operands;
-        if (!run(*o)) status = kExitFailure;
+        run(*o, exit);
     });
     cli::option(sub, "FILE", o->files, "Files; none or '-' is standard input");
     cli::flag(sub, "-c,--check", o->check, "Read digests from the FILEs and check them");
@@ -86,6 +91,11 @@ void add_sm3(CLI::App& app, const std::vector<std::string>& operands, int& statu
     cli::flag(sub, "--strict", o->checking.strict, "Check: malformed lines are a failure");
     cli::flag(sub, "-w,--warn", o->checking.warn, "Check: warn about each malformed line");
     cli::flag(sub, "--no-progress", o->no_progress, "Draw no progress bar");
+    cli::footer(
+        sub,
+        "Exit codes of --check: 0 every digest is right, 1 at least one is wrong, 2 none is wrong but something could\n"
+        "not be checked: a file or a list cannot be read, no line was found, with --strict a malformed line, wrong\n"
+        "usage.");
 }
 
 }  // namespace ulmaro::tool

@@ -13,10 +13,13 @@ struct Sm3CheckOptions {
     bool warn = false;
 };
 
-/// Verifies the list of digests in the file list_path. True when all that was asked for holds.
-bool check_digests(const std::string& list_path, const Sm3CheckOptions& options);
+enum class Sm3Verdict {
+    good,      ///< all that was asked for holds
+    mismatch,  ///< at least one digest is wrong
+    unknown,   ///< none is wrong, but something could not be checked
+};
 
-/// One line on standard error, in order with what went to standard output before.
-void complain(const std::string& message);
+/// Verifies the list of digests in the file list_path.
+Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& options);
 
 }  // namespace ulmaro::tool

@@ -10,6 +10,7 @@
 #include "formats/checksums.hpp"
 #include "support/digest.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -24,7 +25,7 @@ struct Tally {
 
 void report(const std::string& name, const char* verdict) {
     const bool escape = needs_escape(name);
-    std::printf("%s%s: %s\n", escape ? "\\" : "", (escape ? escaped(name) : name).c_str(), verdict);
+    std::printf("%s%s: %s\n", escape ? "\\" : "", printable(escape ? escaped(name) : name).c_str(), verdict);
 }
 
 void verify(const Checksum& entry, const Sm3CheckOptions& o, Tally& tally) {
@@ -80,7 +81,7 @@ void check_lines(std::istream& lines, const std::string& list, bool from_stdin, 
 
 }  // namespace
 
-bool check_digests(const std::string& list_path, const Sm3CheckOptions& options) {
+Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& options) {
     const bool from_stdin = list_path == "-";
     const std::string list = from_stdin ? "standard input" : list_path;
     Tally tally;
@@ -89,17 +90,18 @@ bool check_digests(const std::string& list_path, const Sm3CheckOptions& options)
     if (!from_stdin) file.open(list_path);
     if (!from_stdin && !file) {
         complain(list + ": " + std::strerror(errno));
-        return false;
+        return Sm3Verdict::unknown;
     }
     std::istream& lines = from_stdin ? std::cin : file;
     check_lines(lines, list, from_stdin, options, tally);
     if (lines.bad()) {
         complain(list + ": read error");
-        return false;
+        return tally.mismatched != 0 ? Sm3Verdict::mismatch : Sm3Verdict::unknown;
     }
     summarise(list, options, tally);
-    return tally.any_formatted && tally.any_matched && tally.mismatched == 0 && tally.unreadable == 0 &&
-           (!options.strict || tally.malformed == 0);
+    if (tally.mismatched != 0) return Sm3Verdict::mismatch;
+    const bool complete = tally.any_matched && tally.unreadable == 0 && (!options.strict || tally.malformed == 0);
+    return complete ? Sm3Verdict::good : Sm3Verdict::unknown;
 }
 
 }  // namespace ulmaro::tool

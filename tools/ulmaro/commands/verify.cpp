@@ -1,9 +1,12 @@
+#include <array>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "commands/commands.hpp"
 #include "commands/options.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -17,37 +20,49 @@ struct Options {
     SignatureFormat format = SignatureFormat::der;
 };
 
-ECC_SIGNATURE load_signature(const Options& o) {
+/// Nothing when the file can be read but holds no signature; that is said.
+std::optional<ECC_SIGNATURE> load_signature(const Options& o) {
     Input input(o.signature);
-    const SecretBuffer bytes = input.read_all(kLargestSignature);
+    std::array<unsigned char, kLargestSignature + 1> bytes;
+    const std::size_t n = input.read(bytes);
     try {
-        return read_signature(bytes.span(), o.format);
+        if (n > kLargestSignature) throw FormatError("more bytes than a signature has");
+        return read_signature(std::span(bytes).first(n), o.format);
     } catch (const FormatError& error) {
-        throw Failure(input.name() + ": " + error.what());
+        complain(input.name() + ": " + error.what());
+        return std::nullopt;
     }
+}
+
+void run(const Options& o, ExitCodes& exit) {
+    exit.failure = kExitTrouble;
+    require_one_stdin({o.key.file, o.signature, message_input(o.message)});
+    Key key;
+    load_key(o.key, key);
+    const std::optional<ECC_SIGNATURE> signature = load_signature(o);
+    const Digest e = digest_to_sign(o.message, key.point);
+    if (signature && verify(e, key.point, *signature)) {
+        std::puts("The signature is valid.");
+        return;
+    }
+    if (signature) complain("the signature is not valid");
+    exit.status = kExitNo;
 }
 
 }  // namespace
 
-void add_verify(CLI::App& app, int& status) {
+void add_verify(CLI::App& app, ExitCodes& exit) {
     const auto o = std::make_shared<Options>();
-    CLI::App& sub = cli::command(app, "verify", "Verify an SM2 signature: exit code 0 valid, 1 not", [o, &status] {
-        require_one_stdin({o->key.file, o->signature, message_input(o->message)});
-        Key key;
-        load_key(o->key, key);
-        const ECC_SIGNATURE signature = load_signature(*o);
-        if (verify(digest_to_sign(o->message, key.point), key.point, signature)) {
-            std::puts("The signature is valid.");
-        } else {
-            std::fputs("ulmaro: the signature is not valid\n", stderr);
-            status = kExitFailure;
-        }
-    });
+    CLI::App& sub = cli::command(app, "verify", "Verify an SM2 signature", [o, &exit] { run(*o, exit); });
     add_key_options(sub, o->key, "The signer's public key, or private key");
     add_message_options(sub, o->message);
     add_digest_option(sub, o->message);
     cli::option(sub, "-s,--sig,--signature", o->signature, "The signature", cli::Need::required);
     cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
+    cli::footer(
+        sub,
+        "Exit codes: 0 the signature is valid, 1 it is not, also when the file holds no signature, 2 it could not\n"
+        "be told: a file cannot be read, the key is damaged, wrong usage.");
 }
 
 }  // namespace ulmaro::tool

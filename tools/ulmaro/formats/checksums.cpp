@@ -60,7 +60,7 @@ std::optional<Checksum> read_checksum(std::string_view line) {
     const bool split =
         line.starts_with("SM3") ? split_tagged(line.substr(3), digest, name) : split_plain(line, digest, name);
     Checksum entry;
-    if (!split || !from_hex(digest, entry.digest)) return std::nullopt;
+    if (!split || name.empty() || !from_hex(digest, entry.digest)) return std::nullopt;
     const auto plain = escape ? unescaped(name) : std::optional(std::string(name));
     if (!plain) return std::nullopt;
     entry.name = *plain;

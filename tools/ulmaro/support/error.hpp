@@ -12,7 +12,15 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
-/// The work could not be done, for a reason in the data or in the system: exit code 1.
+/// How the run ends. A command with a verdict keeps 1 for "no" and has failure at 2, as grep and cmp do.
+struct ExitCodes {
+    int status = kExitOk;
+    int failure = kExitFailure;
+};
+constexpr int kExitNo = 1;
+constexpr int kExitTrouble = 2;
+
+/// The work could not be done, for a reason in the data or in the system: exit code ExitCodes::failure.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

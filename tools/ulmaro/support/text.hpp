@@ -1,0 +1,16 @@
+// Text from outside on its way to a terminal.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ulmaro::tool {
+
+/// text on one line and without anything that a terminal obeys: control characters, also those above 0x7f, and bytes
+/// that are not UTF-8 become \n, \r, \t or three octal digits after a backslash.
+std::string printable(std::string_view text);
+
+/// "ulmaro: message" as one line on standard error, in order with what went to standard output before.
+void complain(const std::string& message);
+
+}  // namespace ulmaro::tool
