@@ -31,6 +31,15 @@ unhex() {
   printf '%b' "$(sed 's/../\\x&/g' <<<"$digits")"
 }
 
+# Digits of a DER element from its tag and its contents in digits.
+tlv() {
+  local body size
+  body=$(printf %s "${@:2}" | tr -d '[:space:]')
+  size=$(printf %02x $((${#body} / 2)))
+  [ ${#body} -lt 256 ] || size=81$size
+  printf %s "$1$size$body"
+}
+
 # Hexadecimal digits of standard input.
 tohex() {
   od -An -v -tx1 | tr -d ' \n'
