@@ -82,7 +82,7 @@ CASES
   touch open/listed open/plain
   chmod 640 open/plain
   python3 -c "$list" open/listed access $entries 2>/dev/null || skip "the file system has no access lists"
-  python3 -c "$list" open default $entries
+  python3 -c "$list" open default ${entries/d2/d3}
   for file in open/listed open/plain; do
     before=$(rights $file)
     onto $file env
@@ -107,21 +107,20 @@ CASES
   rm gone
   decrypt /dev/fd/6
   cmp /dev/fd/6 plain
-  # closed, read-only, what the tool itself has opened, another process's file
+  # closed, read-only, another process's file
   refuses 1 decrypt /dev/fd/9
   refuses 1 decrypt /dev/fd/7 7<plain
-  refuses 1 decrypt /dev/fd/3 3>&-
   refuses 1 decrypt /proc/$$/fd/6
+  [[ $stderr == *"another process"* ]]
   run -1 sh -c "\"$ULMARO\" sm4 decrypt --key $KEY --iv $IV -i sealed -o /dev/stdout >&-"
   exec 6<&-
   # what would feed itself
   cp sealed both
   run -1 sh -c "\"$ULMARO\" sm4 encrypt --key $KEY -i both >>both"
   cmp both sealed
-  # not even a message goes to where a closed descriptor was
-  decrypt new >&- 2>&- <&-
-  cmp new plain
-  only_files plain sealed link out err both new
+  # the new file does not become standard output
+  run -1 sh -c "\"$ULMARO\" keygen -o key --pub - <&- >&-"
+  only_files plain sealed link out err both
 }
 
 @test "a full disk is reported" {

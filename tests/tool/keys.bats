@@ -47,6 +47,7 @@ SCALARS=(
   refuses 1 u sign -k key -i pub -o pub
   refuses 1 u sm4 encrypt --key-file pw -i pub -o pw
   refuses 1 u keygen -o new --pub /dev/full
+  refuses 1 u keygen -o new --pub /dev/fd/4 3>&- 4>&- # would be the new file of the private one
   cmp key saved
   cmp pub saved.pub
   only_files key pub saved saved.pub link pw
@@ -208,8 +209,10 @@ CASES
 
 @test "a signal at the prompt finds the terminal as it was" {
   for signal in INT TERM HUP QUIT; do
-    sleep 0.8 | script -qec "timeout --foreground -s $signal 0.3 $ULMARO keygen -p -o other; stty -a" /dev/null >screen
+    (sleep 0.2; printf typed; sleep 1) | script -qec "timeout --foreground -s $signal 0.4 $ULMARO keygen -p -o other
+      stty -a; bash -c 'read -rt 0.3 -n 9 rest; echo \"rest: (\$rest)\"'" /dev/null >screen
     grep -q ' echo ' screen
+    grep -qF 'rest: ()' screen
   done
   cat >stops <<'STOPS'
 sh -c '(sleep 0.3; kill -TSTP $$) & exec "$0" pubkey -k sealed -o pub' "$ULMARO"
