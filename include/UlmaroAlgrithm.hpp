@@ -104,7 +104,7 @@ struct Wiped {
 
 /// The C entry points count in `int`. A multiple of every block size, far below its end and yet long enough to cost
 /// nothing.
-inline constexpr std::size_t piece = std::size_t{1} << 24;
+inline constexpr std::size_t piece = std::size_t{1} << 20;
 
 /// Calls work(offset, length) for pieces of a byte string that an `int` can count.
 template <class Work>

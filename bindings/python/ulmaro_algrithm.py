@@ -57,7 +57,7 @@ DEFAULT_USER_ID = b"1234567812345678"
 MAX_MESSAGE_SIZE = (1 << 29) - 65  # bytes that encrypt() takes: C3 is a digest of 64 more, and see _HASH_END
 
 _NAME = "libUlmaroAlgrithmHardened.so"
-_PIECE = 1 << 24  # bytes that are copied and handed over at a time; the library counts in int
+_PIECE = 1 << 20  # bytes that are copied and handed over at a time; the library counts in int
 _HASH_END = 1 << 29  # from here on the library's own digests are not the standard's
 _HEAD = 100  # bytes of a ciphertext record before C2
 
