@@ -11,7 +11,7 @@ namespace {
 constexpr int kWords = 8;
 constexpr U256 one = {{1, 0, 0, 0}};
 
-using Residues = u256::Residues<u256::PortableChains>;
+using Residues = u256::PortableResidues;
 
 // 2^512 mod n. The exported routine stores the words that the residue has and leaves the others to its caller.
 U256 montgomery_factor(bignum_st& n) noexcept {

@@ -12,7 +12,7 @@ constexpr std::size_t used_stack = 4096;
 // The plain coordinates of the sum; zeros for infinity, as the inverse of 0 is 0. A z that has no inverse is none of a
 // prime's residues. Constant time.
 Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affine& out) noexcept {
-    const u256::Residues<u256::PortableChains> f(curve.p);
+    const u256::PortableResidues f(curve.p);
     struct Powers {
         U256 i, ii, iii;
     };

@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include "base/barrier.hpp"
 
 namespace ulmaro::u256 {
@@ -40,25 +44,49 @@ inline void assign_if(Mask mask, Limbs& r, const Limbs& a) noexcept {
     for (int i = 0; i < 4; ++i) r[i] ^= mask & (r[i] ^ a[i]);
 }
 
+/// a + b + carry, or a - b - borrow, modulo 2^64; carry and borrow are 0 or 1, and are replaced by the next.
+#if defined(__x86_64__)
+// Compilers make carry chains of these alone.
+using Carry = unsigned char;
+
+inline std::uint64_t add_with_carry(std::uint64_t a, std::uint64_t b, Carry& carry) noexcept {
+    unsigned long long sum;
+    carry = _addcarry_u64(carry, a, b, &sum);
+    return sum;
+}
+
+inline std::uint64_t subtract_with_borrow(std::uint64_t a, std::uint64_t b, Carry& borrow) noexcept {
+    unsigned long long difference;
+    borrow = _subborrow_u64(borrow, a, b, &difference);
+    return difference;
+}
+#else
+using Carry = std::uint64_t;
+
+inline std::uint64_t add_with_carry(std::uint64_t a, std::uint64_t b, Carry& carry) noexcept {
+    const Wide sum = static_cast<Wide>(a) + b + carry;
+    carry = static_cast<std::uint64_t>(sum >> 64);
+    return static_cast<std::uint64_t>(sum);
+}
+
+inline std::uint64_t subtract_with_borrow(std::uint64_t a, std::uint64_t b, Carry& borrow) noexcept {
+    const Wide difference = static_cast<Wide>(a) - b - borrow;
+    borrow = static_cast<std::uint64_t>(difference >> 64) & 1;
+    return static_cast<std::uint64_t>(difference);
+}
+#endif
+
 /// r = a + b modulo 2^256; the result is the carry, 0 or 1. r may be a or b, here and below.
 inline std::uint64_t add(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
-    Wide t = 0;
-    for (int i = 0; i < 4; ++i) {
-        t += static_cast<Wide>(a[i]) + b[i];
-        r[i] = static_cast<std::uint64_t>(t);
-        t >>= 64;
-    }
-    return static_cast<std::uint64_t>(t);
+    Carry carry = 0;
+    for (int i = 0; i < 4; ++i) r[i] = add_with_carry(a[i], b[i], carry);
+    return carry;
 }
 
 /// r = a - b modulo 2^256; the result is the borrow, 0 or 1.
 inline std::uint64_t subtract(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
-    std::uint64_t borrow = 0;
-    for (int i = 0; i < 4; ++i) {
-        const Wide t = static_cast<Wide>(a[i]) - b[i] - borrow;
-        r[i] = static_cast<std::uint64_t>(t);
-        borrow = static_cast<std::uint64_t>(t >> 64) & 1;
-    }
+    Carry borrow = 0;
+    for (int i = 0; i < 4; ++i) r[i] = subtract_with_borrow(a[i], b[i], borrow);
     return borrow;
 }
 

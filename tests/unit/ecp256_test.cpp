@@ -58,13 +58,13 @@ std::vector<U256> scalars(Random& random, const U256& n) {
 }
 
 /// The arithmetic of one architecture: products against slow arithmetic, all else against products and sums.
-template <typename Chains>
+template <typename Residues>
 void check_residues(Random& random) {
     for (const Curve& named : kCurves) {
         SCOPED_TRACE(named.name);
         const SlowModulus slow{number(from_hex(named.p))};
         const u256::Modulus modulus = u256::modulus(slow.m);
-        const u256::Residues<Chains> f(modulus);
+        const Residues f(modulus);
         const U256 radix = slow.plus(number(1), slow.reduced({{~0ULL, ~0ULL, ~0ULL, ~0ULL}}));
         std::vector<U256> values;
         for (const U256& edge : edges(slow.m)) values.push_back(slow.reduced(edge));
@@ -92,11 +92,11 @@ void check_residues(Random& random) {
 
 TEST(Ecp256, ResiduesOfEveryArchitecture) {
     Random random;
-    check_residues<u256::PortableChains>(random);
+    check_residues<u256::PortableResidues>(random);
 #if defined(__x86_64__)
-    if (cpu_features().bmi2 && cpu_features().adx) check_residues<u256::X86Chains>(random);
+    if (cpu_features().bmi2 && cpu_features().adx) check_residues<u256::Residues<u256::X86Chains>>(random);
 #elif defined(__aarch64__)
-    check_residues<u256::ArmChains>(random);
+    check_residues<u256::Residues<u256::ArmChains>>(random);
 #endif
 }
 
@@ -113,7 +113,7 @@ TEST_P(Ecp256Kernels, MultipliesAsTheExportedRoutines) {
         ec_group_st grp = prepare(named);
         ASSERT_TRUE(ec::fits_limbs(grp));
         const ecp256::Curve curve = ec::curve_of(grp);
-        const u256::Residues<u256::PortableChains> f(curve.p);
+        const u256::PortableResidues f(curve.p);
         const ecp256::Affine G = {limbs(grp.generator.X.words), limbs(grp.generator.Y.words)};
         const U256 n = limbs(grp.order.words);
         // Compared without inversions: x Z^2 = X, y Z^3 = Y.

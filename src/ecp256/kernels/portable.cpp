@@ -5,7 +5,7 @@
 
 namespace ulmaro::ecp256 {
 
-using Field = u256::WithSelect<u256::Residues<u256::PortableChains>>;
+using Field = u256::WithSelect<u256::PortableResidues>;
 
 constinit const Kernels portable_kernels = {"portable", multiply_point<Field>, multiply_both_vartime<Field>};
 
