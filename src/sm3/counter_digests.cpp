@@ -1,10 +1,12 @@
 // Counters are taken in groups of as many as there are lanes, aligned, so that lane i always holds a counter that ends
 // in the bits of i: the messages of two groups differ in the same bits in every lane. Expansion is linear, so the words
-// of the first group are expanded once, and those of any other group are these xor the expanded difference, which is
-// one message for all lanes. Expanding in lanes yields the differences of many groups at once.
+// of the first group of a series are expanded once, and those of any other group are these xor the expanded difference,
+// which is one message for all lanes. A series is so short that the counter's last byte alone changes in it: every
+// series has the same differences.
 #include "sm3/counter_digests.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "base/bytes.hpp"
@@ -13,23 +15,21 @@
 namespace ulmaro::sm3 {
 namespace {
 
+constexpr std::size_t kBlock = 64;
 constexpr std::size_t kDigest = 32;
 constexpr std::size_t kRows = 68;
 
 /// The first group, with its expansion, takes about as long as three to four digests one by one, the others two.
 constexpr std::size_t kWorthwhile = 4;
 
-struct Words {
-    alignas(64) std::uint32_t block[2][kRows * kMaxLanes];
-};
-
 class Groups {
 public:
-    Groups(const Kernels& kernels, CounterMessage& message) noexcept : kernels_(kernels), message_(message) {}
+    /// With several groups, differences are worth their expansion.
+    Groups(const Kernels& kernels, CounterMessage& message, bool several) noexcept
+        : kernels_(kernels), message_(message), series_(several ? columns() : 1) {}
     ~Groups() {
         if (!started_) return;
-        for (std::size_t b = 0; b < message_.blocks; ++b)
-            secure_wipe(words_.block[b], kRows * kernels_.lanes * sizeof(std::uint32_t));
+        secure_wipe(words_, kRows * kernels_.lanes * sizeof(std::uint32_t));
         secure_wipe(shared_, sizeof shared_);
         secure_wipe(result_, sizeof result_);
     }
@@ -40,72 +40,84 @@ public:
     /// next.
     const std::uint32_t* compress(std::uint32_t base) noexcept {
         const std::size_t lanes = kernels_.lanes;
-        if (!started_) start(base);
-        const auto group = (base - origin_) / static_cast<std::uint32_t>(lanes);
-        if (group != 0 && group - first_difference_ >= lanes) expand_differences(group);
-
-        const std::uint32_t* v = shared_;
-        for (std::size_t b = 0; b < message_.blocks; ++b) {
-            static constexpr std::uint32_t kNone = 0;
-            if (group != 0 && has_counter(b)) {
-                const std::uint32_t* difference = differences_.block[b] + (group - first_difference_);
-                kernels_.compress_lanes(v, result_, words_.block[b], difference, lanes);
-            } else {
-                kernels_.compress_lanes(v, result_, words_.block[b], &kNone, 0);
-            }
-            v = result_;
+        const auto origin = base & ~static_cast<std::uint32_t>(series_ * lanes - 1);
+        const std::size_t group = (base - origin) >> std::countr_zero(lanes);
+        if (!started_ || origin != origin_) start(origin);
+        if (group == 0) {
+            kernels_.compress_lanes(shared_, result_, words_, lanes, kNone, 0);
+        } else {
+            kernels_.compress_lanes(shared_, result_, words_, lanes, columns_ + group, columns());
         }
+        if (padding() != nullptr) kernels_.compress_lanes(result_, result_, kNone, 0, columns_, columns());
         return result_;
     }
 
 private:
-    bool has_counter(std::size_t block) const noexcept {
-        return message_.counter_offset < 64 * (block + 1) && message_.counter_offset + 4 > 64 * block;
+    static constexpr std::size_t kColumns = 8;
+    static_assert(kColumns * kMaxLanes <= 256);
+    alignas(64) static constexpr std::uint32_t kNone[kMaxLanes] = {};
+
+    /// The block after the one with the counter's last byte, or null.
+    const unsigned char* padding() const noexcept {
+        return block_ + 1 < message_.blocks ? message_.bytes + kBlock * (block_ + 1) : nullptr;
     }
 
-    /// Adds the counter to a lane in which its bits are zero. It lies in one word or across two.
-    void put_counter(Words& words, std::size_t lane, std::uint32_t counter) const noexcept {
-        const std::size_t word = message_.counter_offset / 4;
-        const auto bits = std::uint64_t{counter} << (32 - 8 * (message_.counter_offset % 4));
-        at(words, word, lane) ^= static_cast<std::uint32_t>(bits >> 32);
-        if (message_.counter_offset % 4 != 0) at(words, word + 1, lane) ^= static_cast<std::uint32_t>(bits);
+    /// The counter's last byte in the word that ends with it or has it inside.
+    std::uint32_t in_word(std::size_t last_byte) const noexcept {
+        return static_cast<std::uint32_t>(last_byte << (24 - 8 * (last_byte_ % 4)));
     }
 
-    std::uint32_t& at(Words& words, std::size_t word, std::size_t lane) const noexcept {
-        return words.block[word / 16][word % 16 * kernels_.lanes + lane];
-    }
-
-    void start(std::uint32_t base) noexcept {
+    void start(std::uint32_t origin) noexcept {
         const std::size_t lanes = kernels_.lanes;
+        if (!started_ && (series_ > 1 || padding() != nullptr)) expand_columns();
+        store_be32(message_.bytes + message_.counter_offset, origin);
+        const unsigned char* bytes = message_.bytes + kBlock * block_;
+        // A counter that begins in the block before makes that another one in every series.
+        if (!started_ || block_ != 0) {
+            Wiped<std::uint32_t[8]> v;
+            std::copy_n(message_.v, 8, v.get());
+            kernels_.compress(v.get(), message_.bytes, block_);
+            for (std::size_t i = 0; i < 8; ++i) std::fill_n(shared_ + i * lanes, lanes, (*v)[i]);
+        }
+        const std::size_t first = !started_ || word_ == 0 ? 0 : word_ - 1;
+        for (std::size_t j = first; j < (started_ ? word_ + 1 : 16); ++j)
+            std::fill_n(words_ + j * lanes, lanes, load_be32(bytes + 4 * j));
+        for (std::size_t lane = 0; lane < lanes; ++lane) words_[word_ * lanes + lane] ^= in_word(lane);
+        kernels_.expand_lanes(words_);
+        origin_ = origin;
         started_ = true;
-        origin_ = base;
-        for (std::size_t i = 0; i < 8; ++i) std::fill_n(shared_ + i * lanes, lanes, message_.v[i]);
-        store_be32(message_.bytes + message_.counter_offset, 0);
-        for (std::size_t word = 0; word < 16 * message_.blocks; ++word)
-            std::fill_n(&at(words_, word, 0), lanes, load_be32(message_.bytes + 4 * word));
-        for (std::uint32_t lane = 0; lane < lanes; ++lane) put_counter(words_, lane, base + lane);
-        for (std::size_t b = 0; b < message_.blocks; ++b) kernels_.expand_lanes(words_.block[b]);
     }
 
-    /// Those of the groups from first on, one a lane, to the group of origin_.
-    void expand_differences(std::uint32_t first) noexcept {
-        const auto lanes = static_cast<std::uint32_t>(kernels_.lanes);
-        first_difference_ = first;
-        for (std::size_t b = 0; b < message_.blocks; ++b) std::fill_n(differences_.block[b], 16 * lanes, 0U);
-        for (std::uint32_t lane = 0; lane < lanes; ++lane)
-            put_counter(differences_, lane, (origin_ + (first + lane) * lanes) ^ origin_);
-        for (std::size_t b = 0; b < message_.blocks; ++b)
-            if (has_counter(b)) kernels_.expand_lanes(differences_.block[b]);
+    /// Each in a lane: in their own place where that has as many columns, else where the words of the message will be.
+    void expand_columns() noexcept {
+        const std::size_t lanes = kernels_.lanes;
+        std::uint32_t* rows = lanes > kColumns ? words_ : columns_;
+        std::fill_n(rows, 16 * lanes, 0U);
+        if (const unsigned char* bytes = padding(); bytes != nullptr)
+            for (std::size_t j = 0; j < 16; ++j) rows[j * lanes] = load_be32(bytes + 4 * j);
+        for (std::size_t group = 1; group < series_; ++group) rows[word_ * lanes + group] = in_word(group * lanes);
+        kernels_.expand_lanes(rows);
+        if (rows == columns_) return;
+        for (std::size_t j = 0; j < kRows; ++j)
+            std::memcpy(columns_ + j * kColumns, rows + j * lanes, kColumns * sizeof *rows);
     }
+
+    std::size_t columns() const noexcept { return std::min(kernels_.lanes, kColumns); }
 
     const Kernels& kernels_;
     CounterMessage& message_;
+    const std::size_t last_byte_ = message_.counter_offset + 3;
+    const std::size_t block_ = last_byte_ / kBlock;
+    const std::size_t word_ = last_byte_ % kBlock / 4;
+    const std::size_t series_;  // groups in a series, 1 to kColumns
     bool started_ = false;
-    std::uint32_t origin_ = 0;
-    std::uint32_t first_difference_ = 1U << 31;  // no group yet: none is that far from the first
-    Words words_;
-    Words differences_;                                // of counters only, no secret
-    alignas(64) std::uint32_t shared_[8 * kMaxLanes];  // the chaining value of the message in every lane
+    std::uint32_t origin_ = 0;  // the first counter of the series
+    // W_0 to W_67 of what is no secret: in column 0 of the padding, in column i of the difference between the groups 0
+    // and i of a series.
+    alignas(64) std::uint32_t columns_[kRows * kColumns];
+    // The message with the counters of group 0 in its lanes, the chaining value before it, and the one after a group.
+    alignas(64) std::uint32_t words_[kRows * kMaxLanes];
+    alignas(64) std::uint32_t shared_[8 * kMaxLanes];
     alignas(64) std::uint32_t result_[8 * kMaxLanes];
 };
 
@@ -134,7 +146,7 @@ void write(unsigned char* out, std::size_t size, const std::uint32_t* v, std::si
 void counter_digests(const Kernels& kernels, CounterMessage& message, std::uint32_t first, unsigned char* out,
                      std::size_t size) noexcept {
     const auto lanes = static_cast<std::uint32_t>(kernels.lanes);
-    Groups groups(kernels, message);
+    Groups groups(kernels, message, size > kDigest * lanes);
     while (size != 0) {
         const std::uint32_t lane = first % lanes;
         const auto wanted = std::min<std::size_t>(lanes - lane, (size + kDigest - 1) / kDigest);

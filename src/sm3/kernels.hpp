@@ -22,9 +22,9 @@ struct Kernels {
     /// w is 68 rows: W_16 to W_67 from the 16 first.
     void (*expand_lanes)(std::uint32_t* w) noexcept;
     /// v and result are 8 rows of chaining values; result may be v. The words of lane i are
-    /// W_j = w[j * lanes + i] xor difference[j * stride].
-    void (*compress_lanes)(const std::uint32_t* v, std::uint32_t* result, const std::uint32_t* w,
-                           const std::uint32_t* difference, std::size_t stride) noexcept;
+    /// W_j = w[j * row + i] xor common[j * stride]; w is 68 rows, or one where row is 0.
+    void (*compress_lanes)(const std::uint32_t* v, std::uint32_t* result, const std::uint32_t* w, std::size_t row,
+                           const std::uint32_t* common, std::size_t stride) noexcept;
 };
 
 inline constexpr std::size_t kMaxLanes = 16;

@@ -45,6 +45,8 @@ void release(void* memory) noexcept {
         std::free(block - kHeader);
 }
 
+const unsigned char* marked = nullptr;  // the stack pointer of the function that called mark_stack
+
 // The thread's end uses the top of the stack again; what the call leaves begins below that.
 [[gnu::noinline]] void* run(void* call) {
     unsigned char gap[1 << 13];
@@ -64,14 +66,17 @@ void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
 
 namespace ulmaro::test {
 
-Bytes remains_of(const std::function<void()>& call) {
-    static constexpr std::size_t size = 1 << 18;
-    alignas(4096) static unsigned char stack[size];
-    std::memset(stack, kPaint, size);
+namespace {
+
+constexpr std::size_t kStack = 1 << 18;
+alignas(4096) unsigned char stack[kStack];
+
+void run_on_painted_stack(const std::function<void()>& call) {
+    std::memset(stack, kPaint, sizeof stack);
     pthread_attr_t attributes;
     pthread_t thread;
     pthread_attr_init(&attributes);
-    pthread_attr_setstack(&attributes, stack, size);
+    pthread_attr_setstack(&attributes, stack, sizeof stack);
     kept.count = 0;
     kept.on = true;
     const int failed = pthread_create(&thread, &attributes, run, const_cast<std::function<void()>*>(&call));
@@ -79,8 +84,28 @@ Bytes remains_of(const std::function<void()>& call) {
     kept.on = false;
     pthread_attr_destroy(&attributes);
     if (failed != 0) std::abort();
+}
 
-    Bytes memory(stack, stack + size);
+const unsigned char* deepest_change() {
+    return std::find_if(stack, stack + sizeof stack, [](unsigned char b) { return b != kPaint; });
+}
+
+}  // namespace
+
+void mark_stack() {
+    // The frame is that of a function without arguments or locals: return address and frame pointer.
+    marked = static_cast<const unsigned char*>(__builtin_frame_address(0)) + 16;
+}
+
+std::size_t depth_of(const std::function<void()>& call) {
+    run_on_painted_stack(call);
+    for (std::size_t i = 0; i < kept.count; ++i) std::free(kept.block[i] - kHeader);
+    return static_cast<std::size_t>(marked - deepest_change());
+}
+
+Bytes remains_of(const std::function<void()>& call) {
+    run_on_painted_stack(call);
+    Bytes memory(deepest_change(), static_cast<const unsigned char*>(stack + sizeof stack));
     for (std::size_t i = 0; i < kept.count; ++i) {
         memory.insert(memory.end(), kept.block[i], kept.block[i] + size_of(kept.block[i]));
         std::free(kept.block[i] - kHeader);

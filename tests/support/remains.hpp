@@ -17,6 +17,10 @@ namespace ulmaro::test {
 /// Runs call; returns its stack, and then the blocks that it freed, one after the other.
 Bytes remains_of(const std::function<void()>& call);
 
+/// The bytes of stack that the functions use which call calls, itself not counted: it must call mark_stack first.
+std::size_t depth_of(const std::function<void()>& call);
+[[gnu::noinline]] void mark_stack();
+
 /// Byte strings to look for: as they are, reversed, and with the bytes of every word of 32 or of 64 bits reversed,
 /// which are the ways in which the library holds numbers and blocks. Pieces of eight bytes from every fourth byte on
 /// count.

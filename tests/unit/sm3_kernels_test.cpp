@@ -78,31 +78,31 @@ TEST_P(Sm3Kernels, LanesAreTheReferenceInEveryLane) {
     if (lanes == 1) GTEST_SKIP() << "no lanes";
     struct alignas(64) Rows {
         std::uint32_t v[8 * ulmaro::sm3::kMaxLanes], result[8 * ulmaro::sm3::kMaxLanes];
-        std::uint32_t w[68 * ulmaro::sm3::kMaxLanes], difference[68 * ulmaro::sm3::kMaxLanes];
+        std::uint32_t w[68 * ulmaro::sm3::kMaxLanes], common[4 * 68];
     } rows;
     std::vector<unsigned int> constants(64);
     for (int j = 0; j < 64; ++j) constants[static_cast<std::size_t>(j)] = sm3_constant(j);
     for (int run = 0; run < 20; ++run) {
-        const bool differs = run % 2 == 1;
-        const auto column = random_.up_to(lanes - 1);
+        const std::size_t row = run % 2 == 0 ? lanes : 0, stride = random_.up_to(3);
         std::ranges::generate(rows.v, [&] { return random_.word(); });
         std::ranges::generate(rows.w, [&] { return random_.word(); });
-        std::ranges::generate(rows.difference, [&] { return random_.word(); });
+        std::ranges::generate(rows.common, [&] { return random_.word(); });
         const Rows before = rows;
-        const std::uint32_t none = 0;
         kernels_->expand_lanes(rows.w);
-        kernels_->expand_lanes(rows.difference);
-        kernels_->compress_lanes(rows.v, rows.result, rows.w, differs ? rows.difference + column : &none,
-                                 differs ? lanes : 0);
-        kernels_->compress_lanes(rows.v, rows.v, rows.w, differs ? rows.difference + column : &none,
-                                 differs ? lanes : 0);
+        kernels_->compress_lanes(rows.v, rows.result, rows.w, row, rows.common, stride);
+        kernels_->compress_lanes(rows.v, rows.v, rows.w, row, rows.common, stride);
         for (std::size_t lane = 0; lane < lanes; ++lane) {
             std::vector<unsigned int> block;
-            for (std::size_t j = 0; j < 16; ++j)
-                block.push_back(before.w[j * lanes + lane] ^ (differs ? before.difference[j * lanes + column] : 0));
+            for (std::size_t j = 0; j < 16; ++j) block.push_back(before.w[j * lanes + lane]);
+            Sm3Schedule schedule = sm3_expand(block);
+            for (std::size_t j = 0; j < 68; ++j) {
+                ASSERT_EQ(rows.w[j * lanes + lane], schedule.w[j]) << "lane " << lane;
+                schedule.w[j] = rows.w[j * row + lane] ^ rows.common[j * stride];
+            }
+            for (std::size_t j = 0; j < 64; ++j) schedule.w_prime[j] = schedule.w[j] ^ schedule.w[j + 4];
             Words8 v;
             for (std::size_t i = 0; i < 8; ++i) v[i] = before.v[i * lanes + lane];
-            const Words8 expected = sm3_compress(v, sm3_expand(block), constants);
+            const Words8 expected = sm3_compress(v, schedule, constants);
             for (std::size_t i = 0; i < 8; ++i) {
                 ASSERT_EQ(rows.result[i * lanes + lane], expected[i]) << "lane " << lane;
                 ASSERT_EQ(rows.v[i * lanes + lane], expected[i]) << "in place, lane " << lane;

@@ -1,6 +1,6 @@
 // SM3 on aarch64: four messages side by side in NEON registers; one stream in plain C++.
 //
-//   expand_lanes(w[68][4]), compress_lanes(v[8][4], result[8][4], w[68][4], difference, stride)    rows aligned
+//   expand_lanes(w[68][4]), compress_lanes(v[8][4], result[8][4], w[68][4], row, common, stride)    rows aligned
 #include <arm_neon.h>
 
 #include "sm3/kernels/arm.hpp"

@@ -46,17 +46,17 @@ struct Lanes {
 
 template <bool kEarly>
 [[gnu::always_inline]] inline void four_rounds(Lanes& s, unsigned j, const std::uint32_t* w,
-                                               const std::uint32_t* difference, std::size_t stride) {
+                                               std::size_t row, const std::uint32_t* common, std::size_t stride) {
     const std::uint32_t* t = kConstants.t + j;
-    w += (j + 4) * kLanes;
-    difference += (j + 4) * stride;
-    const V w4 = exor(broadcast(difference), load(w));
+    w += (j + 4) * row;
+    common += (j + 4) * stride;
+    const V w4 = exor(broadcast(common), load(w));
     round<kEarly>(s.a, s.b, s.c, s.d, s.e, s.f, s.g, s.h, t, s.w[0], w4);
-    const V w5 = exor(broadcast(difference + stride), load(w + kLanes));
+    const V w5 = exor(broadcast(common + stride), load(w + row));
     round<kEarly>(s.d, s.a, s.b, s.c, s.h, s.e, s.f, s.g, t + 1, s.w[1], w5);
-    const V w6 = exor(broadcast(difference + 2 * stride), load(w + 2 * kLanes));
+    const V w6 = exor(broadcast(common + 2 * stride), load(w + 2 * row));
     round<kEarly>(s.c, s.d, s.a, s.b, s.g, s.h, s.e, s.f, t + 2, s.w[2], w6);
-    const V w7 = exor(broadcast(difference + 3 * stride), load(w + 3 * kLanes));
+    const V w7 = exor(broadcast(common + 3 * stride), load(w + 3 * row));
     round<kEarly>(s.b, s.c, s.d, s.a, s.f, s.g, s.h, s.e, t + 3, s.w[3], w7);
     s.w[0] = w4;
     s.w[1] = w5;
@@ -64,8 +64,8 @@ template <bool kEarly>
     s.w[3] = w7;
 }
 
-void compress_lanes(const std::uint32_t* v, std::uint32_t* result, const std::uint32_t* w,
-                    const std::uint32_t* difference, std::size_t stride) noexcept {
+void compress_lanes(const std::uint32_t* v, std::uint32_t* result, const std::uint32_t* w, std::size_t row,
+                    const std::uint32_t* common, std::size_t stride) noexcept {
     Lanes s{load(v),
             load(v + kLanes),
             load(v + 2 * kLanes),
@@ -75,9 +75,9 @@ void compress_lanes(const std::uint32_t* v, std::uint32_t* result, const std::ui
             load(v + 6 * kLanes),
             load(v + 7 * kLanes),
             {}};
-    for (unsigned i = 0; i < 4; ++i) s.w[i] = exor(broadcast(difference + i * stride), load(w + i * kLanes));
-    for (unsigned j = 0; j < 16; j += 4) four_rounds<true>(s, j, w, difference, stride);
-    for (unsigned j = 16; j < 64; j += 4) four_rounds<false>(s, j, w, difference, stride);
+    for (unsigned i = 0; i < 4; ++i) s.w[i] = exor(broadcast(common + i * stride), load(w + i * row));
+    for (unsigned j = 0; j < 16; j += 4) four_rounds<true>(s, j, w, row, common, stride);
+    for (unsigned j = 16; j < 64; j += 4) four_rounds<false>(s, j, w, row, common, stride);
     store(result, exor(load(v), s.a));
     store(result + kLanes, exor(load(v + kLanes), s.b));
     store(result + 2 * kLanes, exor(load(v + 2 * kLanes), s.c));

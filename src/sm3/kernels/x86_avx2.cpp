@@ -1,6 +1,6 @@
 // SM3 on x86-64 with AVX2 and BMI2: eight messages side by side; one stream as in x86_bmi2.cpp.
 //
-//   expand_lanes(w[68][8]), compress_lanes(v[8][8], result[8][8], w[68][8], difference, stride)    rows aligned
+//   expand_lanes(w[68][8]), compress_lanes(v[8][8], result[8][8], w[68][8], row, common, stride)    rows aligned
 #include <immintrin.h>
 
 #include "sm3/kernels/x86.hpp"

@@ -1,7 +1,7 @@
 // SM3 on x86-64 with AVX-512 and BMI2: sixteen messages side by side; one stream as in x86_bmi2.cpp, because a rotation
 // in a vector register takes longer than the rorx it would replace.
 //
-//   expand_lanes(w[68][16]), compress_lanes(v[8][16], result[8][16], w[68][16], difference, stride)    rows aligned
+//   expand_lanes(w[68][16]), compress_lanes(v[8][16], result[8][16], w[68][16], row, common, stride)    rows aligned
 #include <immintrin.h>
 
 #include "sm3/kernels/x86.hpp"
