@@ -29,25 +29,32 @@ private:
     T value_;
 };
 
-/// Zeroes n bytes of the stack below the caller's frame, where the frames of calls that have returned held spilled
-/// registers and temporaries.
-template <std::size_t n>
-[[gnu::noinline]] void wipe_used_stack() noexcept {
-    Wiped<unsigned char[n]> area;
+/// Zeroes n bytes of the stack below the caller's frame, n a multiple of 16, where the frames of calls that have
+/// returned held spilled registers and temporaries. They become part of the caller's frame until it returns, so that
+/// nothing lies between the two.
+[[gnu::always_inline]] inline void wipe_used_stack(std::size_t n) noexcept {
+    n |= 8;  // compilers round up to 16 and leave the rest above, where the calls had their return address
+    __asm__("" : "+r"(n));  // a size that the compiler knows would get another place than the frames had
+    explicit_bzero(__builtin_alloca_with_align(n, 128), n);
 }
 
 template <typename F>
-[[gnu::noinline]] auto call_in_own_frame(F&& f) {
+[[gnu::noinline]] auto call_in_own_frame(F& f) noexcept {
     return f();
 }
 
-/// f(), and then zeroes the n bytes of stack that it used at most.
-template <std::size_t n, typename F>
-auto with_wiped_stack(F&& f) {
-    struct Wipe {
-        ~Wipe() { wipe_used_stack<n>(); }
-    } at_end;
-    return call_in_own_frame(f);
+/// f(), and then zeroes n bytes of the stack, a multiple of 16, which must be as many as f uses, its own frame
+/// included.
+template <typename F>
+[[gnu::noinline]] auto with_wiped_stack(std::size_t n, F&& f) noexcept {
+    if constexpr (std::is_void_v<decltype(f())>) {
+        call_in_own_frame(f);
+        wipe_used_stack(n);
+    } else {
+        auto result = call_in_own_frame(f);
+        wipe_used_stack(n);
+        return result;
+    }
 }
 
 }  // namespace ulmaro

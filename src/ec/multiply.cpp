@@ -39,7 +39,7 @@ ecp256::Affine affine(const ec_point_st& point) noexcept { return {limbs(point.X
 /// out = [k]P for P with z_is_one; false when that is infinity.
 bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) noexcept {
     if (fits_limbs(grp)) {
-        const auto outcome = with_wiped_stack<1024>([&] {
+        const auto outcome = with_wiped_stack(512, [&] {
             ecp256::Affine product;
             const auto result = ecp256::multiply_point(curve_of(grp), affine(P), limbs(k.words), product);
             from_limbs(out.x, product.x);
@@ -49,7 +49,7 @@ bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) 
         const bool exception = declassify(outcome == ecp256::Outcome::exception, Public::multiple_exceptional);
         if (!exception) return outcome == ecp256::Outcome::finite;
     }
-    return multiply_any(grp, P, k, nullptr, nullptr, out);
+    return with_wiped_stack(5120, [&] { return multiply_any(grp, P, k, nullptr, nullptr, out); });
 }
 
 /// A point or a scalar on its way to and from the engine of the recommended curve.

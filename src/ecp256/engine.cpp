@@ -6,9 +6,6 @@
 namespace ulmaro::ecp256 {
 namespace {
 
-// What the deepest of the calls below uses.
-constexpr std::size_t used_stack = 4096;
-
 // The plain coordinates of the sum; zeros for infinity, as the inverse of 0 is 0. A z that has no inverse is none of a
 // prime's residues. Constant time.
 Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affine& out) noexcept {
@@ -32,9 +29,11 @@ Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affin
 }  // namespace
 
 Outcome multiply_point(const Curve& curve, const Affine& p, const U256& k, Affine& out) noexcept {
-    return with_wiped_stack<used_stack>([&] {
+    constexpr std::size_t own_frames = 256;
+    const Kernels& kernels = active_kernels();
+    return with_wiped_stack(kernels.stack + own_frames, [&] {
         Jacobian sum;
-        const Mask exception = active_kernels().multiply_point(curve, p, k, sum);
+        const Mask exception = kernels.multiply_point(curve, p, k, sum);
         return to_affine(curve, sum, exception, out);
     });
 }

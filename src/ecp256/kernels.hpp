@@ -2,6 +2,7 @@
 // in what the processor must have.
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "ecp256/point.hpp"
@@ -11,6 +12,7 @@ namespace ulmaro::ecp256 {
 /// The functions' contracts are those of the templates in multiply.hpp.
 struct Kernels {
     const char* name;
+    std::size_t stack;  // bytes that the functions use below their caller's frame, at most
     Mask (*multiply_point)(const Curve& curve, const Affine& p, const U256& k, Jacobian& total) noexcept;
     Mask (*multiply_both_vartime)(const Curve& curve, const Affine& g, const U256& s, const Affine& p, const U256& t,
                                   Jacobian& total) noexcept;

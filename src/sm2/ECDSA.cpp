@@ -17,7 +17,6 @@
 using ulmaro::declassify;
 using ulmaro::Public;
 using ulmaro::Wiped;
-using ulmaro::with_wiped_stack;
 using ulmaro::bn::from_be32;
 using ulmaro::bn::to_be32;
 using ulmaro::u256::Mask;
@@ -30,9 +29,6 @@ namespace {
 constexpr int kWords = 8;
 
 using Bytes32 = ulmaro::sm2p256::In;
-
-// More than the arithmetic modulo an odd order uses, with the functions here that call it.
-constexpr std::size_t used_stack = 4096;
 
 struct SigningScratch {
     bignum_st k;
@@ -50,26 +46,22 @@ U256 load(const unsigned char* be32) noexcept {
 
 /// d, and inverse = 1 / (1 + d) mod n; false for a key that cannot sign.
 bool load_key(U256& d, U256& inverse, const Order& n, const unsigned char* d_be32) noexcept {
-    return with_wiped_stack<used_stack>([&] {
-        d = load(d_be32);
-        if (!declassify(n.is_signing_key(d) != 0, Public::key_can_sign)) return false;
-        inverse = n.invert(n.add(d, {{1, 0, 0, 0}}));
-        return true;
-    });
+    d = load(d_be32);
+    if (!declassify(n.is_signing_key(d) != 0, Public::key_can_sign)) return false;
+    inverse = n.invert(n.add(d, {{1, 0, 0, 0}}));
+    return true;
 }
 
 /// Steps A5 and A6 for one scalar and x1; false when it does not serve.
 bool finish(ECC_SIGNATURE& out, const Order& n, const unsigned char* e_be32, const SigningScratch& of) noexcept {
-    return with_wiped_stack<used_stack>([&] {
-        const U256 k = limbs(of.k.words);
-        const U256 r = n.add(n.reduced(load(e_be32)), n.reduced(limbs(of.kg.x.words)));
-        const U256 sum = n.add(r, k);
-        const U256 s = n.mul(n.sub(k, n.mul(of.d, r)), of.inverse);
-        const Mask rejected = ulmaro::u256::is_zero(r.w) | ulmaro::u256::is_zero(sum.w) | ulmaro::u256::is_zero(s.w);
-        store_be(out.r, r.w);
-        store_be(out.s, s.w);
-        return declassify(rejected == 0, Public::signature_made);
-    });
+    const U256 k = limbs(of.k.words);
+    const U256 r = n.add(n.reduced(load(e_be32)), n.reduced(limbs(of.kg.x.words)));
+    const U256 sum = n.add(r, k);
+    const U256 s = n.mul(n.sub(k, n.mul(of.d, r)), of.inverse);
+    const Mask rejected = ulmaro::u256::is_zero(r.w) | ulmaro::u256::is_zero(sum.w) | ulmaro::u256::is_zero(s.w);
+    store_be(out.r, r.w);
+    store_be(out.s, s.w);
+    return declassify(rejected == 0, Public::signature_made);
 }
 
 /// Steps A3 to A6 until nothing has to be rejected; false when the key cannot sign or the draws run out. On any curve,
@@ -131,8 +123,11 @@ std::optional<int> compare_recommended(Bytes32 e, const ECC_PUBLIC_KEY& key, con
 
 int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature) {
     ECC_SIGNATURE made;
-    const bool done =
-        is_recommended(*grp) ? sign_recommended(*grp, Bytes32(e, 32), key->d, made) : sign(*grp, e, key->d, made);
+    // What sign uses with an even order, the deepest way; what multiplies points wipes for itself.
+    constexpr std::size_t used_stack = 5120;
+    const bool done = is_recommended(*grp)
+                          ? sign_recommended(*grp, Bytes32(e, 32), key->d, made)
+                          : ulmaro::with_wiped_stack(used_stack, [&] { return sign(*grp, e, key->d, made); });
     *signature = done ? made : ECC_SIGNATURE{};  // zeros never verify
     return 0;
 }

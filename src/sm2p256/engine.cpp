@@ -27,36 +27,41 @@ U256 with_digest(const U256& e, const U256& x) noexcept {
     return r;
 }
 
-// What the deepest routine of any kernel uses, with these here.
-constexpr std::size_t used_stack = 4096;
+/// f(kernels), and nothing of it left on the stack.
+template <typename F>
+auto with_kernels(F&& f) {
+    constexpr std::size_t own_frames = 512;  // of the functions below and the scalar arithmetic
+    const Kernels& kernels = active_kernels();
+    return with_wiped_stack(kernels.stack + own_frames, [&] { return f(kernels); });
+}
 
 }  // namespace
 
 bool is_on_curve(In x, In y) noexcept { return on_curve({fe_from(load(x)), fe_from(load(y))}) != 0; }
 
 bool multiply_base(Out rx, Out ry, In k) noexcept {
-    return with_wiped_stack<used_stack>([&] {
+    return with_kernels([&](const Kernels& kernels) {
         const U256 scalar = load(k);
         Affine r;
-        const Mask infinite = active_kernels().multiply_base(r, scalar);
+        const Mask infinite = kernels.multiply_base(r, scalar);
         store(rx, ry, r);
         return infinite == 0;
     });
 }
 
 bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept {
-    return with_wiped_stack<used_stack>([&] {
+    return with_kernels([&](const Kernels& kernels) {
         const U256 scalar = load(k);
         Affine r;
         const Affine p = {fe_from(load(px)), fe_from(load(py))};
-        const Mask infinite = active_kernels().multiply_point(r, p, scalar);
+        const Mask infinite = kernels.multiply_point(r, p, scalar);
         store(rx, ry, r);
         return infinite == 0;
     });
 }
 
 bool is_signing_key(In d) noexcept {
-    return with_wiped_stack<512>([&] {
+    return with_wiped_stack(256, [&] {
         const U256 key = load(d);
         U256 largest = group_order;
         largest.w[0] -= 1;
@@ -65,12 +70,12 @@ bool is_signing_key(In d) noexcept {
 }
 
 bool sign(Out r, Out s, In e, In d, In k) noexcept {
-    return with_wiped_stack<used_stack>([&] {
+    return with_kernels([&](const Kernels& kernels) {
         const U256 scalar = load(k);
         Scalar inverse = scalar_add(scalar_from(load(d)), scalar_one);
         Fe x;
-        active_kernels().multiply_base_and_invert(x, inverse, scalar);  // A4
-        U256 rr = with_digest(load(e), fe_residue(x));                  // A5
+        kernels.multiply_base_and_invert(x, inverse, scalar);  // A4
+        U256 rr = with_digest(load(e), fe_residue(x));         // A5
         // A6, as s = (1 + d)^-1 (r + k) - r.
         const Scalar r_form = scalar_from(rr);
         const Scalar sum = scalar_add(r_form, scalar_from(scalar));

@@ -2,6 +2,7 @@
 // what the processor must have.
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "sm2p256/point.hpp"
@@ -12,6 +13,7 @@ namespace ulmaro::sm2p256 {
 /// The functions' contracts are those of the templates in multiply.hpp.
 struct Kernels {
     const char* name;
+    std::size_t stack;  // bytes that the functions use below their caller's frame, at most
     Mask (*multiply_base)(Affine& r, const U256& k) noexcept;
     void (*multiply_base_and_invert)(Fe& x, Scalar& inverted, const U256& k) noexcept;
     Mask (*multiply_point)(Affine& r, const Affine& p, const U256& k) noexcept;

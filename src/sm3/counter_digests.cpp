@@ -163,7 +163,7 @@ void counter_digests(const Kernels& kernels, CounterMessage& message, std::uint3
         }
         first += static_cast<std::uint32_t>(wanted);
     }
-    wipe_used_stack<2048>();  // words of the message in the kernels' frames
+    wipe_used_stack(1024);  // words of the message in the kernels' frames
 }
 
 }  // namespace ulmaro::sm3

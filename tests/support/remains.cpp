@@ -8,10 +8,13 @@
 #include <cstring>
 #include <map>
 #include <new>
+#include <set>
+#include <sstream>
 
 namespace {
 
 constexpr unsigned char kPaint = 0x5a;
+alignas(4096) unsigned char stack[1 << 18];
 
 /// Freed blocks with their sizes. Fixed in size, because it is filled by operator delete.
 struct {
@@ -45,7 +48,11 @@ void release(void* memory) noexcept {
         std::free(block - kHeader);
 }
 
-const unsigned char* marked = nullptr;  // the stack pointer of the function that called mark_stack
+// The stack pointer of the function that called mark_stack, and the lowest address on the stack that was wiped.
+const unsigned char* marked = nullptr;
+const unsigned char* lowest_wiped = nullptr;
+
+bool wiping = true;
 
 // The thread's end uses the top of the stack again; what the call leaves begins below that.
 [[gnu::noinline]] void* run(void* call) {
@@ -56,6 +63,17 @@ const unsigned char* marked = nullptr;  // the stack pointer of the function tha
 }
 
 }  // namespace
+
+// The library's wipes; the linker turns them here.
+extern "C" void __wrap_explicit_bzero(void* memory, std::size_t size) {
+    if (!wiping) return;
+    std::memset(memory, 0, size);
+    __asm__ volatile("" : : "r"(memory) : "memory");
+    if (memory >= stack && memory < lowest_wiped) lowest_wiped = static_cast<unsigned char*>(memory);
+}
+extern "C" void __wrap___explicit_bzero_chk(void* memory, std::size_t size, std::size_t) {
+    __wrap_explicit_bzero(memory, size);
+}
 
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }
@@ -68,11 +86,9 @@ namespace ulmaro::test {
 
 namespace {
 
-constexpr std::size_t kStack = 1 << 18;
-alignas(4096) unsigned char stack[kStack];
-
 void run_on_painted_stack(const std::function<void()>& call) {
     std::memset(stack, kPaint, sizeof stack);
+    lowest_wiped = stack + sizeof stack;
     pthread_attr_t attributes;
     pthread_t thread;
     pthread_attr_init(&attributes);
@@ -90,6 +106,12 @@ const unsigned char* deepest_change() {
     return std::find_if(stack, stack + sizeof stack, [](unsigned char b) { return b != kPaint; });
 }
 
+std::uint32_t word_at(const unsigned char* p) {
+    std::uint32_t word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+}
+
 }  // namespace
 
 void mark_stack() {
@@ -97,10 +119,18 @@ void mark_stack() {
     marked = static_cast<const unsigned char*>(__builtin_frame_address(0)) + 16;
 }
 
-std::size_t depth_of(const std::function<void()>& call) {
-    run_on_painted_stack(call);
-    for (std::size_t i = 0; i < kept.count; ++i) std::free(kept.block[i] - kHeader);
-    return static_cast<std::size_t>(marked - deepest_change());
+StackUse stack_used_by(const std::function<void()>& call) {
+    remains_of(call);
+    const std::size_t wiped = lowest_wiped < marked ? static_cast<std::size_t>(marked - lowest_wiped) : 0;
+    remains_without_wiping(call);
+    return {static_cast<std::size_t>(marked - deepest_change()), wiped};
+}
+
+Bytes remains_without_wiping(const std::function<void()>& call) {
+    wiping = false;
+    Bytes memory = remains_of(call);
+    wiping = true;
+    return memory;
 }
 
 Bytes remains_of(const std::function<void()>& call) {
@@ -126,24 +156,35 @@ void Secrets::add(const std::string& name, std::span<const unsigned char> bytes)
 }
 
 void Secrets::add_form(const std::string& name, std::span<const unsigned char> bytes) {
-    for (std::size_t at = 0; at + 8 <= bytes.size(); at += 4) {
-        std::uint64_t piece;
-        std::memcpy(&piece, bytes.data() + at, sizeof piece);
-        pieces_.try_emplace(piece, name);
+    for (std::size_t at = 0; at + 4 <= bytes.size(); at += 4) {
+        const std::uint32_t word = word_at(bytes.data() + at);
+        words_.try_emplace(word, name);
+        if (at + 8 <= bytes.size()) pairs_.insert(std::uint64_t{word_at(bytes.data() + at + 4)} << 32 | word);
     }
 }
 
 std::string Secrets::found_in(std::span<const unsigned char> memory) const {
-    std::map<std::string, std::size_t> last;
-    for (std::size_t at = 0; at + 8 <= memory.size(); ++at) {
-        std::uint64_t piece;
-        std::memcpy(&piece, memory.data() + at, sizeof piece);
-        const auto found = pieces_.find(piece);
-        if (found != pieces_.end()) last.insert_or_assign(found->second, memory.size() - at);
+    struct Found {
+        std::set<std::uint32_t> words;
+        bool paired;
+        std::size_t place;  // of the last one, from the end
+    };
+    std::map<std::string, Found> found;
+    for (std::size_t at = 0; at + 4 <= memory.size(); ++at) {
+        const std::uint32_t word = word_at(memory.data() + at);
+        const auto known = words_.find(word);
+        if (known == words_.end()) continue;
+        Found& secret = found[known->second];
+        secret.words.insert(word);
+        secret.place = memory.size() - at;
+        if (at + 8 <= memory.size() && pairs_.contains(std::uint64_t{word_at(memory.data() + at + 4)} << 32 | word))
+            secret.paired = true;
     }
-    std::string text;
-    for (const auto& [name, at] : last) text += name + " " + std::to_string(at) + " below the top; ";
-    return text;
+    std::ostringstream text;
+    for (const auto& [name, secret] : found)
+        if (secret.paired || secret.words.size() >= 3)
+            text << secret.words.size() << " words of " << name << ", " << secret.place << " below the top; ";
+    return text.str();
 }
 
 }  // namespace ulmaro::test

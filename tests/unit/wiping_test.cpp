@@ -1,25 +1,43 @@
 // No call leaves a secret, or what it derived from one, in the stack that it used or in heap memory that it freed.
-// What is seen and what is not: support/remains.hpp. The statement is about optimised code: without optimisation every
-// value of an expression has a place on the stack.
+// What is seen and what is not: support/remains.hpp. And no call uses more stack than is promised, or than is wiped.
+// The statements are about optimised code: without optimisation every value of an expression has a place on the stack.
+//
+// With ULMARO_TEST_PORTABLE in the environment the program runs as on a processor without any extension.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 #include "UlmaroAlgrithm.h"
 #include "UlmaroAlgrithmInternals.hpp"
+#include "base/cpu.hpp"
 #include "base/wipe.hpp"
-#include "sm2p256/scalar.hpp"
+#include "ec/limbs.hpp"
+#include "ecp256/kernels.hpp"
+#include "ecp256/multiply.hpp"
+#include "sm2p256/kernels.hpp"
+#include "sm2p256/multiply.hpp"
 #include "sm3/counter_digests.hpp"
 #include "sm3/kernels.hpp"
 #include "sm4/kernels.hpp"
+#include "sm4/kernels/basis.hpp"
 #include "support/curves.hpp"
 #include "support/printed.hpp"
 #include "support/remains.hpp"
 #include "support/replaced_random.hpp"
+#include "support/sm3_reference.hpp"
 #include "support/sm4_modes.hpp"
 
 using namespace ulmaro::test;
+
+// The library's question; the linker turns it here.
+extern "C" const ulmaro::CpuFeatures* __real__ZN6ulmaro12cpu_featuresEv() noexcept;
+extern "C" const ulmaro::CpuFeatures* __wrap__ZN6ulmaro12cpu_featuresEv() noexcept {
+    static constexpr ulmaro::CpuFeatures none;
+    return std::getenv("ULMARO_TEST_PORTABLE") == nullptr ? __real__ZN6ulmaro12cpu_featuresEv() : &none;
+}
 
 namespace {
 
@@ -31,6 +49,24 @@ protected:
 #endif
     }
 };
+
+void expect_wiped(const Secrets& secrets, const std::string& call, const std::function<void()>& run) {
+    EXPECT_EQ(secrets.found_in(remains_of(run)), "") << call;
+}
+
+/// Also that the scan would see it if nothing were wiped.
+void expect_left_and_wiped(const Secrets& secrets, const std::string& call, const std::function<void()>& run) {
+    EXPECT_NE(secrets.found_in(remains_without_wiping(run)), "") << call;
+    expect_wiped(secrets, call, run);
+}
+
+/// That no frame is deeper than what is wiped, but that of a wipe itself.
+void expect_wiped_depth(const char* call, const std::function<void()>& run) {
+    const StackUse use = stack_used_by(run);
+    if (use.wiped != 0) {
+        EXPECT_LE(use.changed, use.wiped + 16) << call;
+    }
+}
 
 /// Bytes that look like nothing else.
 Bytes random_looking(std::size_t size, std::uint64_t seed) {
@@ -90,8 +126,11 @@ protected:
     }
 
     void expect_wiped(const char* call, const std::function<void()>& run) {
-        reset_random().next_scalar(k_);
-        EXPECT_EQ(secrets_.found_in(remains_of(run)), "") << call;
+        const auto with_draw = [&] {
+            reset_random().next_scalar(k_);
+            run();
+        };
+        ::expect_wiped(secrets_, call, with_draw);
     }
 
     // Both below the order.
@@ -168,27 +207,106 @@ TEST_P(WipingSm2, Encryption) {
     expect_wiped("refusal", [&] { static_cast<void>(SM2_ECES_Decryption(&grp_, blob, &key_, plain.data())); });
 }
 
+/// A kernel's routine with its frames wiped as far as the kernel says that they reach, and as deep as it says.
+template <typename Kernels>
+void expect_stated_stack(const Kernels& kernels, const char* name, const Secrets* secrets,
+                         const std::function<void()>& run) {
+    const std::string call = std::string(kernels.name) + " " + name;
+    EXPECT_LE(stack_used_by(run).changed, kernels.stack) << call;
+    if (secrets != nullptr) expect_wiped(*secrets, call, [&] { ulmaro::with_wiped_stack(kernels.stack, run); });
+}
+
+TEST_F(Wiping, RecommendedCurveKernels) {
+    using namespace ulmaro::sm2p256;
+    const U256 k = {{0x6d54b80deac1bc21, 0xef3cc1fa3cdbe4ce, 0x16680f3ad9c02dcc, 0x59276e27d506861a}};
+    const U256 public_scalar = {{7, 8, 9, 0x5927000000000000}};
+    U256 odd;
+    make_odd(odd, k);
+    Secrets base, point;
+    for (Secrets* secrets : {&base, &point}) {
+        secrets->add("k", object_bytes(odd));
+        secrets->add("k", snapshot(k));
+    }
+    for (int i = 0; i < comb_windows; ++i)
+        base.add("entry of the table", snapshot(comb[i][choice(bits(odd, 6 * i + 1, 6), 6).index]));
+    base.add("entry of the table", snapshot(comb_top[bits(odd, 6 * comb_windows + 1, 3)]));
+    Multiple multiples[16];
+    fill_odd_multiples<PortableField>(multiples, generator);
+    point.add("entry of the table", object_bytes(multiples).subspan(sizeof multiples[0]));  // 1 is 1
+    Affine result;
+    portable_kernels.multiply_base(result, k);
+    for (Secrets* secrets : {&base, &point}) secrets->add("result", object_bytes(result));
+    for (const Kernels* kernel : supported_kernels()) {
+        Fe x;
+        Scalar inverse = scalar_from(k);
+        expect_stated_stack(*kernel, "base", &base, [&] { mark_stack(), kernel->multiply_base(result, k); });
+        expect_stated_stack(*kernel, "base and inversion", &base,
+                            [&] { mark_stack(), kernel->multiply_base_and_invert(x, inverse, k); });
+        const auto multiply = [&] { mark_stack(), kernel->multiply_point(result, generator, k); };
+        expect_stated_stack(*kernel, "point", &point, multiply);
+        EXPECT_NE(point.found_in(remains_without_wiping(multiply)), "");
+        expect_stated_stack(*kernel, "both", nullptr,
+                            [&] { mark_stack(), kernel->multiply_add_vartime(k, generator, public_scalar); });
+    }
+}
+
+TEST_F(Wiping, AnyCurveKernels) {
+    using namespace ulmaro::ecp256;
+    ec_group_st grp = prepare(kExample);
+    const auto curve = ulmaro::ec::curve_of(grp);
+    const Affine g = {ulmaro::ec::limbs(grp.generator.X.words), ulmaro::ec::limbs(grp.generator.Y.words)};
+    const U256 k = {{0x6d54b80deac1bc21, 0xef3cc1fa3cdbe4ce, 0x16680f3ad9c02dcc, 0x59276e27d506861a}};
+    Multiple multiples[16];
+    fill_odd_multiples(ulmaro::u256::PortableResidues(curve.p), curve, multiples, g);
+    Jacobian result;
+    portable_kernels.multiply_point(curve, g, k, result);
+    Secrets secrets;
+    secrets.add("k", snapshot(k));
+    secrets.add("entry of the table", object_bytes(multiples).subspan(sizeof multiples[0]));
+    secrets.add("result", object_bytes(result));
+    for (const Kernels* kernel : supported_kernels()) {
+        const auto multiply = [&] { mark_stack(), kernel->multiply_point(curve, g, k, result); };
+        expect_stated_stack(*kernel, "point", &secrets, multiply);
+        EXPECT_NE(secrets.found_in(remains_without_wiping(multiply)), "");
+        expect_stated_stack(*kernel, "both", nullptr, [&] {
+            mark_stack(), kernel->multiply_both_vartime(curve, g, k, g, {{7, 8, 9, 10}}, result);
+        });
+    }
+}
+
+/// A message from a block's start on, the words that its whole blocks are expanded to, and the values between them.
+void add_message(Secrets& secrets, const std::string& name, const Bytes& message) {
+    secrets.add(name, message);
+    SM3_CTX ctx;
+    SM3_Init(&ctx);
+    for (std::size_t at = 0; at + 64 <= message.size(); at += 64) {
+        auto schedule = sm3_expand(be_words(std::span(message).subspan(at, 64)));
+        secrets.add(name + " expanded", object_bytes(schedule.w));
+        SM3_Update(&ctx, message.data() + at, 64);
+        secrets.add(name + " chained", object_bytes(ctx.V));
+    }
+}
+
 TEST_F(Wiping, HashAndKeyDerivation) {
     for (const std::size_t size : {20U, 64U, 100U, 300U}) {
         const Bytes z = random_looking(size, 7);
         const int len = static_cast<int>(size);
         Secrets secrets;
-        secrets.add("input", z);
+        add_message(secrets, "input", z);
         unsigned char digest[32];
         SM3_CTX ctx;
         SM3_Init(&ctx);
-        EXPECT_EQ(secrets.found_in(remains_of([&] { SM3_HASH(z.data(), len, digest); })), "") << "hash " << size;
+        expect_wiped(secrets, "hash", [&] { SM3_HASH(z.data(), len, digest); });
         for (int pending = 0; pending < 2; ++pending)
-            EXPECT_EQ(secrets.found_in(remains_of([&] { SM3_Update(&ctx, z.data(), len); })), "")
-                << "update " << size << " " << pending;
-        EXPECT_EQ(secrets.found_in(remains_of([&] { SM3_Final(&ctx, digest); })), "") << "final " << size;
+            expect_wiped(secrets, "update", [&] { SM3_Update(&ctx, z.data(), len); });
+        expect_wiped(secrets, "final", [&] { SM3_Final(&ctx, digest); });
         for (const int wanted : {20, 32, 100, 3000}) {
             Bytes out(static_cast<std::size_t>(wanted));
             SM2_KDF_ALGRITRHM(z.data(), len, wanted, out.data());
             Secrets both = secrets;
             both.add("derived", out);
-            EXPECT_EQ(both.found_in(remains_of([&] { SM2_KDF_ALGRITRHM(z.data(), len, wanted, out.data()); })), "")
-                << "derivation " << size << " " << wanted;
+            expect_wiped(both, "derivation of " + std::to_string(wanted),
+                         [&] { SM2_KDF_ALGRITRHM(z.data(), len, wanted, out.data()); });
         }
     }
 }
@@ -197,17 +315,22 @@ TEST_F(Wiping, Sm3Kernels) {
     const Bytes data = random_looking(320, 8);
     for (const auto* kernel : ulmaro::sm3::supported_kernels()) {
         Secrets secrets;
-        secrets.add("data", data);
+        add_message(secrets, "data", data);
         std::uint32_t v[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-        EXPECT_EQ(secrets.found_in(remains_of([&] { kernel->compress(v, data.data(), 5); })), "") << kernel->name;
+        expect_wiped(secrets, kernel->name, [&] { kernel->compress(v, data.data(), 5); });
         ulmaro::sm3::CounterMessage message = {};
         std::copy_n(data.begin(), 100, message.bytes);
         message.blocks = 2;
         message.counter_offset = 100;
         Bytes out(3000);
-        EXPECT_EQ(secrets.found_in(remains_of([&] { counter_digests(*kernel, message, 1, out.data(), out.size()); })),
-                  "")
-            << kernel->name;
+        counter_digests(*kernel, message, 1, out.data(), out.size());
+        secrets.add("derived", out);
+        const auto derive = [&] {
+            mark_stack();
+            counter_digests(*kernel, message, 1, out.data(), out.size());
+        };
+        expect_left_and_wiped(secrets, kernel->name, derive);
+        expect_wiped_depth(kernel->name, derive);
     }
 }
 
@@ -220,6 +343,14 @@ struct Sm4Secrets {
         std::reverse_copy(std::begin(key.schedule), std::end(key.schedule), backward);
         secrets.add("schedule", object_bytes(backward));
         secrets.add("message", message);
+        const auto in_basis = [](const ulmaro::sm4::basis::ByteMap& map, std::span<const unsigned char> bytes) {
+            Bytes mapped;
+            for (const unsigned char b : bytes) mapped.push_back(map(b));
+            return mapped;
+        };
+        secrets.add("message in the basis", in_basis(ulmaro::sm4::basis::enter, message));
+        secrets.add("schedule in the basis", in_basis(ulmaro::sm4::basis::enter_key, object_bytes(key.schedule)));
+        secrets.add("schedule in the basis", in_basis(ulmaro::sm4::basis::enter_key, object_bytes(backward)));
     }
 
     Sm4Key key;
@@ -230,7 +361,7 @@ struct Sm4Secrets {
 TEST_F(Wiping, Sm4) {
     Sm4Secrets s(16 * 70);
     unsigned int rk[32];
-    EXPECT_EQ(s.secrets.found_in(remains_of([&] { SM4_KEY_INIT(s.key.bytes.data(), 16, rk, 32); })), "") << "key";
+    expect_wiped(s.secrets, "key", [&] { SM4_KEY_INIT(s.key.bytes.data(), 16, rk, 32); });
     Bytes iv = random_looking(16, 11);
     for (const Sm4Mode& mode : kSm4Modes) {
         for (const std::size_t blocks : {1U, 2U, 7U, 35U, 69U}) {
@@ -244,11 +375,10 @@ TEST_F(Wiping, Sm4) {
                 }
                 Bytes buffer = in;
                 buffer.resize(in.size() + 1);
-                EXPECT_EQ(s.secrets.found_in(remains_of([&] {
+                expect_wiped(s.secrets, mode.name + std::string(" ") + std::to_string(blocks), [&] {
+                    std::copy(in.begin(), in.end(), buffer.begin());
                     mode.run(buffer.data(), len, s.key.for_mode(mode), iv.data(), buffer.data() + shift);
-                })),
-                          "")
-                    << mode.name << " " << blocks << " blocks, output " << shift << " above";
+                });
             }
         }
     }
@@ -259,12 +389,13 @@ TEST_F(Wiping, Sm4Kernels) {
     const Bytes iv = random_looking(16, 11);
     for (const auto* kernel : ulmaro::sm4::supported_kernels()) {
         std::vector<std::uint32_t> mk = be_words(s.key.bytes), rk(32);
-        EXPECT_EQ(s.secrets.found_in(remains_of([&] { kernel->expand_key(mk.data(), rk.data()); })), "")
-            << kernel->name;
+        expect_wiped(s.secrets, kernel->name, [&] { kernel->expand_key(mk.data(), rk.data()); });
         Bytes cipher(s.message.size()), plain(s.message.size());
         for (const std::size_t blocks : {1U, 2U, 5U, 9U, 17U, 35U, 70U}) {
             const auto expect_wiped = [&](const char* mode, const std::function<void()>& run) {
-                EXPECT_EQ(s.secrets.found_in(remains_of(run)), "") << kernel->name << " " << mode << " " << blocks;
+                const std::string call = kernel->name + std::string(" ") + mode + " " + std::to_string(blocks);
+                ::expect_wiped(s.secrets, call, run);
+                expect_wiped_depth(call.c_str(), [&] { mark_stack(), run(); });
             };
             const unsigned char* in = s.message.data();
             expect_wiped("ECB encryption", [&] { kernel->encrypt_blocks(in, cipher.data(), blocks, rk.data()); });
@@ -284,13 +415,116 @@ TEST_F(Wiping, Sm4Words) {
     std::vector<unsigned int> in = be_words(s.message), out(16), iv(4, 7);
     auto* rk = s.key.schedule;
     const auto expect_wiped = [&](const char* call, const std::function<void()>& run) {
-        EXPECT_EQ(s.secrets.found_in(remains_of(run)), "") << call;
+        ::expect_wiped(s.secrets, call, run);
     };
+    std::vector<unsigned int> cipher(16);
+    ECB_EN_MOD(in.data(), rk, cipher.data());
     expect_wiped("ECB_EN_MOD", [&] { ECB_EN_MOD(in.data(), rk, out.data()); });
-    expect_wiped("ECB_DE_MOD", [&] { ECB_DE_MOD(out.data(), rk, out.data()); });
+    expect_wiped("ECB_DE_MOD", [&] { ECB_DE_MOD(cipher.data(), rk, out.data()); });
+    CBC_EN_MOD(in.data(), 16, rk, iv.data(), cipher.data());
     expect_wiped("CBC_EN_MOD", [&] { CBC_EN_MOD(in.data(), 16, rk, iv.data(), out.data()); });
-    expect_wiped("CBC_DE_MOD", [&] { CBC_DE_MOD(out.data(), 16, rk, iv.data(), out.data()); });
+    expect_wiped("CBC_DE_MOD", [&] { CBC_DE_MOD(cipher.data(), 16, rk, iv.data(), out.data()); });
     EXPECT_EQ(out, in);
+}
+
+/// Every entry point, on both engines and with the refusals that print; secret ones wipe as deep as they go.
+class Stack : public Wiping {
+protected:
+    struct Call {
+        const char* name;
+        bool secret;
+        std::function<void()> run;
+    };
+
+    Stack() {
+        // A short prime and an even order send everything through the exported routines. The base point is off this
+        // curve, so that decryption refuses C1.
+        ECCParameter_st short_and_even = parameters(kExample);
+        std::ranges::copy(from_hex("0000000000000000fffffffffffffffffffffffffffffffeffffffffffffffff"),
+                          short_and_even.p);
+        short_and_even.n[31] &= 0xfe;
+        exported_ = prepare(short_and_even);
+        for (ec_group_st* grp : {&recommended_, &general_, &exported_}) {
+            SM2_ECC_GenerateKeyPair(grp, &pub_, &key_);
+            SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_);
+            add("SM2_ECC_GenerateKeyPair", true, [=, this] { SM2_ECC_GenerateKeyPair(grp, &pub_, &key_); });
+            add("SM2_ECDSA_Signature", true, [=, this] { SM2_ECDSA_Signature(grp, in_, &key_, &signature_); });
+            add("SM2_ECDSA_Verification", false, [=, this] { SM2_ECDSA_Verification(grp, in_, &pub_, &signature_); });
+            add("SM2_ECDSA_Verification", false, [=, this] { SM2_ECDSA_Verification(grp, out_, &pub_, &signature_); });
+            add("SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_); });
+            add("SM2_ECES_Decryption", grp != &exported_, [=, this] { SM2_ECES_Decryption(grp, blob_, &key_, out_); });
+            add("SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 20, &pub_, blob_); });
+            add("SM2_ECES_Decryption", grp != &exported_, [=, this] { SM2_ECES_Decryption(grp, blob_, &key_, out_); });
+        }
+        add("SM2_ECC_InitParameter", false, [this] { SM2_ECC_InitParameter(&param_, &scratch_); });
+        add("SM2_CalcPubKeyByPriKey", true, [this] { SM2_CalcPubKeyByPriKey(&pub_, &number_); });
+        add("SM2_POINT_is_on_curve", false, [this] { SM2_POINT_is_on_curve(&param_, &pub_); });
+        add("SM2_Get_Paramter", false, [this] { SM2_Get_Paramter(&param_, 7); });
+        add("SM2_Set_Custom_Paramter", false,
+            [this] { SM2_Set_Custom_Paramter(param_.p, param_.a, param_.b, param_.Gx, param_.Gy, param_.n); });
+        for (const int size : {20, 3000})
+            for (const int z : {56, 62, 64})
+                add("SM2_KDF_ALGRITRHM", true, [=, this] { SM2_KDF_ALGRITRHM(in_, z, size, out_); });
+        add("SM3_Init", false, [this] { SM3_Init(&ctx_); });
+        add("SM3_Update", false, [this] { SM3_Update(&ctx_, in_, 300); });
+        add("SM3_Final", false, [this] { SM3_Final(&ctx_, out_); });
+        add("SM3_HASH", false, [this] { SM3_HASH(in_, 300, out_); });
+        add("SM3_algrithm_userid_hash", false, [this] { SM3_algrithm_userid_hash(&pub_, &param_, out_); });
+        add("SM4_KEY_INIT", false, [this] { SM4_KEY_INIT(in_, 16, sm4_key_.schedule, 32); });
+        for (const Sm4Mode& mode : kSm4Modes)
+            add(mode.name, !mode.raw_key && (!mode.cbc || mode.decrypts),
+                [&] { mode.run(out_, 16 * 70, sm4_key_.for_mode(mode), iv_.data(), out_ + 1); });
+        add("SM1_KEY_INIT", false, [this] { SM1_KEY_INIT(in_, 16, words_, 32, words_, 32); });
+        add("SM1_ECB_EN", false, [this] { SM1_ECB_EN(words_, 8, words_, words_ + 8); });
+        add("SM1_ECB_DE", false, [this] { SM1_ECB_DE(words_, 8, words_, words_ + 8); });
+        add("SM1_X_CBC_EN_MODE", false, [this] { SM1_X_CBC_EN_MODE(in_, in_, words_, 64, 16, out_); });
+        add("SM1_X_CBC_DE_MODE", false, [this] { SM1_X_CBC_DE_MODE(in_, in_, words_, words_, 64, 16, out_); });
+        add("SM1_KEY_EXTEND", false, [=] { SM1_KEY_EXTEND({}, {}, {}, {}, {}, {}, {}, {}); });
+        add("SM1_X_ECB_EN_MODE", false, [=] { SM1_X_ECB_EN_MODE({}, {}, {}, {}, {}, {}, {}, {}); });
+        add("SM1_X_ECB_DE_MODE", false, [=] { SM1_X_ECB_DE_MODE({}, {}, {}, {}, {}, {}, {}, {}); });
+        add("SM1_X_ECB_EN_MODE_EX", false, [this] { SM1_X_ECB_EN_MODE_EX(in_, 16, in_, in_, 64, out_); });
+        add("SM1_X_ECB_DE_MODE_EX", false, [this] { SM1_X_ECB_DE_MODE_EX(in_, 16, in_, in_, 64, out_); });
+        add("SM1_X_CBC_EN_MODE_EX", false, [this] { SM1_X_CBC_EN_MODE_EX(in_, 16, in_, 16, in_, 64, out_); });
+        add("SM1_X_CBC_DE_MODE_EX", false, [this] { SM1_X_CBC_DE_MODE_EX(in_, 16, in_, 16, in_, 64, out_); });
+    }
+
+    void add(const char* name, bool secret, std::function<void()> run) { calls_.push_back({name, secret, run}); }
+
+    const Bytes text_ = random_looking(3200, 12);
+    const unsigned char* in_ = text_.data();
+    Bytes iv_ = random_looking(16, 11), output_ = Bytes(3200), record_ = Bytes(3200);
+    unsigned char* out_ = output_.data();
+    Ulmaro_ECC_CIPHER_BLOB* blob_ = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
+    ECCParameter_st param_ = parameters(kRecommended);
+    ec_group_st recommended_ = prepare(param_), general_ = prepare(kExample), exported_, scratch_;
+    ECC_PUBLIC_KEY pub_;
+    ECC_PRIVATE_KEY key_;
+    ECC_SIGNATURE signature_;
+    bignum_st number_ = {{1, 2, 3}};
+    SM3_CTX ctx_;
+    Sm4Key sm4_key_ = Sm4Key(random_looking(16, 9));
+    unsigned int words_[64] = {};
+    std::vector<Call> calls_;
+};
+
+TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
+    for (const Call& call : calls_) {
+        const auto run = [&] { mark_stack(), call.run(); };
+        EXPECT_LT(stack_used_by(run).changed, 12U << 10) << call.name;
+        if (call.secret) expect_wiped_depth(call.name, run);
+    }
+}
+
+TEST_F(Stack, OfTheSmallestThreadIsEnough) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (pthread_attr_setstacksize(&attributes, 16U << 10) != 0) GTEST_SKIP() << "threads here have larger stacks";
+    for (Call& call : calls_) {
+        pthread_t thread;
+        const auto start = [](void* run) -> void* { return (*static_cast<std::function<void()>*>(run))(), nullptr; };
+        ASSERT_EQ(pthread_create(&thread, &attributes, start, &call.run), 0);
+        pthread_join(thread, nullptr);
+    }
 }
 
 }  // namespace

@@ -7,6 +7,6 @@ namespace ulmaro::ecp256 {
 
 using Field = u256::WithSelect<u256::PortableResidues>;
 
-constinit const Kernels portable_kernels = {"portable", multiply_point<Field>, multiply_both_vartime<Field>};
+constinit const Kernels portable_kernels = {"portable", 6144, multiply_point<Field>, multiply_both_vartime<Field>};
 
 }  // namespace ulmaro::ecp256

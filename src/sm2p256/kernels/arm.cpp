@@ -7,7 +7,11 @@ namespace ulmaro::sm2p256 {
 
 using Field = u256::WithSelect<ArmField>;
 
-constinit const Kernels native_kernels = {"aarch64", multiply_base<Field>, multiply_base_and_invert<Field>,
-                                          multiply_point<Field>, multiply_add_vartime<Field>};
+constinit const Kernels native_kernels = {"aarch64",
+                                          4608,
+                                          multiply_base<Field>,
+                                          multiply_base_and_invert<Field>,
+                                          multiply_point<Field>,
+                                          multiply_add_vartime<Field>};
 
 }  // namespace ulmaro::sm2p256

@@ -6,7 +6,11 @@ namespace ulmaro::sm2p256 {
 
 using Field = u256::WithSelect<PortableField>;
 
-constinit const Kernels portable_kernels = {"portable", multiply_base<Field>, multiply_base_and_invert<Field>,
-                                            multiply_point<Field>, multiply_add_vartime<Field>};
+constinit const Kernels portable_kernels = {"portable",
+                                            5120,
+                                            multiply_base<Field>,
+                                            multiply_base_and_invert<Field>,
+                                            multiply_point<Field>,
+                                            multiply_add_vartime<Field>};
 
 }  // namespace ulmaro::sm2p256

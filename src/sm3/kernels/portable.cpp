@@ -46,9 +46,7 @@ template <unsigned... kGroup>
     (four_rounds<4 * kGroup>(s, w), ...);
 }
 
-}  // namespace
-
-void compress_portable(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
+[[gnu::noinline]] void compress_blocks(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
     std::uint32_t w[16];
     for (; blocks != 0; --blocks, data += 64) {
         for (unsigned i = 0; i < 16; ++i) w[i] = load_be32(data + 4 * i);
@@ -63,6 +61,13 @@ void compress_portable(std::uint32_t* v, const std::uint8_t* data, std::size_t b
         v[6] ^= s.g;
         v[7] ^= s.h;
     }
+}
+
+}  // namespace
+
+void compress_portable(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
+    compress_blocks(v, data, blocks);
+    wipe_used_stack(256);  // the last words, and what is left of the state
 }
 
 constinit const Kernels portable_kernels{"portable", compress_portable, 1, nullptr, nullptr};

@@ -12,6 +12,7 @@
 
 #include <utility>
 
+#include "base/wipe.hpp"
 #include "sm3/kernels/x86.hpp"
 
 namespace ulmaro::sm3 {
@@ -186,16 +187,7 @@ template <unsigned... i>
     (step<i>(state, t, out, in, next_block), ...);
 }
 
-template <std::size_t... i>
-[[gnu::always_inline]] inline void wipe(Schedule* s, std::index_sequence<i...>) {
-    (_mm256_store_si256(reinterpret_cast<__m256i*>(s) + i, _mm256_setzero_si256()), ...);
-    __asm__ volatile("" : : "r"(s) : "memory");
-}
-
-}  // namespace
-
-void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
-    if (blocks == 0) return;
+[[gnu::noinline]] void compress_blocks(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
     Schedule schedule;
     Triples triples;
     // The compiler must not see that the rounds read what the expansion wrote: it would keep the words in vector
@@ -221,8 +213,14 @@ void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t block
         v[7] ^= s.right[3];
         data = next;
     }
+}
 
-    wipe(&schedule, std::make_index_sequence<sizeof schedule / 32>{});
+}  // namespace
+
+void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
+    if (blocks == 0) return;
+    compress_blocks(v, data, blocks);
+    wipe_used_stack(512);  // the schedule, and what is left of the triples and the state
 }
 
 }  // namespace ulmaro::sm3

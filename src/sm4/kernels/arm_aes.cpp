@@ -28,7 +28,7 @@ constexpr basis::Table unshift_rotation1 = basis::unshift_rows_rotate_words(1);
 
 struct Aes128 {
     using Vector = uint8x16_t;
-    static constexpr std::size_t lanes = 1;
+    static constexpr std::size_t lanes = 1, registers = 32;
 
     static Vector load(const std::uint8_t* p) { return vld1q_u8(p); }
     static void store(std::uint8_t* p, Vector v) { vst1q_u8(p, v); }

@@ -65,7 +65,7 @@ template <Direction direction>
 template <Direction direction>
 void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk) noexcept {
     ecb_blocks<direction>(in, out, blocks, rk);
-    wipe_used_stack<kStack>();
+    wipe_used_stack(kStack);
 }
 
 [[gnu::noinline]] void cbc_encrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
@@ -102,7 +102,7 @@ template <unsigned kWidth>
 void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                  const std::uint8_t* iv) noexcept {
     cbc_encrypt_blocks(in, out, blocks, rk, iv);
-    wipe_used_stack<kStack>();
+    wipe_used_stack(kStack);
 }
 
 [[gnu::noinline]] void cbc_decrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
@@ -117,7 +117,7 @@ void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, 
 void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                  const std::uint8_t* iv) noexcept {
     cbc_decrypt_blocks(in, out, blocks, rk, iv);
-    wipe_used_stack<kStack>();
+    wipe_used_stack(kStack);
 }
 
 /// tau without the table.
@@ -133,7 +133,7 @@ std::uint32_t substitute_by_circuit(std::uint32_t x) noexcept {
 
 /// Slower than the table by a factor of four, but a key deserves it.
 void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
-    with_wiped_stack<kStack>([=] {
+    with_wiped_stack(kStack, [=] {
         std::uint32_t k[4];
         for (unsigned i = 0; i < 4; ++i) k[i] = mk[i] ^ FK[i];
         for (unsigned i = 0; i < 32; ++i) {

@@ -1,16 +1,15 @@
 // The four block routines on vectors, for any kernel that supplies the steps of a round.
 //
-// Wide holds Wide::lanes blocks in a vector. Four such vectors, transposed, are the words X0..X3 of 4 * lanes blocks: a
-// group. Up to `most` groups (1, 2, 4 or 8) run side by side, so that the latency of one hides behind the others.
-// Narrow holds one block, and is as quick as can be for a single one. Both keep state in the basis of basis.hpp
-// between load and store. Nothing here branches on data or looks data up in memory.
+// Wide holds Wide::lanes blocks in a vector, of which there are Wide::registers. Four such vectors, transposed, are the
+// words X0..X3 of 4 * lanes blocks: a group. Up to `most` groups (1, 2, 4 or 8) run side by side, so that the latency
+// of one hides behind the others. Narrow holds one block, and is as quick as can be for a single one. Both keep state
+// in the basis of basis.hpp between load and store. Nothing here branches on data or looks data up in memory.
 #pragma once
-
-#include <string.h>
 
 #include <cstddef>
 #include <cstdint>
 
+#include "base/wipe.hpp"
 #include "sm4/constants.hpp"
 #include "sm4/kernels/basis.hpp"
 #include "sm4/kernels/vector.hpp"
@@ -74,6 +73,10 @@ template <typename Wide, typename Narrow, std::size_t most>
 struct VectorModes {
     using Vector = typename Wide::Vector;
     using Block = typename Narrow::Vector;
+
+    /// What a group leaves in the frames of run and rounds: its state in both, and where there are few registers once
+    /// more on its way from one to the other.
+    static constexpr std::size_t spilled = (Wide::registers < 32 ? 3 : 2) * 4 * sizeof(Vector);
 
     struct Keys {
         alignas(16) std::uint32_t word[32];
@@ -165,13 +168,6 @@ struct VectorModes {
         }
     }
 
-    /// What run has spilled, into its own frame or that of rounds. Not base/wipe.hpp's, which others would share.
-    template <std::size_t groups>
-    [[gnu::noinline]] static void wipe_used_stack() {
-        std::uint8_t area[2 * groups * 4 * sizeof(Vector) + 256];
-        explicit_bzero(area, sizeof area);
-    }
-
     template <Order order>
     static void many(const std::uint8_t*& in, std::uint8_t*& out, std::size_t& blocks, const std::uint32_t* rk,
                      Block* chain) {
@@ -197,9 +193,9 @@ struct VectorModes {
         }
         explicit_bzero(&keys, sizeof keys);
         if (count > group)
-            wipe_used_stack<most>();
+            wipe_used_stack(most * spilled + 256);
         else
-            wipe_used_stack<1>();
+            wipe_used_stack(spilled + 256);
     }
 
     template <Order order>

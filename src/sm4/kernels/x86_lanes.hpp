@@ -14,7 +14,7 @@ namespace {
 
 struct Lanes128 {
     using Vector = __m128i;
-    static constexpr std::size_t lanes = 1;
+    static constexpr std::size_t lanes = 1, registers = 16;
 
     static Vector load_aligned(const void* p) { return _mm_load_si128(static_cast<const __m128i*>(p)); }
     static Vector repeat(const basis::Table& table) { return load_aligned(table.byte); }
@@ -69,7 +69,7 @@ struct Lanes128 {
 #ifdef __AVX2__
 struct Lanes256 {
     using Vector = __m256i;
-    static constexpr std::size_t lanes = 2;
+    static constexpr std::size_t lanes = 2, registers = 16;
 
     static Vector repeat(const basis::Table& table) {
         return _mm256_broadcastsi128_si256(Lanes128::load_aligned(table.byte));
@@ -110,7 +110,7 @@ struct Lanes256 {
 #ifdef __AVX512BW__
 struct Lanes512 {
     using Vector = __m512i;
-    static constexpr std::size_t lanes = 4;
+    static constexpr std::size_t lanes = 4, registers = 32;
 
     static Vector load(const std::uint8_t* p) { return _mm512_loadu_si512(p); }
     static void store(std::uint8_t* p, Vector v) { _mm512_storeu_si512(p, v); }
