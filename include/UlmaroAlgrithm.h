@@ -24,6 +24,7 @@
  *   cannot catch them: the process ends.
  * - **Threads.** Every routine is re-entrant on distinct objects. The custom-curve registry, ::group and, with the
  *   plain library, `rand` are shared and unguarded: serialise their use.
+ * - **Stack.** No call uses more than 12 KiB, so that all of them run in a thread with a stack of 16 KiB.
  *
  * The names, argument orders and spellings are fixed: applications look them up by name.
  */
