@@ -9,9 +9,7 @@ constexpr U256 montgomery_factor = {{0x901192af7c114f20, 0x3464504ade6fa2fa, 0x6
 constexpr u256::Modulus order = u256::modulus(group_order);
 
 // a b / 2^256 modulo n, for a b < 2^256 n.
-U256 montgomery_product(const U256& a, const U256& b) noexcept {
-    return u256::PortableResidues(order).mul(a, b);
-}
+U256 montgomery_product(const U256& a, const U256& b) noexcept { return u256::PortableResidues(order).mul(a, b); }
 
 U256 limbs(const Scalar& a) noexcept { return {{a.w[0], a.w[1], a.w[2], a.w[3]}}; }
 Scalar scalar(const U256& a) noexcept { return {{a.w[0], a.w[1], a.w[2], a.w[3]}}; }

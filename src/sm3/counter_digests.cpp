@@ -19,7 +19,7 @@ constexpr std::size_t kBlock = 64;
 constexpr std::size_t kDigest = 32;
 constexpr std::size_t kRows = 68;
 
-/// The first group, with its expansion, takes about as long as three to four digests one by one, the others two.
+/// The first group, with its expansion, takes as long as two to four digests one by one, any other as up to two.
 constexpr std::size_t kWorthwhile = 4;
 
 class Groups {

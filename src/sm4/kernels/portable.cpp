@@ -131,7 +131,7 @@ std::uint32_t substitute_by_circuit(std::uint32_t x) noexcept {
     return y;
 }
 
-/// Slower than the table by a factor of four, but a key deserves it.
+/// Slower than the table by a factor of five, but a key deserves it.
 void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
     with_wiped_stack(kStack, [=] {
         std::uint32_t k[4];
