@@ -459,16 +459,20 @@ protected:
             SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_);
             add("SM2_ECC_GenerateKeyPair", true, [=, this] { SM2_ECC_GenerateKeyPair(grp, &pub_, &key_); });
             add("SM2_ECDSA_Signature", true, [=, this] { SM2_ECDSA_Signature(grp, in_, &key_, &signature_); });
-            add("SM2_ECDSA_Verification", false, [=, this] { SM2_ECDSA_Verification(grp, in_, &pub_, &signature_); });
-            add("SM2_ECDSA_Verification", false, [=, this] { SM2_ECDSA_Verification(grp, out_, &pub_, &signature_); });
+            add("SM2_ECDSA_Verification", false,
+                [=, this] { return SM2_ECDSA_Verification(grp, in_, &pub_, &signature_); });
+            add("SM2_ECDSA_Verification", false,
+                [=, this] { return SM2_ECDSA_Verification(grp, out_, &pub_, &signature_); });
             add("SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_); });
-            add("SM2_ECES_Decryption", grp != &exported_, [=, this] { SM2_ECES_Decryption(grp, blob_, &key_, out_); });
+            add("SM2_ECES_Decryption", grp != &exported_,
+                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); });
             add("SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 20, &pub_, blob_); });
-            add("SM2_ECES_Decryption", grp != &exported_, [=, this] { SM2_ECES_Decryption(grp, blob_, &key_, out_); });
+            add("SM2_ECES_Decryption", grp != &exported_,
+                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); });
         }
         add("SM2_ECC_InitParameter", false, [this] { SM2_ECC_InitParameter(&param_, &scratch_); });
         add("SM2_CalcPubKeyByPriKey", true, [this] { SM2_CalcPubKeyByPriKey(&pub_, &number_); });
-        add("SM2_POINT_is_on_curve", false, [this] { SM2_POINT_is_on_curve(&param_, &pub_); });
+        add("SM2_POINT_is_on_curve", false, [this] { return SM2_POINT_is_on_curve(&param_, &pub_); });
         add("SM2_Get_Paramter", false, [this] { SM2_Get_Paramter(&param_, 7); });
         add("SM2_Set_Custom_Paramter", false,
             [this] { SM2_Set_Custom_Paramter(param_.p, param_.a, param_.b, param_.Gx, param_.Gy, param_.n); });
