@@ -58,9 +58,9 @@ struct Aes128 {
     static Vector rotate1(Vector v) { return shuffle(v, rotation1); }
     static Vector rotate2(Vector v) { return vreinterpretq_u8_u16(vrev32q_u16(vreinterpretq_u16_u8(v))); }
 
-    /// f of the S-box, and g of it rotated by one byte. The instruction adds the key before it inverts.
-    static void substitute(Vector t, Vector key, Vector& f, Vector& g) {
-        const Vector y = vaeseq_u8(t, key);
+    /// f of S(a + b + key), and g of it rotated by one byte. The instruction adds the key before it inverts.
+    static void substitute(Vector a, Vector b, Vector key, Vector& f, Vector& g) {
+        const Vector y = vaeseq_u8(add(a, b), key);
         f = shuffle(map(y, table_f), unshift);
         g = shuffle(map(y, table_g), unshift_rotation1);
     }
@@ -99,6 +99,6 @@ struct Aes128 {
 
 }  // namespace
 
-constinit const Kernels arm_aes_kernels = VectorModes<Aes128, Aes128, 4>::named("arm-aes");
+constinit const Kernels arm_aes_kernels = VectorModes<Aes128, Aes128, 4, 4>::named("arm-aes");
 
 }  // namespace ulmaro::sm4

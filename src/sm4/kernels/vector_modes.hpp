@@ -1,9 +1,11 @@
 // The four block routines on vectors, for any kernel that supplies the steps of a round.
 //
 // Wide holds Wide::lanes blocks in a vector, of which there are Wide::registers. Four such vectors, transposed, are the
-// words X0..X3 of 4 * lanes blocks: a group. Up to `most` groups (1, 2, 4 or 8) run side by side, so that the latency
-// of one hides behind the others. Narrow holds one block, and is as quick as can be for a single one. Both keep state
-// in the basis of basis.hpp between load and store. Nothing here branches on data or looks data up in memory.
+// words X0..X3 of 4 * lanes blocks: a group. Up to `most` groups run side by side, so that the latency of one hides
+// behind the others. Straight code for so many is quicker only while registers hold their state: up to `unrolled`
+// groups have that, and more run in loops, at a fraction of the size. Narrow holds one block, and is as quick as can be
+// for a single one. Both keep state in the basis of basis.hpp between load and store. Nothing here branches on data or
+// looks data up in memory.
 #pragma once
 
 #include <cstddef>
@@ -69,13 +71,17 @@ struct SerialBlock {
     Vector reversed() const { return Narrow::leave(Narrow::join_words(x3, x2, x1, x0)); }
 };
 
-template <typename Wide, typename Narrow, std::size_t most>
+template <typename Wide, typename Narrow, std::size_t most, std::size_t unrolled>
 struct VectorModes {
     using Vector = typename Wide::Vector;
     using Block = typename Narrow::Vector;
+    using Group = Vector[4];
 
-    /// What a group leaves in the frames of run and rounds: its state in both, and where there are few registers once
-    /// more on its way from one to the other.
+    static constexpr std::size_t group_blocks = 4 * Wide::lanes;
+    static constexpr std::size_t vector_bytes = 16 * Wide::lanes;
+
+    /// What a group leaves in the frames of run and its callees: its state in both, and where there are few registers
+    /// once more on its way from one to the other.
     static constexpr std::size_t spilled = (Wide::registers < 32 ? 3 : 2) * 4 * sizeof(Vector);
 
     struct Keys {
@@ -88,38 +94,46 @@ struct VectorModes {
             Narrow::store(reinterpret_cast<std::uint8_t*>(keys.word + i), four_keys<Narrow, order>(rk, i));
     }
 
-    /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)).
+    /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)). Of what is summed first, X1 may be ready last.
     [[gnu::always_inline]] static void round(Vector& x0, Vector x1, Vector x2_x3, Vector key) {
         Vector f, g;
-        Wide::substitute(Wide::add(x1, x2_x3), key, f, g);
+        Wide::substitute(x1, x2_x3, key, f, g);
         const Vector k = Wide::add(f, g);
         x0 = Wide::add(Wide::add(x0, k), Wide::rotate1(k), Wide::rotate2(k));
     }
 
+    /// step(i) for every group: for `room` of them in straight code, or for the first `groups` in a loop.
+    template <std::size_t room, typename Step>
+    [[gnu::always_inline]] static void each(std::size_t groups, const Step& step) {
+        if constexpr (room <= unrolled) {
+#pragma GCC unroll 4
+            for (std::size_t i = 0; i < room; ++i) step(i);
+        } else {
+#pragma GCC unroll 1
+            for (std::size_t i = 0; i < groups; ++i) step(i);
+        }
+    }
+
     /// From X0..X3 to X32..X35. A pair of words is summed once for two rounds.
-    template <std::size_t groups>
-    [[gnu::noinline]] static void rounds(Vector (&x)[groups][4], const Keys& keys) {
+    template <std::size_t room>
+    [[gnu::noinline]] static void rounds(Group* x, std::size_t groups, const Keys& keys) {
 #pragma GCC unroll 1
         for (std::size_t r = 0; r < 32; r += 4) {
-            Vector pair[groups];
+            Vector pair[room];
             Vector key = Wide::broadcast(keys.word + r);
-#pragma GCC unroll 8
-            for (std::size_t i = 0; i < groups; ++i) {
+            each<room>(groups, [&](std::size_t i) {
                 pair[i] = Wide::add(x[i][2], x[i][3]);
                 round(x[i][0], x[i][1], pair[i], key);
-            }
+            });
             key = Wide::broadcast(keys.word + r + 1);
-#pragma GCC unroll 8
-            for (std::size_t i = 0; i < groups; ++i) round(x[i][1], x[i][0], pair[i], key);
+            each<room>(groups, [&](std::size_t i) { round(x[i][1], x[i][0], pair[i], key); });
             key = Wide::broadcast(keys.word + r + 2);
-#pragma GCC unroll 8
-            for (std::size_t i = 0; i < groups; ++i) {
+            each<room>(groups, [&](std::size_t i) {
                 pair[i] = Wide::add(x[i][0], x[i][1]);
                 round(x[i][2], x[i][3], pair[i], key);
-            }
+            });
             key = Wide::broadcast(keys.word + r + 3);
-#pragma GCC unroll 8
-            for (std::size_t i = 0; i < groups; ++i) round(x[i][3], x[i][2], pair[i], key);
+            each<room>(groups, [&](std::size_t i) { round(x[i][3], x[i][2], pair[i], key); });
         }
     }
 
@@ -134,66 +148,116 @@ struct VectorModes {
         if (first < blocks) Wide::store_blocks(p + 16 * first, v, blocks - first);
     }
 
-    /// 1 to groups * 4 * lanes blocks. All of them are read before the first is written, and what CBC adds is read one
-    /// vector ahead of what is written, for out may be in or lie below it. chain, for CBC, is the block before in.
-    template <std::size_t groups>
-    [[gnu::noinline]] static void run(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const Keys& keys,
-                                      Block* chain) {
-        Vector x[groups][4];
-#pragma GCC unroll 8
-        for (std::size_t i = 0; i < groups; ++i) {
+    /// The words of `blocks` blocks, and of zeros up to end.
+    [[gnu::noinline]] static void load(Group* x, const Group* end, const std::uint8_t* in, std::size_t blocks) {
+#pragma GCC unroll 1
+        for (; x != end; ++x, in += 16 * group_blocks) {
+            Group v;
+            if (blocks >= group_blocks) {
 #pragma GCC unroll 4
-            for (std::size_t j = 0; j < 4; ++j) x[i][j] = Wide::enter(load_some(in, 4 * i + j, blocks));
-            Wide::transpose(x[i][0], x[i][1], x[i][2], x[i][3]);
-        }
-        rounds(x, keys);
-#pragma GCC unroll 8
-        for (std::size_t i = 0; i < groups; ++i) {
-            Wide::transpose(x[i][3], x[i][2], x[i][1], x[i][0]);
+                for (std::size_t j = 0; j < 4; ++j) v[j] = Wide::load(in + vector_bytes * j);
+                blocks -= group_blocks;
+            } else {
 #pragma GCC unroll 4
-            for (std::size_t j = 0; j < 4; ++j) x[i][j] = Wide::leave(x[i][j]);
+                for (std::size_t j = 0; j < 4; ++j) v[j] = load_some(in, j, blocks);
+                blocks = 0;
+            }
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) v[j] = Wide::enter(v[j]);
+            Wide::transpose(v[0], v[1], v[2], v[3]);
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) (*x)[j] = v[j];
         }
-        if (chain == nullptr) {
-#pragma GCC unroll 32
-            for (std::size_t j = 0; j < 4 * groups; ++j) store_some(out, x[j / 4][3 - j % 4], j, blocks);
-            return;
+    }
+
+    /// The blocks that the reverse transform makes of the words of a group.
+    [[gnu::always_inline]] static void reverse(Group& v, const Group& x) {
+#pragma GCC unroll 4
+        for (std::size_t j = 0; j < 4; ++j) v[j] = x[3 - j];
+        Wide::transpose(v[0], v[1], v[2], v[3]);
+#pragma GCC unroll 4
+        for (std::size_t j = 0; j < 4; ++j) v[j] = Wide::leave(v[j]);
+    }
+
+    [[gnu::noinline]] static void store(const Group* x, std::uint8_t* out, std::size_t blocks) {
+#pragma GCC unroll 1
+        for (; blocks >= group_blocks; blocks -= group_blocks, ++x, out += 16 * group_blocks) {
+            Group v;
+            reverse(v, *x);
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) Wide::store(out + vector_bytes * j, v[j]);
         }
-        Vector before = Wide::load_behind(*chain, in, blocks);
-        *chain = Narrow::load(in + 16 * (blocks - 1));
-#pragma GCC unroll 32
-        for (std::size_t j = 0; j < 4 * groups; ++j) {
-            const Vector plain = Wide::add(x[j / 4][3 - j % 4], before);
+        if (blocks == 0) return;
+        Group v;
+        reverse(v, *x);
+#pragma GCC unroll 4
+        for (std::size_t j = 0; j < 4; ++j) store_some(out, v[j], j, blocks);
+    }
+
+    /// For CBC: in is what the words came from; chain is the block before it, and afterwards its last. What is added is
+    /// read one vector ahead of what is written, for out may be in or lie below it.
+    [[gnu::noinline]] static void store_chained(const Group* x, std::uint8_t* out, std::size_t blocks,
+                                                const std::uint8_t* in, Block& chain) {
+        Vector before = Wide::load_behind(chain, in, blocks);
+        chain = Narrow::load(in + 16 * (blocks - 1));
+#pragma GCC unroll 1
+        for (; blocks > group_blocks; blocks -= group_blocks, ++x, in += 16 * group_blocks, out += 16 * group_blocks) {
+            Group v;
+            reverse(v, *x);
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) {
+                const Vector plain = Wide::add(v[j], before);
+                before = j < 3 ? Wide::load(in + vector_bytes * (j + 1) - 16) : load_some(in - 16, 4, blocks + 1);
+                Wide::store(out + vector_bytes * j, plain);
+            }
+        }
+        Group v;
+        reverse(v, *x);
+#pragma GCC unroll 4
+        for (std::size_t j = 0; j < 4; ++j) {
+            const Vector plain = Wide::add(v[j], before);
             if ((j + 1) * Wide::lanes < blocks) before = load_some(in - 16, j + 1, blocks + 1);
             store_some(out, plain, j, blocks);
         }
     }
 
+    /// 1 to room * group_blocks blocks, all of which are read before the first is written. chain is null for ECB.
+    template <std::size_t room>
+    [[gnu::noinline]] static void run(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const Keys& keys,
+                                      Block* chain) {
+        Group x[room];
+        const std::size_t groups = room <= unrolled ? room : (blocks + group_blocks - 1) / group_blocks;
+        load(x, x + groups, in, blocks);
+        rounds<room>(x, groups, keys);
+        if (chain == nullptr)
+            store(x, out, blocks);
+        else
+            store_chained(x, out, blocks, in, *chain);
+    }
+
     template <Order order>
     static void many(const std::uint8_t*& in, std::uint8_t*& out, std::size_t& blocks, const std::uint32_t* rk,
                      Block* chain) {
-        constexpr std::size_t group = 4 * Wide::lanes;
         const std::size_t count = blocks;
         Keys keys;
         prepare<order>(keys, rk);
-        for (; blocks >= most * group; blocks -= most * group) {
-            run<most>(in, out, most * group, keys, chain);
-            in += 16 * most * group;
-            out += 16 * most * group;
-        }
-        if (blocks > 1) {
-            if (most > 4 && blocks > 4 * group)
-                run<most>(in, out, blocks, keys, chain);
-            else if (blocks > 2 * group)
-                run<4>(in, out, blocks, keys, chain);
-            else if (blocks > group)
-                run<2>(in, out, blocks, keys, chain);
+        while (blocks > 1) {
+            const std::size_t now = blocks < most * group_blocks ? blocks : most * group_blocks;
+            if (now > 2 * group_blocks)
+                run<most>(in, out, now, keys, chain);
+            else if (now > group_blocks)
+                run<2>(in, out, now, keys, chain);
             else
-                run<1>(in, out, blocks, keys, chain);
-            blocks = 0;
+                run<1>(in, out, now, keys, chain);
+            in += 16 * now;
+            out += 16 * now;
+            blocks -= now;
         }
         explicit_bzero(&keys, sizeof keys);
-        if (count > group)
+        if (count > 2 * group_blocks)
             wipe_used_stack(most * spilled + 256);
+        else if (count > group_blocks)
+            wipe_used_stack(2 * spilled + 256);
         else
             wipe_used_stack(spilled + 256);
     }

@@ -45,9 +45,9 @@ struct Aes128 : Lanes128 {
     static Vector rotate1(Vector v) { return shuffle(v, rotation1); }
     static Vector rotate2(Vector v) { return shuffle(v, rotation2); }
 
-    /// f of the S-box, and g of it rotated by one byte.
-    static void substitute(Vector t, Vector key, Vector& f, Vector& g) {
-        const Vector y = _mm_aesenclast_si128(add(t, key), repeat(aes_key));
+    /// f of S(a + b + key), and g of it rotated by one byte.
+    static void substitute(Vector a, Vector b, Vector key, Vector& f, Vector& g) {
+        const Vector y = _mm_aesenclast_si128(add(a, b, key), repeat(aes_key));
         f = shuffle(map(y, table_f), unshift);
         g = shuffle(map(y, table_g), unshift_rotation1);
     }
@@ -94,8 +94,8 @@ struct Aes256 : Lanes256 {
 #endif
     }
 
-    static void substitute(Vector t, Vector key, Vector& f, Vector& g) {
-        const Vector y = aes(add(t, key));
+    static void substitute(Vector a, Vector b, Vector key, Vector& f, Vector& g) {
+        const Vector y = aes(add(a, b, key));
         f = shuffle(map(y, table_f), unshift);
         g = shuffle(map(y, table_g), unshift_rotation1);
     }

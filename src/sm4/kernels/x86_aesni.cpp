@@ -8,6 +8,6 @@
 
 namespace ulmaro::sm4 {
 
-constinit const Kernels x86_aesni_kernels = VectorModes<Aes128, Aes128, 8>::named("x86-aesni");
+constinit const Kernels x86_aesni_kernels = VectorModes<Aes128, Aes128, 8, 2>::named("x86-aesni");
 
 }  // namespace ulmaro::sm4

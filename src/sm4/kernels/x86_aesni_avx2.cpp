@@ -8,6 +8,6 @@
 
 namespace ulmaro::sm4 {
 
-constinit const Kernels x86_aesni_avx2_kernels = VectorModes<Aes256, Aes128, 8>::named("x86-aesni-avx2");
+constinit const Kernels x86_aesni_avx2_kernels = VectorModes<Aes256, Aes128, 8, 2>::named("x86-aesni-avx2");
 
 }  // namespace ulmaro::sm4

@@ -16,8 +16,8 @@ struct Gfni256 : Lanes256 {
     static Vector rotate1(Vector v) { return shuffle(v, rotation1); }
     static Vector rotate2(Vector v) { return shuffle(v, rotation2); }
 
-    static void substitute(Vector t, Vector key, Vector& f, Vector& g) {
-        const Vector sum = add(t, key);
+    static void substitute(Vector a, Vector b, Vector key, Vector& f, Vector& g) {
+        const Vector sum = add(a, b, key);
         f = _mm256_gf2p8affineinv_epi64_epi8(sum, _mm256_set1_epi64x(matrix_f), constant_f);
         g = rotate1(_mm256_gf2p8affineinv_epi64_epi8(sum, _mm256_set1_epi64x(matrix_g), constant_g));
     }
@@ -28,6 +28,6 @@ struct Gfni256 : Lanes256 {
 
 }  // namespace
 
-constinit const Kernels x86_gfni256_kernels = VectorModes<Gfni256, Gfni128, 8>::named("x86-gfni256");
+constinit const Kernels x86_gfni256_kernels = VectorModes<Gfni256, Gfni128, 8, 2>::named("x86-gfni256");
 
 }  // namespace ulmaro::sm4

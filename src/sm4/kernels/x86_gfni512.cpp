@@ -16,8 +16,8 @@ struct Gfni512 : Lanes512 {
     static Vector rotate1(Vector v) { return _mm512_ror_epi32(v, 8); }
     static Vector rotate2(Vector v) { return _mm512_ror_epi32(v, 16); }
 
-    static void substitute(Vector t, Vector key, Vector& f, Vector& g) {
-        const Vector sum = add(t, key);
+    static void substitute(Vector a, Vector b, Vector key, Vector& f, Vector& g) {
+        const Vector sum = add(a, b, key);
         f = _mm512_gf2p8affineinv_epi64_epi8(sum, _mm512_set1_epi64(matrix_f), constant_f);
         g = rotate1(_mm512_gf2p8affineinv_epi64_epi8(sum, _mm512_set1_epi64(matrix_g), constant_g));
     }
@@ -25,6 +25,6 @@ struct Gfni512 : Lanes512 {
 
 }  // namespace
 
-constinit const Kernels x86_gfni512_kernels = VectorModes<Gfni512, Gfni128, 4>::named("x86-gfni512");
+constinit const Kernels x86_gfni512_kernels = VectorModes<Gfni512, Gfni128, 4, 4>::named("x86-gfni512");
 
 }  // namespace ulmaro::sm4

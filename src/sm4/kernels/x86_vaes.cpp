@@ -8,6 +8,6 @@
 
 namespace ulmaro::sm4 {
 
-constinit const Kernels x86_vaes_kernels = VectorModes<Aes256, Aes128, 8>::named("x86-vaes");
+constinit const Kernels x86_vaes_kernels = VectorModes<Aes256, Aes128, 8, 2>::named("x86-vaes");
 
 }  // namespace ulmaro::sm4
