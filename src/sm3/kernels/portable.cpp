@@ -8,7 +8,6 @@
 #include <array>
 
 #include "base/bytes.hpp"
-#include "base/wipe.hpp"
 #include "sm3/rounds.hpp"
 
 namespace ulmaro::sm3 {
@@ -24,26 +23,27 @@ struct State {
     std::uint32_t a, b, c, d, e, f, g, h;
 };
 
-/// Rounds j to j + 3; from j = 12 on they first make the words W_(j+4) to W_(j+7), in place of W_(j-12) to W_(j-9).
-template <unsigned j>
-[[gnu::always_inline]] inline void four_rounds(State& s, std::uint32_t* w) noexcept {
-    constexpr bool kEarly = j < 16;
-    constexpr const std::uint32_t* t = kRotatedConstants.data() + j;
+/// Rounds j to j + 3 of sixteen; t and w are the constants and the words of the sixteen. Words four rounds ahead that
+/// are not the block's own are made on the way, in the place of those that are 16 older.
+template <bool kEarly, unsigned j>
+[[gnu::always_inline]] inline void four_rounds(State& s, std::uint32_t* w, const std::uint32_t* t) noexcept {
     const auto at = [w](unsigned i) -> std::uint32_t& { return w[i % 16]; };
     const auto next = [at](unsigned i) {
-        if constexpr (j >= 12) at(i) = expand(at(i), at(i - 13), at(i - 9), at(i - 6), at(i - 3));
+        if constexpr (!kEarly || j >= 12) at(i) = expand(at(i), at(i - 13), at(i - 9), at(i - 6), at(i - 3));
         return at(i);
     };
-    round<kEarly>(s.a, s.b, s.c, s.d, s.e, s.f, s.g, s.h, t[0], at(j), at(j) ^ next(j + 4));
-    round<kEarly>(s.d, s.a, s.b, s.c, s.h, s.e, s.f, s.g, t[1], at(j + 1), at(j + 1) ^ next(j + 5));
-    round<kEarly>(s.c, s.d, s.a, s.b, s.g, s.h, s.e, s.f, t[2], at(j + 2), at(j + 2) ^ next(j + 6));
-    round<kEarly>(s.b, s.c, s.d, s.a, s.f, s.g, s.h, s.e, t[3], at(j + 3), at(j + 3) ^ next(j + 7));
+    round<kEarly>(s.a, s.b, s.c, s.d, s.e, s.f, s.g, s.h, t[j], at(j), at(j) ^ next(j + 4));
+    round<kEarly>(s.d, s.a, s.b, s.c, s.h, s.e, s.f, s.g, t[j + 1], at(j + 1), at(j + 1) ^ next(j + 5));
+    round<kEarly>(s.c, s.d, s.a, s.b, s.g, s.h, s.e, s.f, t[j + 2], at(j + 2), at(j + 2) ^ next(j + 6));
+    round<kEarly>(s.b, s.c, s.d, s.a, s.f, s.g, s.h, s.e, t[j + 3], at(j + 3), at(j + 3) ^ next(j + 7));
 }
 
-template <unsigned... kGroup>
-[[gnu::always_inline]] inline void all_rounds(State& s, std::uint32_t* w,
-                                              std::integer_sequence<unsigned, kGroup...>) noexcept {
-    (four_rounds<4 * kGroup>(s, w), ...);
+template <bool kEarly>
+[[gnu::always_inline]] inline void sixteen_rounds(State& s, std::uint32_t* w, const std::uint32_t* t) noexcept {
+    four_rounds<kEarly, 0>(s, w, t);
+    four_rounds<kEarly, 4>(s, w, t);
+    four_rounds<kEarly, 8>(s, w, t);
+    four_rounds<kEarly, 12>(s, w, t);
 }
 
 [[gnu::noinline]] void compress_blocks(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
@@ -51,7 +51,9 @@ template <unsigned... kGroup>
     for (; blocks != 0; --blocks, data += 64) {
         for (unsigned i = 0; i < 16; ++i) w[i] = load_be32(data + 4 * i);
         State s{v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]};
-        all_rounds(s, w, std::make_integer_sequence<unsigned, 16>{});
+        sixteen_rounds<true>(s, w, kRotatedConstants.data());
+#pragma GCC unroll 1
+        for (unsigned j = 16; j < 64; j += 16) sixteen_rounds<false>(s, w, kRotatedConstants.data() + j);
         v[0] ^= s.a;
         v[1] ^= s.b;
         v[2] ^= s.c;
