@@ -2,12 +2,6 @@
 
 #include "base/cpu.hpp"
 #include "base/kernel_list.hpp"
-#include "sm3/kernels/portable.hpp"
-#if defined(__x86_64__)
-#include "sm3/kernels/x86.hpp"
-#elif defined(__aarch64__)
-#include "sm3/kernels/arm.hpp"
-#endif
 
 namespace ulmaro::sm3 {
 namespace {
@@ -18,11 +12,11 @@ const KernelList<Kernels>& kernels() noexcept {
         KernelList<Kernels> list;
 #if defined(__x86_64__)
         const bool avx2 = cpu.avx2 && cpu.bmi2;
-        list.add_if(avx2 && cpu.avx512, avx512_kernels);
-        list.add_if(avx2, avx2_kernels);
+        list.add_if(avx2 && cpu.avx512, x86_avx512_kernels);
+        list.add_if(avx2, x86_avx2_kernels);
 #elif defined(__aarch64__)
         list.add_if(cpu.sm3, arm_sm3_kernels);
-        list.add_if(cpu.neon, neon_kernels);
+        list.add_if(cpu.neon, arm_neon_kernels);
 #endif
         list.add_if(true, portable_kernels);
         return list;

@@ -29,6 +29,16 @@ struct Kernels {
 
 inline constexpr std::size_t kMaxLanes = 16;
 
+/// Those of this architecture. A name is the architecture and the instructions that make the kernel.
+extern const Kernels portable_kernels;
+#if defined(__x86_64__)
+extern const Kernels x86_avx2_kernels;
+extern const Kernels x86_avx512_kernels;
+#elif defined(__aarch64__)
+extern const Kernels arm_neon_kernels;
+extern const Kernels arm_sm3_kernels;
+#endif
+
 /// The kernels that this processor can run, best first; the portable one is last and always there.
 std::span<const Kernels* const> supported_kernels() noexcept;
 

@@ -4,15 +4,9 @@
 #include <cstdint>
 
 #include "base/bytes.hpp"
+#include "sm3/constants.hpp"
 
 namespace ulmaro::sm3 {
-
-/// Chaining value before the first block (clause 4.1).
-inline constexpr std::uint32_t kInitialValue[8] = {0x7380166f, 0x4914b2b9, 0x172442d7, 0xda8a0600,
-                                                   0xa96f30bc, 0x163138aa, 0xe38dee4d, 0xb0fb0e4e};
-
-/// T_j, not rotated (clause 4.2).
-constexpr std::uint32_t round_constant(unsigned j) noexcept { return j < 16 ? 0x79cc4519U : 0x7a879d8aU; }
 
 constexpr std::uint32_t p0(std::uint32_t x) noexcept { return x ^ rotl32(x, 9) ^ rotl32(x, 17); }
 constexpr std::uint32_t p1(std::uint32_t x) noexcept { return x ^ rotl32(x, 15) ^ rotl32(x, 23); }

@@ -2,8 +2,6 @@
 
 #include "base/cpu.hpp"
 #include "base/kernel_list.hpp"
-#include "sm4/kernels/portable.hpp"
-#include "sm4/kernels/vector.hpp"
 
 namespace ulmaro::sm4 {
 namespace {

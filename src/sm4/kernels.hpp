@@ -27,6 +27,19 @@ struct Kernels {
     CbcFunction cbc_decrypt;
 };
 
+/// Those of this architecture. A name is the architecture and the instructions that make the kernel.
+extern const Kernels portable_kernels;
+#if defined(__x86_64__)
+extern const Kernels x86_aesni_kernels;
+extern const Kernels x86_aesni_avx2_kernels;
+extern const Kernels x86_vaes_kernels;
+extern const Kernels x86_gfni256_kernels;
+extern const Kernels x86_gfni512_kernels;
+#elif defined(__aarch64__)
+extern const Kernels arm_aes_kernels;
+extern const Kernels arm_sm4_kernels;
+#endif
+
 /// The kernels that this processor can run, best first; the portable one is last and always there.
 std::span<const Kernels* const> supported_kernels() noexcept;
 

@@ -23,14 +23,9 @@
 #include "ec/recommended_curve.hpp"
 #include "sm3/counter_digests.hpp"
 #include "sm4/kernels.hpp"
-#include "sm4/kernels/portable.hpp"
 #include "support/bytes.hpp"
 #include "support/curves.hpp"
 #include "support/sm4_modes.hpp"
-#if defined(__x86_64__)
-#include "sm3/kernels/x86.hpp"
-#include "sm4/kernels/vector.hpp"
-#endif
 
 using namespace ulmaro;
 using namespace ulmaro::test;
@@ -242,7 +237,8 @@ void run_all_kernels() {
                               {&sm4::x86_gfni512_kernels, &sm4::x86_gfni256_kernels, &sm4::x86_vaes_kernels,
                                &sm4::x86_aesni_avx2_kernels, &sm4::x86_aesni_kernels},
                               run_sm4_kernel);
-    run_kernels<sm3::Kernels>(sm3::supported_kernels(), {&sm3::avx512_kernels, &sm3::avx2_kernels}, run_sm3_kernel);
+    run_kernels<sm3::Kernels>(sm3::supported_kernels(), {&sm3::x86_avx512_kernels, &sm3::x86_avx2_kernels},
+                              run_sm3_kernel);
 #endif
     run_kernels<sm3::Kernels>(sm3::supported_kernels(), {sm3::supported_kernels().back()}, run_sm3_kernel);
 }

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "sm3/counter_digests.hpp"
-#include "sm3/kernels/portable.hpp"
 #include "sm3/rounds.hpp"
 #include "support/bytes.hpp"
 

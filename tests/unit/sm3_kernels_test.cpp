@@ -8,7 +8,6 @@
 #include "UlmaroAlgrithm.h"
 #include "sm3/counter_digests.hpp"
 #include "sm3/kernels.hpp"
-#include "sm3/kernels/portable.hpp"
 #include "support/bytes.hpp"
 #include "support/counted_message.hpp"
 #include "support/guarded.hpp"
@@ -23,9 +22,9 @@ namespace {
 
 constexpr std::string_view kNames[] = {
 #if defined(__x86_64__)
-    "avx512", "avx2",
+    "x86-avx512", "x86-avx2",
 #elif defined(__aarch64__)
-    "sm3", "neon",
+    "arm-sm3", "arm-neon",
 #endif
     "portable"};
 
@@ -42,8 +41,11 @@ protected:
     Random random_;
 };
 
-INSTANTIATE_TEST_SUITE_P(, Sm3Kernels, testing::ValuesIn(kNames),
-                         [](const auto& kernel) { return std::string(kernel.param); });
+INSTANTIATE_TEST_SUITE_P(, Sm3Kernels, testing::ValuesIn(kNames), [](const auto& kernel) {
+    std::string name(kernel.param);
+    std::ranges::replace(name, '-', '_');
+    return name;
+});
 
 std::vector<unsigned int> words(Random& random, std::size_t count) {
     std::vector<unsigned int> result(count);

@@ -10,10 +10,8 @@
 #include <vector>
 
 #include "UlmaroAlgrithmInternals.hpp"
-#include "sm4/block.hpp"
 #include "sm4/kernels.hpp"
-#include "sm4/kernels/portable.hpp"
-#include "sm4/kernels/vector.hpp"
+#include "sm4/kernels/portable_rounds.hpp"
 #include "support/bytes.hpp"
 #include "support/guarded.hpp"
 #include "support/random.hpp"

@@ -9,24 +9,11 @@
 
 #include <utility>
 
-#include "sm3/kernels/arm.hpp"
+#include "sm3/constants.hpp"
+#include "sm3/kernels.hpp"
 
 namespace ulmaro::sm3 {
 namespace {
-
-constexpr std::uint32_t rotated_constant(unsigned j) {
-    const std::uint32_t t = j < 16 ? 0x79cc4519 : 0x7a879d8a;
-    return j % 32 == 0 ? t : t << j % 32 | t >> (32 - j % 32);
-}
-
-struct Constants {
-    std::uint32_t t[64];
-    constexpr Constants() : t{} {
-        for (unsigned j = 0; j < 64; ++j) t[j] = rotated_constant(j);
-    }
-};
-
-constexpr Constants kConstants;
 
 struct State {
     uint32x4_t left, right;
@@ -35,7 +22,7 @@ struct State {
 /// Round j; lane j % 4 of w and wp holds W_j and W'_j.
 template <unsigned j>
 [[gnu::always_inline]] inline void round(State& s, uint32x4_t w, uint32x4_t wp) {
-    const uint32x4_t ss1 = vsm3ss1q_u32(s.left, s.right, vld1q_dup_u32(kConstants.t + j));
+    const uint32x4_t ss1 = vsm3ss1q_u32(s.left, s.right, vld1q_dup_u32(rotated_constants.t + j));
     if constexpr (j < 16) {
         s.left = vsm3tt1aq_u32(s.left, ss1, wp, j % 4);
         s.right = vsm3tt2aq_u32(s.right, ss1, w, j % 4);
@@ -89,6 +76,6 @@ void compress(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) no
 
 }  // namespace
 
-constinit const Kernels arm_sm3_kernels{"sm3", compress, 1, nullptr, nullptr};
+constinit const Kernels arm_sm3_kernels{"arm-sm3", compress, 1, nullptr, nullptr};
 
 }  // namespace ulmaro::sm3

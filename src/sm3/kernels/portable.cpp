@@ -3,21 +3,15 @@
 //   compress_portable(v[8], data[64 * blocks], blocks)    v and data do not overlap; any alignment of data
 //
 // Expansion runs four words ahead of the rounds, in a ring of 16 words: what fits the registers least badly.
-#include "sm3/kernels/portable.hpp"
-
-#include <array>
-
 #include "base/bytes.hpp"
+#include "base/wipe.hpp"
+#include "sm3/constants.hpp"
+#include "sm3/kernels.hpp"
+#include "sm3/kernels/stream.hpp"
 #include "sm3/rounds.hpp"
 
 namespace ulmaro::sm3 {
 namespace {
-
-constexpr std::array<std::uint32_t, 64> kRotatedConstants = [] {
-    std::array<std::uint32_t, 64> t{};
-    for (unsigned j = 0; j < 64; ++j) t[j] = rotl32(round_constant(j), j % 32);
-    return t;
-}();
 
 struct State {
     std::uint32_t a, b, c, d, e, f, g, h;
@@ -51,9 +45,9 @@ template <bool kEarly>
     for (; blocks != 0; --blocks, data += 64) {
         for (unsigned i = 0; i < 16; ++i) w[i] = load_be32(data + 4 * i);
         State s{v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]};
-        sixteen_rounds<true>(s, w, kRotatedConstants.data());
+        sixteen_rounds<true>(s, w, rotated_constants.t);
 #pragma GCC unroll 1
-        for (unsigned j = 16; j < 64; j += 16) sixteen_rounds<false>(s, w, kRotatedConstants.data() + j);
+        for (unsigned j = 16; j < 64; j += 16) sixteen_rounds<false>(s, w, rotated_constants.t + j);
         v[0] ^= s.a;
         v[1] ^= s.b;
         v[2] ^= s.c;

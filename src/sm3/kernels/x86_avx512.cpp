@@ -4,36 +4,35 @@
 //   expand_lanes(w[68][16]), compress_lanes(v[8][16], result[8][16], w[68][16], row, common, stride)    rows aligned
 #include <immintrin.h>
 
-#include "sm3/kernels/x86.hpp"
+#include "sm3/kernels/lanes.hpp"
+#include "sm3/kernels/stream.hpp"
 
 namespace ulmaro::sm3 {
 namespace {
 
-using V = __m512i;
-constexpr std::size_t kLanes = 16;
+struct Avx512 {
+    using Vector = __m512i;
+    static constexpr std::size_t lanes = 16;
 
-// Truth tables of three inputs for vpternlogd.
-constexpr int kExor = 0x96, kMajority = 0xe8, kChoice = 0xca;
+    // Truth tables of three inputs for vpternlogd.
+    static constexpr int exor_table = 0x96, majority_table = 0xe8, choice_table = 0xca;
 
-[[gnu::always_inline]] inline V load(const std::uint32_t* p) { return _mm512_load_si512(p); }
-[[gnu::always_inline]] inline void store(std::uint32_t* p, V v) { _mm512_store_si512(p, v); }
-[[gnu::always_inline]] inline V broadcast(const std::uint32_t* p) { return _mm512_set1_epi32(static_cast<int>(*p)); }
-[[gnu::always_inline]] inline V add(V a, V b) { return _mm512_add_epi32(a, b); }
-[[gnu::always_inline]] inline V exor(V a, V b) { return _mm512_xor_si512(a, b); }
-[[gnu::always_inline]] inline V exor3(V a, V b, V c) { return _mm512_ternarylogic_epi32(a, b, c, kExor); }
-
-template <int n>
-[[gnu::always_inline]] inline V rotate(V v) {
-    return _mm512_maskz_rol_epi32(0xffff, v, n);  // the plain form makes g++ 12 warn of its own header
-}
-
-[[gnu::always_inline]] inline V majority(V a, V b, V c) { return _mm512_ternarylogic_epi32(a, b, c, kMajority); }
-[[gnu::always_inline]] inline V choice(V e, V f, V g) { return _mm512_ternarylogic_epi32(e, f, g, kChoice); }
-
-#include "sm3/kernels/lanes.inl"
+    static Vector load(const std::uint32_t* p) { return _mm512_load_si512(p); }
+    static void store(std::uint32_t* p, Vector v) { _mm512_store_si512(p, v); }
+    static Vector broadcast(const std::uint32_t* p) { return _mm512_set1_epi32(static_cast<int>(*p)); }
+    static Vector add(Vector a, Vector b) { return _mm512_add_epi32(a, b); }
+    static Vector exor(Vector a, Vector b) { return _mm512_xor_si512(a, b); }
+    static Vector exor(Vector a, Vector b, Vector c) { return _mm512_ternarylogic_epi32(a, b, c, exor_table); }
+    template <int n>
+    static Vector rotate(Vector v) {
+        return _mm512_maskz_rol_epi32(0xffff, v, n);  // the plain form makes g++ 12 warn of its own header
+    }
+    static Vector majority(Vector a, Vector b, Vector c) { return _mm512_ternarylogic_epi32(a, b, c, majority_table); }
+    static Vector choice(Vector e, Vector f, Vector g) { return _mm512_ternarylogic_epi32(e, f, g, choice_table); }
+};
 
 }  // namespace
 
-constinit const Kernels avx512_kernels{"avx512", compress_bmi2, kLanes, expand_lanes, compress_lanes};
+constinit const Kernels x86_avx512_kernels = LaneFunctions<Avx512>::named("x86-avx512", compress_bmi2);
 
 }  // namespace ulmaro::sm3

@@ -13,7 +13,8 @@
 #include <utility>
 
 #include "base/wipe.hpp"
-#include "sm3/kernels/x86.hpp"
+#include "sm3/constants.hpp"
+#include "sm3/kernels/stream.hpp"
 
 namespace ulmaro::sm3 {
 namespace {
@@ -92,9 +93,7 @@ template <unsigned i>
 /// Round j. p, q and r are scratch: A <<< 12 and then SS2, SS1, and the parts of FF and GG.
 template <unsigned j>
 [[gnu::always_inline]] inline void round(State& state, const Schedule* s) {
-    constexpr std::uint32_t constant = j < 16 ? 0x79cc4519 : 0x7a879d8a;
-    constexpr auto rotated =
-        static_cast<std::int32_t>(j % 32 == 0 ? constant : constant << j % 32 | constant >> (32 - j % 32));
+    constexpr auto rotated = static_cast<std::int32_t>(rotated_constants.t[j]);
     const std::uint32_t a = state.left[(64 - j) % 4], c = state.left[(66 - j) % 4];
     const std::uint32_t e = state.right[(64 - j) % 4], g = state.right[(66 - j) % 4];
     std::uint32_t &b = state.left[(65 - j) % 4], &d = state.left[(67 - j) % 4];

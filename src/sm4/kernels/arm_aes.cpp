@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "sm4/kernels.hpp"
 #include "sm4/kernels/basis.hpp"
-#include "sm4/kernels/vector.hpp"
 #include "sm4/kernels/vector_modes.hpp"
 
 namespace ulmaro::sm4 {

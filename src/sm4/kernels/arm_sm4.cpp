@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "sm4/constants.hpp"
-#include "sm4/kernels/vector.hpp"
+#include "sm4/kernels.hpp"
 
 namespace ulmaro::sm4 {
 

@@ -2,13 +2,12 @@
 //
 // A round waits on its S-box loads for most of its time, so blocks that do not depend on each other are run side by
 // side: four at once for ECB and for CBC decryption. CBC encryption has one chain and runs alone.
-#include "sm4/kernels/portable.hpp"
-
 #include <cstring>
 
 #include "base/wipe.hpp"
-#include "sm4/block.hpp"
-#include "sm4/sbox_circuit.hpp"
+#include "sm4/kernels.hpp"
+#include "sm4/kernels/portable_rounds.hpp"
+#include "sm4/kernels/portable_sbox.hpp"
 
 namespace ulmaro::sm4 {
 namespace {

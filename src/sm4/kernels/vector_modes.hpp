@@ -13,8 +13,8 @@
 
 #include "base/wipe.hpp"
 #include "sm4/constants.hpp"
+#include "sm4/kernels.hpp"
 #include "sm4/kernels/basis.hpp"
-#include "sm4/kernels/vector.hpp"
 
 namespace ulmaro::sm4 {
 namespace {
@@ -163,7 +163,7 @@ struct VectorModes {
                 blocks = 0;
             }
 #pragma GCC unroll 4
-            for (std::size_t j = 0; j < 4; ++j) v[j] = Wide::enter(v[j]);
+            for (Vector& w : v) w = Wide::enter(w);
             Wide::transpose(v[0], v[1], v[2], v[3]);
 #pragma GCC unroll 4
             for (std::size_t j = 0; j < 4; ++j) (*x)[j] = v[j];
@@ -176,7 +176,7 @@ struct VectorModes {
         for (std::size_t j = 0; j < 4; ++j) v[j] = x[3 - j];
         Wide::transpose(v[0], v[1], v[2], v[3]);
 #pragma GCC unroll 4
-        for (std::size_t j = 0; j < 4; ++j) v[j] = Wide::leave(v[j]);
+        for (Vector& w : v) w = Wide::leave(w);
     }
 
     [[gnu::noinline]] static void store(const Group* x, std::uint8_t* out, std::size_t blocks) {

@@ -1,0 +1,14 @@
+// One stream, for the kernels that share it: as Kernels::compress.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ulmaro::sm3 {
+
+void compress_portable(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept;
+
+/// Needs AVX2 and BMI2.
+void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept;
+
+}  // namespace ulmaro::sm3
