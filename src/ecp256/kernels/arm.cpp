@@ -7,6 +7,6 @@ namespace ulmaro::ecp256 {
 
 using Field = u256::WithSelect<u256::Residues<u256::ArmChains>>;
 
-constinit const Kernels native_kernels = {"aarch64", 5632, multiply_point<Field>, multiply_both_vartime<Field>};
+constinit const Kernels native_kernels = {"arm-base", 5632, multiply_point<Field>, multiply_both_vartime<Field>};
 
 }  // namespace ulmaro::ecp256

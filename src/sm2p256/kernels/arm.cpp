@@ -7,7 +7,7 @@ namespace ulmaro::sm2p256 {
 
 using Field = u256::WithSelect<ArmField>;
 
-constinit const Kernels native_kernels = {"aarch64",
+constinit const Kernels native_kernels = {"arm-base",
                                           4608,
                                           multiply_base<Field>,
                                           multiply_base_and_invert<Field>,
