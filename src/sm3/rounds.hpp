@@ -19,25 +19,25 @@ constexpr std::uint32_t expand(std::uint32_t w16, std::uint32_t w13, std::uint32
 
 /// FF_j and GG_j of the rounds below 16 and from 16 on. The later ones are written without a chain of three
 /// dependent operations on the newest word.
-template <bool kEarly>
+template <bool early>
 constexpr std::uint32_t ff(std::uint32_t x, std::uint32_t y, std::uint32_t z) noexcept {
-    return kEarly ? x ^ (y ^ z) : (x & (y | z)) | (y & z);
+    return early ? x ^ (y ^ z) : (x & (y | z)) | (y & z);
 }
-template <bool kEarly>
+template <bool early>
 constexpr std::uint32_t gg(std::uint32_t x, std::uint32_t y, std::uint32_t z) noexcept {
-    return kEarly ? x ^ (y ^ z) : ((y ^ z) & x) ^ z;
+    return early ? x ^ (y ^ z) : ((y ^ z) & x) ^ z;
 }
 
 /// One round in place. Instead of moving eight registers the caller renames them: what the standard calls A..H
 /// afterwards stands in d, a, b, c, h, e, f, g. t is T_j <<< j, w is W_j, wp is W'_j.
-template <bool kEarly>
+template <bool early>
 [[gnu::always_inline]] inline void round(std::uint32_t a, std::uint32_t& b, std::uint32_t c, std::uint32_t& d,
                                          std::uint32_t e, std::uint32_t& f, std::uint32_t g, std::uint32_t& h,
                                          std::uint32_t t, std::uint32_t w, std::uint32_t wp) noexcept {
     const std::uint32_t a12 = rotl32(a, 12);
     const std::uint32_t ss1 = rotl32((a12 + t) + e, 7);
-    const std::uint32_t tt1 = (ff<kEarly>(a, b, c) + (d + wp)) + (ss1 ^ a12);
-    const std::uint32_t tt2 = (gg<kEarly>(e, f, g) + (h + w)) + ss1;
+    const std::uint32_t tt1 = (ff<early>(a, b, c) + (d + wp)) + (ss1 ^ a12);
+    const std::uint32_t tt2 = (gg<early>(e, f, g) + (h + w)) + ss1;
     b = rotl32(b, 9);
     d = tt1;
     f = rotl32(f, 19);

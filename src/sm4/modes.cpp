@@ -12,8 +12,8 @@ namespace {
 
 using namespace ulmaro;
 
-constexpr std::size_t kBlock = 16;
-constexpr std::size_t kScheduleBytes = 4 * ULMARO_SM4_SCHEDULE_WORDS;
+constexpr std::size_t block_bytes = 16;
+constexpr std::size_t schedule_bytes = 4 * ULMARO_SM4_SCHEDULE_WORDS;
 
 /// Whole blocks in len bytes. Lengths that truncate to a negative number of words are refused.
 std::size_t whole_blocks(int len) { return checked_length(len / 4) / 4; }
@@ -24,13 +24,13 @@ public:
     Operands(const unsigned char* in, const unsigned int* rk, const unsigned char* out, std::size_t blocks)
         : in_(in),
           rk_(rk),
-          copy_(in < out && overlap(in, kBlock * blocks, out, kBlock * blocks) ? kBlock * blocks : 0) {
+          copy_(in < out && overlap(in, block_bytes * blocks, out, block_bytes * blocks) ? block_bytes * blocks : 0) {
         if (copy_.data() != nullptr) {
-            std::memcpy(copy_.data(), in, kBlock * blocks);
+            std::memcpy(copy_.data(), in, block_bytes * blocks);
             in_ = copy_.data();
         }
-        if (overlap(rk, kScheduleBytes, out, kBlock * blocks)) {
-            std::memcpy(schedule_.emplace().get(), rk, kScheduleBytes);
+        if (overlap(rk, schedule_bytes, out, block_bytes * blocks)) {
+            std::memcpy(schedule_.emplace().get(), rk, schedule_bytes);
             rk_ = schedule_->get();
         }
     }
@@ -65,7 +65,7 @@ void run_cbc_with_key(sm4::Kernels::CbcFunction kernel, const unsigned char* in,
                       const unsigned char* iv, unsigned char* out) {
     if (whole_blocks(len) == 0) return;
     Wiped<unsigned int[ULMARO_SM4_SCHEDULE_WORDS]> rk;
-    SMS4_KEY_INIT(key, kBlock, rk.get(), ULMARO_SM4_SCHEDULE_WORDS);
+    SMS4_KEY_INIT(key, block_bytes, rk.get(), ULMARO_SM4_SCHEDULE_WORDS);
     run_cbc(kernel, in, len, rk.get(), iv, out);
 }
 

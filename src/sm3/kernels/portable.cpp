@@ -19,25 +19,25 @@ struct State {
 
 /// Rounds j to j + 3 of sixteen; t and w are the constants and the words of the sixteen. Words four rounds ahead that
 /// are not the block's own are made on the way, in the place of those that are 16 older.
-template <bool kEarly, unsigned j>
+template <bool early, unsigned j>
 [[gnu::always_inline]] inline void four_rounds(State& s, std::uint32_t* w, const std::uint32_t* t) noexcept {
     const auto at = [w](unsigned i) -> std::uint32_t& { return w[i % 16]; };
     const auto next = [at](unsigned i) {
-        if constexpr (!kEarly || j >= 12) at(i) = expand(at(i), at(i - 13), at(i - 9), at(i - 6), at(i - 3));
+        if constexpr (!early || j >= 12) at(i) = expand(at(i), at(i - 13), at(i - 9), at(i - 6), at(i - 3));
         return at(i);
     };
-    round<kEarly>(s.a, s.b, s.c, s.d, s.e, s.f, s.g, s.h, t[j], at(j), at(j) ^ next(j + 4));
-    round<kEarly>(s.d, s.a, s.b, s.c, s.h, s.e, s.f, s.g, t[j + 1], at(j + 1), at(j + 1) ^ next(j + 5));
-    round<kEarly>(s.c, s.d, s.a, s.b, s.g, s.h, s.e, s.f, t[j + 2], at(j + 2), at(j + 2) ^ next(j + 6));
-    round<kEarly>(s.b, s.c, s.d, s.a, s.f, s.g, s.h, s.e, t[j + 3], at(j + 3), at(j + 3) ^ next(j + 7));
+    round<early>(s.a, s.b, s.c, s.d, s.e, s.f, s.g, s.h, t[j], at(j), at(j) ^ next(j + 4));
+    round<early>(s.d, s.a, s.b, s.c, s.h, s.e, s.f, s.g, t[j + 1], at(j + 1), at(j + 1) ^ next(j + 5));
+    round<early>(s.c, s.d, s.a, s.b, s.g, s.h, s.e, s.f, t[j + 2], at(j + 2), at(j + 2) ^ next(j + 6));
+    round<early>(s.b, s.c, s.d, s.a, s.f, s.g, s.h, s.e, t[j + 3], at(j + 3), at(j + 3) ^ next(j + 7));
 }
 
-template <bool kEarly>
+template <bool early>
 [[gnu::always_inline]] inline void sixteen_rounds(State& s, std::uint32_t* w, const std::uint32_t* t) noexcept {
-    four_rounds<kEarly, 0>(s, w, t);
-    four_rounds<kEarly, 4>(s, w, t);
-    four_rounds<kEarly, 8>(s, w, t);
-    four_rounds<kEarly, 12>(s, w, t);
+    four_rounds<early, 0>(s, w, t);
+    four_rounds<early, 4>(s, w, t);
+    four_rounds<early, 8>(s, w, t);
+    four_rounds<early, 12>(s, w, t);
 }
 
 [[gnu::noinline]] void compress_blocks(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {

@@ -19,8 +19,8 @@
 namespace ulmaro::sm3 {
 namespace {
 
-constexpr unsigned kSteps = 22;      // of three rounds; the last step has round 63 alone
-constexpr unsigned kKnownSteps = 4;  // whose words all come from the block itself
+constexpr unsigned steps = 22;       // of three rounds; the last step has round 63 alone
+constexpr unsigned known_steps = 4;  // whose words all come from the block itself
 
 /// Row i % 8 holds W_3i to W_3i+2 and the same of W'_j = W_j xor W_j+4 for step i; the fourth words are not used.
 struct Schedule {
@@ -169,12 +169,12 @@ template <unsigned i>
 [[gnu::always_inline]] inline void step(State& state, Triples& t, Schedule* out, const Schedule* in,
                                         const std::uint8_t* next_block) {
     round<3 * i>(state, in);
-    if constexpr (i + kKnownSteps < kSteps) {
+    if constexpr (i + known_steps < steps) {
         next_row<i>(t, out);
     } else {
-        known_row<i + kKnownSteps - kSteps>(t, out, next_block);
+        known_row<i + known_steps - steps>(t, out, next_block);
     }
-    if constexpr (i + 1 < kSteps) {
+    if constexpr (i + 1 < steps) {
         round<3 * i + 1>(state, in);
         round<3 * i + 2>(state, in);
     }
@@ -201,7 +201,7 @@ template <unsigned... i>
     for (; blocks != 0; --blocks) {
         const std::uint8_t* next = blocks > 1 ? data + 64 : data;
         State s{{v[0], v[1], v[2], v[3]}, {v[4], v[5], v[6], v[7]}};
-        all_steps(s, triples, &schedule, in, next, std::make_integer_sequence<unsigned, kSteps>{});
+        all_steps(s, triples, &schedule, in, next, std::make_integer_sequence<unsigned, steps>{});
         v[0] ^= s.left[0];
         v[1] ^= s.left[1];
         v[2] ^= s.left[2];

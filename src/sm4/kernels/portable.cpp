@@ -12,42 +12,42 @@
 namespace ulmaro::sm4 {
 namespace {
 
-constexpr std::size_t kBlock = 16;
-constexpr unsigned kLanes = 4;
+constexpr std::size_t block_bytes = 16;
+constexpr unsigned lanes = 4;
 constexpr std::size_t kStack = 768;  // a group of blocks, with room to spare
 
-/// kWidth blocks of four words each, word i of lane l in x[i][l]. Reverse transform included.
-template <Direction direction, unsigned kWidth>
-[[gnu::always_inline]] inline void transform(std::uint32_t (&x)[4][kWidth], const std::uint32_t* rk) noexcept {
+/// width blocks of four words each, word i of lane l in x[i][l]. Reverse transform included.
+template <Direction direction, unsigned width>
+[[gnu::always_inline]] inline void transform(std::uint32_t (&x)[4][width], const std::uint32_t* rk) noexcept {
     for (unsigned i = 0; i < 32; i += 4) {
         for (unsigned step = 0; step < 4; ++step) {
             const std::uint32_t key = round_key<direction>(rk, i + step);
-            for (unsigned l = 0; l < kWidth; ++l)
+            for (unsigned l = 0; l < width; ++l)
                 x[step][l] = round(x[step][l], x[(step + 1) % 4][l], x[(step + 2) % 4][l], x[(step + 3) % 4][l], key);
         }
     }
-    for (unsigned l = 0; l < kWidth; ++l) {
+    for (unsigned l = 0; l < width; ++l) {
         std::swap(x[0][l], x[3][l]);
         std::swap(x[1][l], x[2][l]);
     }
 }
 
-template <unsigned kWidth>
-[[gnu::always_inline]] inline void load(std::uint32_t (&x)[4][kWidth], const std::uint8_t* in) noexcept {
-    for (unsigned l = 0; l < kWidth; ++l)
-        for (unsigned i = 0; i < 4; ++i) x[i][l] = load_be32(in + kBlock * l + 4 * i);
+template <unsigned width>
+[[gnu::always_inline]] inline void load(std::uint32_t (&x)[4][width], const std::uint8_t* in) noexcept {
+    for (unsigned l = 0; l < width; ++l)
+        for (unsigned i = 0; i < 4; ++i) x[i][l] = load_be32(in + block_bytes * l + 4 * i);
 }
 
-template <unsigned kWidth>
-[[gnu::always_inline]] inline void store(std::uint8_t* out, const std::uint32_t (&x)[4][kWidth]) noexcept {
-    for (unsigned l = 0; l < kWidth; ++l)
-        for (unsigned i = 0; i < 4; ++i) store_be32(out + kBlock * l + 4 * i, x[i][l]);
+template <unsigned width>
+[[gnu::always_inline]] inline void store(std::uint8_t* out, const std::uint32_t (&x)[4][width]) noexcept {
+    for (unsigned l = 0; l < width; ++l)
+        for (unsigned i = 0; i < 4; ++i) store_be32(out + block_bytes * l + 4 * i, x[i][l]);
 }
 
-template <Direction direction, unsigned kWidth>
+template <Direction direction, unsigned width>
 [[gnu::always_inline]] inline void ecb_group(const std::uint8_t* in, std::uint8_t* out,
                                              const std::uint32_t* rk) noexcept {
-    std::uint32_t x[4][kWidth];
+    std::uint32_t x[4][width];
     load(x, in);
     transform<direction>(x, rk);
     store(out, x);
@@ -56,9 +56,9 @@ template <Direction direction, unsigned kWidth>
 template <Direction direction>
 [[gnu::noinline]] void ecb_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
                                   const std::uint32_t* rk) noexcept {
-    for (; blocks >= kLanes; blocks -= kLanes, in += kLanes * kBlock, out += kLanes * kBlock)
-        ecb_group<direction, kLanes>(in, out, rk);
-    for (; blocks != 0; --blocks, in += kBlock, out += kBlock) ecb_group<direction, 1>(in, out, rk);
+    for (; blocks >= lanes; blocks -= lanes, in += lanes * block_bytes, out += lanes * block_bytes)
+        ecb_group<direction, lanes>(in, out, rk);
+    for (; blocks != 0; --blocks, in += block_bytes, out += block_bytes) ecb_group<direction, 1>(in, out, rk);
 }
 
 template <Direction direction>
@@ -71,7 +71,7 @@ void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const st
                                           const std::uint32_t* rk, const std::uint8_t* iv) noexcept {
     std::uint32_t v[4][1];
     load(v, iv);
-    for (; blocks != 0; --blocks, in += kBlock, out += kBlock) {
+    for (; blocks != 0; --blocks, in += block_bytes, out += block_bytes) {
         std::uint32_t p[4][1];
         load(p, in);
         for (unsigned i = 0; i < 4; ++i) v[i][0] ^= p[i][0];
@@ -80,20 +80,20 @@ void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const st
     }
 }
 
-/// Decrypts kWidth blocks; v is the ciphertext block before the first of them, and the last of them afterwards. The
+/// Decrypts width blocks; v is the ciphertext block before the first of them, and the last of them afterwards. The
 /// ciphertext is kept, for out may be in.
-template <unsigned kWidth>
+template <unsigned width>
 [[gnu::always_inline]] inline void cbc_group(const std::uint8_t* in, std::uint8_t* out, const std::uint32_t* rk,
                                              std::uint32_t (&v)[4]) noexcept {
-    std::uint32_t c[4][kWidth];
-    std::uint32_t x[4][kWidth];
+    std::uint32_t c[4][width];
+    std::uint32_t x[4][width];
     load(c, in);
     std::memcpy(x, c, sizeof x);
     transform<Direction::decrypt>(x, rk);
     for (unsigned i = 0; i < 4; ++i) {
         x[i][0] ^= v[i];
-        for (unsigned l = 1; l < kWidth; ++l) x[i][l] ^= c[i][l - 1];
-        v[i] = c[i][kWidth - 1];
+        for (unsigned l = 1; l < width; ++l) x[i][l] ^= c[i][l - 1];
+        v[i] = c[i][width - 1];
     }
     store(out, x);
 }
@@ -108,9 +108,9 @@ void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, 
                                           const std::uint32_t* rk, const std::uint8_t* iv) noexcept {
     std::uint32_t v[4];
     for (unsigned i = 0; i < 4; ++i) v[i] = load_be32(iv + 4 * i);
-    for (; blocks >= kLanes; blocks -= kLanes, in += kLanes * kBlock, out += kLanes * kBlock)
-        cbc_group<kLanes>(in, out, rk, v);
-    for (; blocks != 0; --blocks, in += kBlock, out += kBlock) cbc_group<1>(in, out, rk, v);
+    for (; blocks >= lanes; blocks -= lanes, in += lanes * block_bytes, out += lanes * block_bytes)
+        cbc_group<lanes>(in, out, rk, v);
+    for (; blocks != 0; --blocks, in += block_bytes, out += block_bytes) cbc_group<1>(in, out, rk, v);
 }
 
 void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
