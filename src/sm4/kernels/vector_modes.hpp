@@ -207,7 +207,7 @@ struct VectorModes {
 #pragma GCC unroll 4
             for (std::size_t j = 0; j < 4; ++j) {
                 const Vector plain = Wide::add(v[j], before);
-                before = j < 3 ? Wide::load(in + vector_bytes * (j + 1) - 16) : load_some(in - 16, 4, blocks + 1);
+                before = j < 3 ? Wide::load(in - 16 + vector_bytes * (j + 1)) : load_some(in - 16, 4, blocks);
                 Wide::store(out + vector_bytes * j, plain);
             }
         }
@@ -216,7 +216,7 @@ struct VectorModes {
 #pragma GCC unroll 4
         for (std::size_t j = 0; j < 4; ++j) {
             const Vector plain = Wide::add(v[j], before);
-            if ((j + 1) * Wide::lanes < blocks) before = load_some(in - 16, j + 1, blocks + 1);
+            before = load_some(in - 16, j + 1, blocks);
             store_some(out, plain, j, blocks);
         }
     }
