@@ -31,8 +31,8 @@ rm -r "$work/shared"
 [ "$(find "$work/moved" -type f | wc -l)" -eq 5 ] || fail "installed: $(find "$work/moved")"
 
 if command -v clang++ >/dev/null; then
-  build instrumented -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_C_FLAGS=-fsanitize=address \
-    -DCMAKE_CXX_FLAGS=-fsanitize=address
+  build instrumented -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+    -DCMAKE_C_FLAGS=-fsanitize=address,undefined -DCMAKE_CXX_FLAGS=-fsanitize=address,undefined
   "$work/instrumented/consumer" >/dev/null
   "$work/instrumented/cipher"
 fi
