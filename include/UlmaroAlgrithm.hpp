@@ -253,11 +253,11 @@ public:
     Sm3(const Sm3&) = default;             ///< Both streams go on.
     Sm3& operator=(const Sm3&) = default;  ///< Both streams go on.
     /// Leaves the other stream empty.
-    Sm3(Sm3&& other) noexcept : Sm3(std::as_const(other)) { other.restart(); }
+    Sm3(Sm3&& other) noexcept : state_(std::move(other.state_)) { other.restart(); }
     /// Leaves the other stream empty.
     Sm3& operator=(Sm3&& other) noexcept {
         if (this != &other) {
-            *this = std::as_const(other);
+            state_ = std::move(other.state_);
             other.restart();
         }
         return *this;
