@@ -524,7 +524,8 @@ protected:
 TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
     for (const Call& call : calls_) {
         const auto run = [&] { mark_stack(), call.run(); };
-        EXPECT_LT(stack_used_by(run).changed, 12U << 10) << call.name;
+        const StackUse use = stack_used_by(run);
+        EXPECT_LT(std::max(use.changed, use.wiped) + 256, 12U << 10) << call.name;  // a wipe has a frame too
         if (call.secret) expect_wiped_depth(call.name, run);
     }
 }
