@@ -5,7 +5,7 @@ set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_C_COMPILER aarch64-linux-gnu-gcc)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
-# ULMARO_ARM64_ROOT: where arm64 packages are unpacked that the tool needs.
+# ULMARO_ARM64_ROOT: where arm64 packages are unpacked that the tests and the tool need.
 set(CMAKE_FIND_ROOT_PATH /usr/aarch64-linux-gnu ${ULMARO_ARM64_ROOT})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

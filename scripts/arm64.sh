@@ -2,7 +2,8 @@
 # Sourced after packages.sh by the scripts that need Debian's arm64 packages: downloads them with a package index of
 # their own, so that nothing of the machine's changes.
 #
-#   fetch_arm64 FOLDER PACKAGE...   leaves them in FOLDER/debs, unless they are there
+#   fetch_arm64 FOLDER PACKAGE...    leaves them in FOLDER/debs, unless they are there
+#   unpack_arm64 FOLDER PACKAGE...   and what is in them in FOLDER/root
 
 arm64_apt() { # FOLDER ARGUMENT...
   arm64_state=$1
@@ -23,3 +24,15 @@ fetch_arm64() {
   (cd "$arm64_folder/debs.part" && quietly arm64_apt "$arm64_folder" download "$@")
   mv "$arm64_folder/debs.part" "$arm64_folder/debs"
 }
+
+unpack_arm64() {
+  fetch_arm64 "$@"
+  [ -d "$1/root" ] && return
+  rm -rf "$1/root.part"
+  for package in "$1"/debs/*.deb; do dpkg-deb -x "$package" "$1/root.part"; done
+  mv "$1/root.part" "$1/root"
+}
+
+# What the tests of the cross build link.
+# shellcheck disable=SC2034
+arm64_test_packages="libgtest-dev libgmp-dev libssl-dev"

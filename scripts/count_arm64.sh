@@ -11,15 +11,9 @@ cd "$(dirname "$0")/.."
 # shellcheck disable=SC2154,SC2086
 need_packages $build_packages $arm_packages gcc python3
 build=build/count-arm64
-peers=$build/peers
+peers=$build/apt/root
 mkdir -p "$build"
-
-if [ ! -d "$peers/usr" ]; then
-  fetch_arm64 "$build/apt" libssl3 libssl-dev libgcrypt20 libgcrypt20-dev libgpg-error0 libgpg-error-dev
-  mkdir -p "$peers.part"
-  for package in "$build"/apt/debs/*.deb; do dpkg -x "$package" "$peers.part"; done
-  mv "$peers.part" "$peers"
-fi
+unpack_arm64 "$build/apt" libssl3 libssl-dev libgcrypt20 libgcrypt20-dev libgpg-error0 libgpg-error-dev
 
 quietly cmake -S . -B "$build" -G Ninja --toolchain "$PWD/cmake/aarch64-linux-gnu.cmake" -DCMAKE_BUILD_TYPE=Release \
   -DULMARO_STRICT=ON -DULMARO_BUILD_BENCH=ON -DULMARO_BUILD_TESTS=OFF -DULMARO_BUILD_TOOL=OFF \

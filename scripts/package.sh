@@ -19,20 +19,17 @@ mkdir -p "$out"
 
 # What Debian's arm64 archive gives: the tool's libraries in root; each run-time package with its symbols file in debian,
 # where dpkg-shlibdeps looks. Inside the build tree, or its name would leave a trace in the tool.
-unpack_arm64() {
+unpack_all_arm64() {
   arm64=build/package-arm64/arm64
-  [ -d $arm64/root ] && return
-  rm -rf $arm64/root.part $arm64/debian
-  fetch_arm64 $arm64 libc6 libgcc-s1 libstdc++6 libmbedcrypto7 libmbedtls-dev libcli11-dev
-  mkdir -p $arm64/debian
+  unpack_arm64 $arm64 libc6 libgcc-s1 libstdc++6 libmbedcrypto7 libmbedtls-dev libcli11-dev
+  rm -rf $arm64/debian
+  mkdir $arm64/debian
   for package in "$arm64"/debs/*.deb; do
-    dpkg-deb -x "$package" $arm64/root.part
     case $package in
       *-dev_*) ;;
       *) dpkg-deb -R "$package" "$arm64/debian/$(dpkg-deb -f "$package" Package)" ;;
     esac
   done
-  mv $arm64/root.part $arm64/root
 }
 
 configure_and_build() { # CACHE_VARIABLE...
@@ -77,7 +74,7 @@ pack_archive() {
 for architecture in "$@"; do
   case $architecture in
     amd64) triplet=x86_64-linux-gnu root='' ;;
-    arm64) triplet=aarch64-linux-gnu root=$PWD/build/package-arm64/arm64/root && unpack_arm64 ;;
+    arm64) triplet=aarch64-linux-gnu root=$PWD/build/package-arm64/arm64/root && unpack_all_arm64 ;;
     *) sed -n '2,/^set/s/^# //p' "$0" >&2 && exit 2 ;;
   esac
   tree=$PWD/build/package-$architecture
