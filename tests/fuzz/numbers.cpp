@@ -6,12 +6,17 @@
 #include <memory>
 
 #include "UlmaroAlgrithmInternals.hpp"
-#include "fuzz/integers.hpp"
+#include "fuzz/fuzz.hpp"
+#include "support/integers.hpp"
 
 namespace ulmaro::fuzz {
 namespace {
 
 using test::count;
+using test::Integer;
+using test::inverse;
+using test::mod;
+using test::power_of_two;
 using test::Words;
 
 constexpr unsigned int kMax = test::kMax;
@@ -20,7 +25,7 @@ constexpr unsigned int kMax = test::kMax;
 Words take_words(Data& data, int size) {
     Words words(static_cast<std::size_t>(size));
     for (unsigned int& w : words) {
-        const auto shape = data.ConsumeIntegral<std::uint8_t>();
+        const auto shape = data.any<std::uint8_t>();
         switch (shape >> 5) {
             case 0:
                 w = 0;
@@ -41,7 +46,7 @@ Words take_words(Data& data, int size) {
                 w = kMax << (shape & 31);
                 break;
             default:
-                w = data.ConsumeIntegral<std::uint32_t>();
+                w = data.any<std::uint32_t>();
         }
     }
     return words;
@@ -49,16 +54,12 @@ Words take_words(Data& data, int size) {
 
 /// The same, normalised: the top word is not zero.
 Words take_normal(Data& data, int least, int most) {
-    Words words = take_words(data, data.ConsumeIntegralInRange(least, most));
+    Words words = take_words(data, data.between(least, most));
     if (!words.empty() && words.back() == 0) words.back() = 1;
     return words;
 }
 
-Integer value(std::span<const unsigned int> words) {
-    Integer a;
-    mpz_import(a.get_mpz_t(), words.size(), -1, sizeof(unsigned int), 0, 0, words.data());
-    return a;
-}
+Integer value(std::span<const unsigned int> words) { return test::value(words); }
 
 Words words_for(const Integer& a, int size) {
     Words words(static_cast<std::size_t>(size));
@@ -81,7 +82,7 @@ struct Result {
     Result(Data& data, std::initializer_list<Words*> operands, int room) {
         apart = test::buffer({}, static_cast<std::size_t>(room));
         words = &apart;
-        const auto choice = data.ConsumeIntegralInRange<std::size_t>(0, operands.size());
+        const auto choice = data.up_to(operands.size());
         if (choice == operands.size()) return;
         words = operands.begin()[choice];
         if (words->size() < apart.size()) *words = test::buffer(std::move(*words), apart.size());
@@ -91,13 +92,13 @@ struct Result {
 };
 
 void check_fixed_length(Data& data) {
-    const int num = data.ConsumeIntegralInRange(0, 16);
+    const int num = data.between(0, 16);
     Words a = take_words(data, num), b = take_words(data, num);
     const unsigned int w = take_words(data, 1)[0];
     const Integer x = value(a), y = value(b), base = power_of_two(32 * static_cast<unsigned>(num));
     Integer expected;
     unsigned int above = 0;
-    const int routine = data.ConsumeIntegralInRange(0, 3);
+    const int routine = data.between(0, 3);
     Words accumulator = b;
     const Result r(data, {&a, &b}, num);
     switch (routine) {
@@ -126,7 +127,7 @@ void check_sums(Data& data) {
     Words a = take_normal(data, 0, 12), b = take_normal(data, 0, 12);
     int a_top = count(a), b_top = count(b), top = -1;
     const Integer x = value(a), y = value(b);
-    if (data.ConsumeBool()) {
+    if (data.flip()) {
         const Result r(data, {&a, &b}, size_of(x + y));
         require(BN_uadd(r.data(), &top, a.data(), a_top, b.data(), b_top) == 1, "BN_uadd returns");
         require_normal(*r.words, top, x + y, "BN_uadd");
@@ -154,7 +155,7 @@ void check_products(Data& data) {
 void check_shifts(Data& data) {
     Words a = take_normal(data, 0, 10);
     const Words original = a;
-    const int a_top = count(a), n = data.ConsumeIntegralInRange(0, 400);
+    const int a_top = count(a), n = data.between(0, 400);
     const Integer x = value(a);
     int top = -1;
     {
@@ -172,14 +173,14 @@ void check_shifts(Data& data) {
     bignum_st half, whole;
     std::ranges::copy(test::buffer(original), whole.words);
     half = whole;
-    bignum_st* const to = data.ConsumeBool() ? &whole : &half;
+    bignum_st* const to = data.flip() ? &whole : &half;
     BN_rshift1(to, &top, &whole, a_top);
     require_normal(Words(to->words, to->words + 10), top, x / 2, "BN_rshift1");
 }
 
 void check_questions(Data& data) {
-    Words a = take_words(data, data.ConsumeIntegralInRange(0, 10));
-    Words b = data.ConsumeBool() ? a : take_words(data, count(a));
+    Words a = take_words(data, data.between(0, 10));
+    Words b = data.flip() ? a : take_words(data, count(a));
     const Integer x = value(a), y = value(b);
     const int n = count(a);
     const auto size = static_cast<unsigned int>(n);
@@ -203,15 +204,15 @@ void check_questions(Data& data) {
 }
 
 void check_division(Data& data) {
-    const bool large = data.ConsumeBool();
+    const bool large = data.flip();
     Words d = take_normal(data, 1, large ? 64 : 9), num;
-    if (data.ConsumeBool()) {
+    if (data.flip()) {
         num = take_normal(data, 0, large ? 129 : 18);
-    } else if (data.ConsumeBool()) {
+    } else if (data.flip()) {
         num = take_words(data, count(d));
     } else {  // around a multiple of d, where the remainder is nearly 0 or nearly d
         const Integer multiple = value(d) * value(take_normal(data, 1, large ? 64 : 8));
-        const Integer near = multiple + data.ConsumeIntegralInRange(-3, 3);
+        const Integer near = multiple + data.between(-3, 3);
         num = near < 0 ? Words{} : words_for(near, size_of(near));
     }
     const Integer x = value(num), y = value(d), q = x / y, r = x % y;
@@ -231,7 +232,7 @@ void check_division(Data& data) {
     // Over the operands, and one result alone.
     const std::size_t room = std::max({num.size(), d.size(), test::room(count(d))});
     Words n2 = test::buffer(num, room), d2 = test::buffer(d, room);
-    const bool swapped = data.ConsumeBool();
+    const bool swapped = data.flip();
     BN_div((swapped ? d2 : n2).data(), &dv_top, (swapped ? n2 : d2).data(), &rm_top, n2.data(), count(num), d2.data(),
            count(d));
     require_normal(swapped ? d2 : n2, dv_top, q, "quotient over an operand");
@@ -251,15 +252,15 @@ void check_inverse(Data& data) {
 }
 
 void check_residues(Data& data) {
-    const int len = data.ConsumeIntegralInRange(1, 9);
+    const int len = data.between(1, 9);
     Words m = take_words(data, len);
     if (value(m) == 0) m[0] = 1;
     const Integer modulus = value(m);
     const auto operand = [&] { return words_for(value(take_words(data, len)) % modulus, len); };
-    Words a = operand(), b = data.ConsumeIntegralInRange(0, 7) == 0 ? a : operand();
+    Words a = operand(), b = data.between(0, 7) == 0 ? a : operand();
     const Integer x = value(a), y = value(b);
     int top = -1;
-    switch (data.ConsumeIntegralInRange(0, 2)) {
+    switch (data.between(0, 2)) {
         case 0: {
             const Result r(data, {&a, &b}, len + 1);
             BN_mod_add(r.data(), a.data(), b.data(), m.data(), len);
@@ -284,10 +285,10 @@ void check_residues(Data& data) {
 }
 
 void check_montgomery(Data& data) {
-    const int len = data.ConsumeIntegralInRange(1, 8);
+    const int len = data.between(1, 8);
     Words m = take_words(data, len), rr(m.size(), 0);
     unsigned int nprime = 0;
-    const bool even = data.ConsumeIntegralInRange(0, 15) == 0;
+    const bool even = data.between(0, 15) == 0;
     m[0] = even ? m[0] & ~1U : m[0] | 1;
     BN_MONT_CTX_set(m.data(), len, &nprime, rr.data());
     const Integer modulus = value(m), R = power_of_two(32 * static_cast<unsigned>(len));
@@ -314,7 +315,7 @@ void check_montgomery(Data& data) {
 void check_digits(Data& data) {
     bignum_st scalar;
     std::ranges::copy(take_words(data, 10), scalar.words);
-    const int w = data.ConsumeIntegralInRange(1, 7), len = data.ConsumeIntegralInRange(0, 10);
+    const int w = data.between(1, 7), len = data.between(0, 10);
     int used = -1;
     const std::unique_ptr<signed char, decltype(&std::free)> digits(compute_wNAF(&scalar, w, len, &used), std::free);
     const Integer expected = value({scalar.words, static_cast<std::size_t>(len)});
@@ -332,14 +333,14 @@ void check_digits(Data& data) {
 }
 
 }  // namespace
-}  // namespace ulmaro::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
-    using namespace ulmaro::fuzz;
+void run(Data& data) {
     constexpr void (*checks[])(Data&) = {check_fixed_length, check_sums,     check_products, check_shifts,
                                          check_questions,    check_division, check_inverse,  check_residues,
                                          check_montgomery,   check_digits};
-    Data data(input, size);
-    checks[data.ConsumeIntegralInRange<std::size_t>(0, std::size(checks) - 1)](data);
-    return 0;
+    checks[data.up_to(std::size(checks) - 1)](data);
 }
+
+void run_edges() {}
+
+}  // namespace ulmaro::fuzz

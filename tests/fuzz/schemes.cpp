@@ -1,267 +1,399 @@
-// Key pairs, signatures and ciphertexts on the recommended curve, by both engines: what is untouched is accepted, and
-// nothing else is. OpenSSL verifies too.
-#include <cstring>
-#include <limits>
+// Key pairs, signatures and ciphertexts by both engines and on curves of every kind, against the standard's steps on
+// GMP's integers: results, every byte of the outputs, what is printed, and how many random bytes are drawn. OpenSSL
+// hashes, and verifies too.
+#include <optional>
 
-#include "UlmaroAlgrithm.h"
-#include "fuzz/general_curve.hpp"
-#include "support/curves.hpp"
-#include "support/openssl_sm2.hpp"
-#include "support/refusal.hpp"
+#include "fuzz/groups.hpp"
+#include "support/openssl.hpp"
+#include "support/printed.hpp"
 #include "support/replaced_random.hpp"
 
 namespace ulmaro::fuzz {
 namespace {
 
-/// groups[1] is the same curve with a flag that reads the same but is another byte: it goes the general way.
-struct Both {
-    GeneralCurve curve{test::parameters(test::kRecommended)};
-    ec_group_st groups[2] = {curve.grp, curve.grp};
+constexpr std::size_t kHeader = sizeof(Ulmaro_ECC_CIPHER_BLOB);
 
-    Both() { groups[1].generator.z_is_one = 2; }
-};
-
-Both& both() {
-    static Both instance;
-    return instance;
+Bytes joined(std::initializer_list<std::span<const unsigned char>> parts) {
+    Bytes all;
+    for (const auto part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
 }
 
-GeneralCurve& curve() { return both().curve; }
+/// What the library drew since the last draw_next().
+Bytes drawn;
 
-struct Pair {
-    ECC_PUBLIC_KEY pub{};
-    ECC_PRIVATE_KEY priv{};
-};
-
-/// Runs call on the special and then on the general group, with the same random scalars from first on.
-void on_both(const Bytes& first, auto&& call) {
-    for (const ec_group_st& grp : both().groups) {
-        test::reset_random().next_scalar(first);
-        std::srand(1);
-        call(grp);
-    }
+void draw_next(std::initializer_list<Integer> scalars) {
+    auto& random = test::reset_random();
+    for (const Integer& k : scalars) random.next_scalar(be32(k));
+    std::srand(1);
+    drawn.clear();
+    random.drawn = &drawn;
 }
 
-Pair make_pair(Data& data) {
-    Pair pairs[2], *next = pairs;
-    on_both(be32(take_number(data, curve().n)), [&](const ec_group_st& grp) {
-        require(SM2_ECC_GenerateKeyPair(&grp, &next->pub, &next->priv) == 0, "a key pair returns");
-        ++next;
-    });
-    require(std::memcmp(&pairs[0], &pairs[1], sizeof(Pair)) == 0, "both engines make the same key pair");
-    const Integer d = from_be(pairs[0].priv.d);
-    require(d > 0 && d < curve().n - 1, "a private key is in its range");
-    require(test::snapshot(pairs[0].pub) == curve().multiply(d), "the public key is [d]G");
-    return pairs[0];
-}
-
-/// Numbers side by side, big-endian, 32 bytes each.
-class Numbers {
+/// GM/T 0003 as the library's header has it, on the random bytes that the library drew.
+class Model {
 public:
-    explicit Numbers(Bytes bytes) : bytes_(std::move(bytes)) {}
+    explicit Model(const Group& of) : group_(of), n_(of.n) {}
+    ~Model() { require(at_ == drawn_.size(), "as many draws as the scheme asks for"); }
 
-    const unsigned char* at(std::size_t i) const { return bytes_.data() + 32 * i; }
-    Integer operator[](std::size_t i) const { return from_be({at(i), 32}); }
+    bool usable() const { return group_.prepared() && n_ >> 224 != 0; }
 
-    void set(std::size_t i, const Integer& value) { std::ranges::copy(be32(value), bytes_.data() + 32 * i); }
+    /// A 64-byte x || y as the library takes it. Coordinates count modulo p.
+    Point point_of(std::span<const unsigned char> xy) const {
+        const Integer most = test::power_of_two(static_cast<unsigned>(32 * group_.grp.prime_top));
+        const Point raw = test::point_of(xy);
+        return {mod(mod(raw.x, most), group_.curve.p), mod(mod(raw.y, most), group_.curve.p)};
+    }
 
-    /// One bit, a number around the modulus, the same residue, the negative one, or the number beside it.
-    void damage(Data& data) {
-        const auto i = data.ConsumeIntegralInRange<std::size_t>(0, bytes_.size() / 32 - 1);
-        const Integer& m = data.ConsumeBool() ? curve().n : curve().p;
-        const Integer old = (*this)[i];
-        switch (data.ConsumeIntegralInRange(0, 4)) {
-            case 0:
-                bytes_[32 * i + data.ConsumeIntegralInRange<std::size_t>(0, 31)] ^=
-                    static_cast<unsigned char>(1U << data.ConsumeIntegralInRange(0, 7));
-                break;
-            case 1:
-                set(i, take_number(data, m));
-                break;
-            case 2:
-                set(i, old >= m ? Integer(old - m) : old + m < power_of_two(256) ? Integer(old + m) : old);
-                break;
-            case 3:
-                set(i, mod(-old, m));
-                break;
-            default: {
-                const std::size_t other = (i + 1) % (bytes_.size() / 32);
-                const Integer moved = (*this)[other];
-                set(other, old);
-                set(i, moved);
-            }
+    bool draw(Integer& k) {
+        while (usable() && draws_++ < 256) {
+            require(at_ + 32 <= drawn_.size(), "a draw");
+            k = test::value(std::span(drawn_).subspan(at_, 32));
+            at_ += 32;
+            Integer top = k >> 224;
+            while (top >= n_ >> 224) top /= 2;
+            k = mod(k, test::power_of_two(224)) + (top << 224);
+            if (k != 0) return true;
         }
+        return false;
+    }
+
+    /// r || s, or zeros.
+    Bytes sign(const Integer& e, const Integer& d) {
+        const Integer inverted = inverse(d + 1, n_);
+        for (Integer k; d > 0 && d < n_ - 1 && draw(k);) {
+            const Integer r = mod(e + group_.multiple(k).x, n_), s = mod(inverted * (k - r * d), n_);
+            if (r != 0 && mod(r + k, n_) != 0 && s != 0) return joined({be32(r), be32(s)});
+        }
+        return Bytes(64);
+    }
+
+    /// The result and what is printed, as one text.
+    std::string verify(const Integer& e, const Point& P, const Integer& r, const Integer& s) const {
+        const auto order = [](const Integer& a, const Integer& b) { return std::to_string(a < b ? -1 : a > b ? 1 : 0); };
+        if (r >= n_) return "0 r>=n ret = " + order(r, n_) + "\n";
+        if (s >= n_) return "0 s>=n ret = " + order(s, n_) + "\n";
+        const Integer t = mod(r + s, n_);
+        if (!usable() || r == 0 || s == 0 || t == 0) return "0 ";
+        const Point sum = group_.multiple(s, t, P);
+        if (sum.infinite) return "0 ";
+        const Integer R = mod(e + sum.x, n_);
+        return r == R ? "1 " : "0 cmp different! ret= " + order(r, R) + "\n";
+    }
+
+    Bytes encrypt(const Bytes& message, const Point& P) {
+        const auto size = static_cast<std::uint32_t>(message.size());
+        for (Integer k; draw(k);) {
+            const Point shared = group_.curve.multiple(k, P);
+            Bytes cipher = test::openssl_kdf(xy_of(shared), size);
+            if (shared.x == 0 || (size != 0 && is_zero(cipher))) continue;
+            for (std::size_t i = 0; i < size; ++i) cipher[i] ^= message[i];
+            return joined({xy_of(group_.multiple(k)), digest(shared, message), test::snapshot(size), cipher});
+        }
+        return joined({Bytes(96), test::snapshot(size), Bytes(size)});
+    }
+
+    /// plain stays what it is where nothing is written.
+    std::string decrypt(const Bytes& record, const Integer& d, Bytes& plain) const {
+        std::uint32_t size = 0;
+        std::memcpy(&size, &record[96], 4);
+        if (size > 0x7fffffff - 64) return "0 sum_t==0\n";
+        const Point C1 = point_of(std::span(record).first(64));
+        if (is_zero(std::span(record).first(64))) return "0 BN_is_zero failed!\n";
+        if (!usable() || !group_.contains(C1)) return size == 0 ? "0 sum_t==0\n" : "0 char_equal!=0\n";
+        const Point shared = group_.curve.multiple(d, C1);
+        if (shared.x == 0 || shared.y == 0) return "0 BN_is_zero failed!\n";
+        const Bytes stream = test::openssl_kdf(xy_of(shared), size);
+        if (is_zero(stream)) return "0 sum_t==0\n";
+        for (std::size_t i = 0; i < size; ++i) plain[i] = stream[i] ^ record[kHeader + i];
+        return equal(digest(shared, plain), std::span(record).subspan(64, 32)) ? "1 " : "0 char_equal!=0\n";
     }
 
 private:
-    Bytes bytes_;
+    static Bytes digest(const Point& shared, const Bytes& message) {
+        return test::openssl_sm3(joined({be32(shared.x), message, be32(shared.y)}));
+    }
+
+    const Group& group_;
+    const Integer& n_;
+    const Bytes& drawn_ = drawn;
+    std::size_t at_ = 0;
+    int draws_ = 0;
 };
 
-bool same_residue(const Integer& a, const Integer& b, const Integer& m) { return mod(a - b, m) == 0; }
-
-int verify_on_both(const Bytes& e, const ECC_PUBLIC_KEY& pub, const ECC_SIGNATURE& signature) {
-    int results[2], *next = results;
-    for (const ec_group_st& grp : both().groups) *next++ = SM2_ECDSA_Verification(&grp, e.data(), &pub, &signature);
-    require(results[0] == results[1], "both engines verify alike");
-    return results[0];
+template <class Call>
+std::string outcome(Call&& call) {
+    int result = -1;
+    const std::string text = test::printed_by([&] { result = call(); });
+    return std::to_string(result) + " " + text;
 }
 
-void check_signature(Data& data) {
-    const Pair pair = make_pair(data);
-    const Bytes e = be32(take_number(data, curve().n));
-    ECC_SIGNATURE made[2], *next = made;
-    on_both(be32(take_number(data, curve().n)), [&](const ec_group_st& grp) {
-        require(SM2_ECDSA_Signature(&grp, e.data(), &pair.priv, next++) == 0, "a signature returns");
-    });
-    require(std::memcmp(&made[0], &made[1], sizeof made[0]) == 0, "both engines make the same signature");
-    const ECC_SIGNATURE& signature = made[0];
-    require(verify_on_both(e, pair.pub, signature) == 1, "an own signature is valid");
-
-    Bytes claim = e;
-    for (const std::span<const unsigned char> part :
-         {std::span(pair.pub.x), std::span(pair.pub.y), std::span(signature.r), std::span(signature.s)}) {
-        claim.insert(claim.end(), part.begin(), part.end());
-    }
-    const Numbers whole(claim);
-    Numbers damaged = whole;
-    for (int times = data.ConsumeIntegralInRange(1, 3); times > 0; --times) damaged.damage(data);
-    Bytes digest(damaged.at(0), damaged.at(1));
-    ECC_PUBLIC_KEY pub;
-    ECC_SIGNATURE other;
-    std::memcpy(&pub, damaged.at(1), 64);
-    std::memcpy(&other, damaged.at(3), 64);
-    // Digests count modulo n and coordinates modulo p.
-    const bool valid = same_residue(whole[0], damaged[0], curve().n) && same_residue(whole[1], damaged[1], curve().p) &&
-                       same_residue(whole[2], damaged[2], curve().p) && whole[3] == damaged[3] &&
-                       whole[4] == damaged[4];
-    require(verify_on_both(digest, pub, other) == (valid ? 1 : 0), "valid is what is equal");
-
-    // [s]G + [t]P' = -([s]G + [t]P) has the same x: this key fits too.
-    const Integer r = whole[3], s = whole[4], t = mod(r + s, curve().n);
-    const Bytes second = curve().multiply(mod(-from_be(pair.priv.d) - 2 * s * inverse(t, curve().n), curve().n));
-    std::memcpy(&pub, second.data(), 64);
-    require(std::ranges::count(second, 0) == 64 || verify_on_both(e, pub, signature) == 1, "the other key that fits");
-
-    if (!data.ConsumeBool()) return;
-    const test::Key key = test::openssl_key(pair.priv, pair.pub);
-    require(key != nullptr, "OpenSSL takes the key");
-    const test::KeyContext context(EVP_PKEY_CTX_new(key.get(), nullptr));
-    require(test::openssl_verifies(context.get(), e, signature), "OpenSSL accepts an own signature");
-    require(test::openssl_verifies(context.get(), digest, other) == (verify_on_both(digest, pair.pub, other) == 1),
-            "OpenSSL agrees on a damaged one");
+std::vector<Group>& named_groups() {
+    static std::vector<Group> all = [] {
+        std::vector<Group> list;
+        for (const test::Curve& curve : test::kSoundCurves) list.emplace_back(test::parameters(curve));
+        list.emplace_back(list[0]).grp.generator.z_is_one = 2;  // reads the same: the recommended curve the general way
+        return list;
+    }();
+    return all;
 }
 
-Ulmaro_ECC_CIPHER_BLOB* blob_of(Bytes& record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data()); }
-
-constexpr std::size_t kHeader = sizeof(Ulmaro_ECC_CIPHER_BLOB);
-
-Bytes encrypt_on_both(Data& data, const ECC_PUBLIC_KEY& pub, const Bytes& message) {
-    Bytes records[2], *next = records;
-    const bool in_place = data.ConsumeBool();
-    on_both(be32(take_number(data, curve().n)), [&](const ec_group_st& grp) {
-        Bytes& record = *next++;
-        record.resize(kHeader + message.size(), 0xa5);
-        std::ranges::copy(message, record.data() + kHeader);
-        const unsigned char* const from = in_place ? record.data() + kHeader : message.data();
-        require(SM2_ECES_Encryption(&grp, from, length(message), &pub, blob_of(record)) == 0, "encryption returns");
-    });
-    require(records[0] == records[1], "both engines make the same record");
-    return records[0];
+/// A good curve with some fields replaced, and with any coefficients that its base point fulfils.
+ECCParameter_st take_block(Data& data) {
+    ECCParameter_st param = test::parameters(data.one_of(test::kCurves));
+    unsigned char* const fields[] = {param.p, param.a, param.Gx, param.Gy, param.n, param.b};
+    for (auto times = data.up_to(4); times > 0; --times) {
+        unsigned char* const field = data.one_of(fields);
+        if (data.rarely(4)) {
+            std::memset(field, 0, data.up_to(32));
+        } else {
+            std::ranges::copy(be32(take_number(data, from_be({field, 32}))), field);
+        }
+    }
+    const Integer p = from_be(param.p), x = from_be(param.Gx), y = from_be(param.Gy);
+    if (p != 0 && data.flip()) std::ranges::copy(be32(mod(y * y - (x * x + from_be(param.a)) * x, p)), param.b);
+    return param;
 }
 
-int decrypt_on_both(Data& data, const Bytes& record, const ECC_PRIVATE_KEY& priv, Bytes& plain) {
-    int results[2], *next = results;
-    const std::size_t size = record.size() - kHeader;
-    const bool over = data.ConsumeBool();
-    const auto offset = data.ConsumeIntegralInRange<std::size_t>(0, kHeader);
-    for (const ec_group_st& grp : both().groups) {
-        Bytes copy = record, apart(size);
-        unsigned char* const to = over ? copy.data() + offset : apart.data();
-        *next++ = SM2_ECES_Decryption(&grp, blob_of(copy), &priv, to);
-        plain.assign(to, to + size);
-    }
-    require(results[0] == results[1], "both engines decrypt alike");
-    return results[0];
+/// A point of this x, where there is one; p is 3 modulo 4 on every named curve but the last.
+Point lifted(const Group& group, const Integer& x) {
+    const Integer& p = group.curve.p;
+    const Integer yy = mod(x * x * x + group.curve.a * x + group.b, p), exponent = (p + 1) / 4;
+    Point A = {mod(x, p), 0};
+    if (p == 0) return A;
+    mpz_powm(A.y.get_mpz_t(), yy.get_mpz_t(), exponent.get_mpz_t(), p.get_mpz_t());
+    return A;
 }
 
-void check_ciphertext(Data& data) {
-    const Pair pair = make_pair(data);
-    const Bytes message = take_message(data, 600);
-    const Bytes record = encrypt_on_both(data, pair.pub, message);
-    Bytes plain;
-    require(decrypt_on_both(data, record, pair.priv, plain) == (message.empty() ? 0 : 1), "an own record is authentic");
-    require(message.empty() || plain == message, "the message comes back");
+struct Subject {
+    const Group& group;
+    bool exact;  // modulo a composite number multiples have no meaning
+    bool sound;  // the order is prime, and that of every point
+    Integer d;
+    Point P;
 
-    // Damage; the record ends where its length field says.
-    const Numbers whole(Bytes(record.begin(), record.begin() + 96));
-    Numbers header = whole;
-    for (int times = data.ConsumeIntegralInRange(0, 2); times > 0; --times) header.damage(data);
-    if (data.ConsumeIntegralInRange(0, 7) == 0) {
-        const Bytes point = curve().multiply(take_number(data, curve().n));
-        header.set(0, x_of(point));
-        header.set(1, from_be(std::span(point).last(32)));
-    }
-    Bytes damaged = record;
-    std::copy_n(header.at(0), 96, damaged.data());
-    if (!message.empty() && data.ConsumeBool()) {
-        damaged[kHeader + data.ConsumeIntegralInRange<std::size_t>(0, message.size() - 1)] ^=
-            data.ConsumeIntegral<std::uint8_t>();
-    }
-    if (data.ConsumeBool()) {
-        const auto shorter = data.ConsumeIntegralInRange<std::uint32_t>(0, static_cast<std::uint32_t>(message.size()));
-        std::memcpy(&damaged[96], &shorter, 4);
-        damaged = Bytes(damaged.begin(), damaged.begin() + static_cast<std::ptrdiff_t>(kHeader + shorter));
-    }
-    const bool authentic = !message.empty() && damaged.size() == record.size() &&
-                           same_residue(header[0], whole[0], curve().p) &&
-                           same_residue(header[1], whole[1], curve().p) && header[2] == whole[2] &&
-                           equal(std::span(damaged).subspan(kHeader), std::span(record).subspan(kHeader));
-    require(decrypt_on_both(data, damaged, pair.priv, plain) == (authentic ? 1 : 0), "authentic is what is equal");
-    require(!authentic || plain == message, "the message comes back again");
+    const Integer& n() const { return group.n; }
+};
+
+void flip_a_bit(Data& data, Bytes& bytes) {
+    bytes[data.up_to(bytes.size() - 1)] ^= static_cast<unsigned char>(1U << data.up_to(7));
 }
 
-/// A public key of any bytes: encryption carries it on, and verification refuses it.
-void check_foreign_key(Data& data) {
-    ECC_PUBLIC_KEY pub;
-    std::ranges::copy(be32(take_number(data, curve().p)), pub.x);
-    std::ranges::copy(be32(take_number(data, curve().p)), pub.y);
-    const Bytes message = take_message(data, 100);
-    encrypt_on_both(data, pub, message);
-    const Bytes untouched(kHeader + message.size(), 0xa5);
-    Bytes record = untouched;
-    const int negative = data.ConsumeIntegralInRange(std::numeric_limits<int>::min(), -1);
-    require(test::outcome_of([&] {
-                SM2_ECES_Encryption(&both().groups[0], message.data(), negative, &pub, blob_of(record));
-            }) == test::Outcome::bad_array_new_length,
-            "a negative length is refused");
-    require(record == untouched, "a refusal writes nothing");
+void check_signature(Data& data, const Subject& x) {
+    const Integer& n = x.n();
+    const Integer d = data.rarely(8) ? take_number(data, n) : x.d, k = take_number(data, n);
+    // Whether k is drawn as it is depends on the order; where it is, these make r, r + k and s vanish.
+    const Integer x1 = x.group.multiple(k).x, any = take_number(data, n);
+    Bytes e = be32(n == 0 ? any
+                          : data.one_of({any, mod(-x1, n), mod(-k - x1, n), mod(k * inverse(d, n) - x1, n), any, any}));
+    if (inverse(d + 1, n) == 0 && !data.rarely(40)) return;  // takes all draws
+    // Over its inputs too.
+    ECC_SIGNATURE made;
+    ECC_PRIVATE_KEY key;
+    const bool over = data.flip();
+    unsigned char* const digest = over ? made.r : e.data();
+    auto* const secret = over ? reinterpret_cast<ECC_PRIVATE_KEY*>(made.s) : &key;
+    std::copy_n(e.begin(), 32, digest);
+    std::ranges::copy(be32(d), secret->d);
+    draw_next({k});
+    require(outcome([&] { return SM2_ECDSA_Signature(&x.group.grp, digest, secret, &made); }) == "0 ", "a signature");
+    Bytes signature = test::snapshot(made);
+    if (x.exact) {
+        require(signature == Model(x.group).sign(from_be(e), d), "the signature of this k");
+    } else {
+        draw_next({});
+    }
 
-    ECC_SIGNATURE signature;
-    std::ranges::copy(be32(take_number(data, curve().n)), signature.r);
-    std::ranges::copy(be32(take_number(data, curve().n)), signature.s);
-    const Bytes e = be32(take_number(data, curve().n));
-    ECCParameter_st param;
-    SM2_Get_Paramter(&param, 0);
-    const int verified = verify_on_both(e, pub, signature);
-    require(verified == 0 || (verified == 1 && SM2_POINT_is_on_curve(&param, &pub) == 1), "a key off the curve");
+    // This one; any pair; r + s = n; an infinite sum; a sum with a chosen x, which may exceed n, and digests that differ
+    // by what a sloppy comparison takes for nothing.
+    Bytes pub = xy_of(x.P);
+    if (x.sound && !data.flip()) {
+        const Integer r = mod(take_number(data, n), n);
+        Integer s = mod(take_number(data, n), n);
+        const auto kind = data.up_to(5);
+        if (kind == 0) s = mod(-r, n);
+        if (kind == 1) s = mod(-r * x.d * inverse(x.d + 1, n), n);
+        const Integer t = mod(r + s, n);
+        Point sum = x.group.multiple(s, t, x.P);
+        if (kind > 2) {
+            const Point wanted = lifted(x.group, kind == 3 ? n + data.up_to(40) : take_number(data, x.group.curve.p));
+            if (x.group.contains(wanted) && t != 0) {
+                sum = wanted;
+                const Point rest = x.group.curve.sum(sum, x.group.curve.negative(x.group.multiple(s)));
+                pub = xy_of(x.group.curve.multiple(inverse(t, n), rest));
+            }
+        }
+        const Integer beside =
+            data.one_of({Integer(0), Integer(0), Integer(1), Integer(-1), test::power_of_two(256), x.group.curve.p});
+        e = be32(mod(r - sum.x - beside, n));
+        signature = joined({be32(r), be32(s)});
+    }
+    if (data.rarely(3)) flip_a_bit(data, data.one_of({&e, &pub, &signature})[0]);
+    if (data.rarely(8)) {  // beside the order
+        const Integer half = n + data.between(-2, 2);
+        if (half < test::power_of_two(256) && half >= 0) std::ranges::copy(be32(half), &signature[32 * data.up_to(1)]);
+    }
+    ECC_PUBLIC_KEY public_key;
+    std::memcpy(&public_key, pub.data(), 64);
+    std::memcpy(&made, signature.data(), 64);
+    draw_next({});
+    const Model model(x.group);
+    const std::string got =
+        outcome([&] { return SM2_ECDSA_Verification(&x.group.grp, e.data(), &public_key, &made); });
+    const Point P = x.group.prepared() ? model.point_of(pub) : Point();
+    if (!x.exact || (x.group.prepared() && !(x.group.contains(P) && x.group.contains(x.group.G)))) {
+        require(got[0] == '0' || (!x.exact && got == "1 ") || x.group.contains(P), "a key off the curve");
+        return;
+    }
+    require(got == model.verify(from_be(e), P, from_be(made.r), from_be(made.s)), "a verification");
+    if (&x.group == &named_groups()[0] && data.flip()) {
+        require(test::openssl_verifies(pub, e, signature) == (got == "1 "), "OpenSSL agrees on a signature");
+    }
+}
+
+Ulmaro_ECC_CIPHER_BLOB* blob_of(unsigned char* record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record); }
+
+void check_ciphertext(Data& data, const Subject& x) {
+    const Integer& n = x.n();
+    const Integer k = take_number(data, n);
+    // The key; any point, which is carried on; one that leads to x2 = 0.
+    Point P = x.P;
+    const auto kind = data.up_to(3);
+    if (kind == 0) P = {take_number(data, x.group.curve.p), take_number(data, x.group.curve.p)};
+    if (kind == 1 && x.sound) P = x.group.curve.multiple(inverse(k, n), lifted(x.group, 0));
+    const Bytes message = take_message(data, data.flip() ? 1 : 300), pub = xy_of(P);
+    ECC_PUBLIC_KEY public_key;
+    std::memcpy(&public_key, pub.data(), 64);
+    Bytes record(kHeader + message.size(), 0xa5);
+    const bool in_place = data.flip();
+    if (in_place) std::ranges::copy(message, record.begin() + kHeader);
+    const unsigned char* const from = in_place ? record.data() + kHeader : message.data();
+    const auto rejects = [&] { return x.group.curve.multiple(k, Model(x.group).point_of(pub)).x == 0; };
+    draw_next({});
+    if (x.exact && x.group.prepared() && rejects() && !x.sound && !data.rarely(40)) return;
+    draw_next({k});
+    require(outcome([&] {
+                return SM2_ECES_Encryption(&x.group.grp, from, length(message), &public_key, blob_of(record.data()));
+            }) == "0 ",
+            "an encryption");
+    if (!x.exact) {
+        draw_next({});
+    } else {
+        Model model(x.group);
+        require(record == model.encrypt(message, x.group.prepared() ? model.point_of(pub) : P), "a record");
+    }
+
+    // Damaged, or with another C1, other coordinates of the same one, another length or another key.
+    Integer d = x.d;
+    if (data.flip()) flip_a_bit(data, record);
+    if (data.rarely(4)) {
+        const Integer any = take_number(data, x.group.curve.p);
+        const Bytes other = xy_of(data.flip() ? lifted(x.group, any) : x.group.multiple(any));
+        std::ranges::copy(other, record.begin());
+    }
+    const Integer same = from_be(std::span(record).first(32)) + x.group.curve.p;
+    if (same < test::power_of_two(256) && data.flip()) std::ranges::copy(be32(same), record.begin());
+    if (data.rarely(4)) d = data.one_of({Integer(0), n, Integer(1), take_number(data, n)});
+    std::uint32_t size = static_cast<std::uint32_t>(message.size());
+    if (data.rarely(4)) size = static_cast<std::uint32_t>(data.up_to(size));
+    if (data.rarely(8)) size = data.one_of({0x7fffffc0U, 0x7fffffffU, 0x80000000U, 0xffffffc0U, 0xffffffffU});
+    std::memcpy(&record[96], &size, 4);
+
+    draw_next({});
+    const Model model(x.group);
+    ECC_PRIVATE_KEY key;
+    std::ranges::copy(be32(d), key.d);
+    Bytes memory = record;
+    memory.resize(record.size() + message.size(), 0xc5);
+    const std::size_t at = data.flip() ? record.size() : data.up_to(record.size());
+    Bytes plain(&memory[at], &memory[at] + std::min<std::size_t>(size, message.size()));
+    const std::string got = outcome(
+        [&] { return SM2_ECES_Decryption(&x.group.grp, blob_of(memory.data()), &key, memory.data() + at); });
+    if (!x.exact) return;
+    require(got == model.decrypt(record, d, plain), "a decryption");
+    require(equal(std::span(memory).subspan(at, plain.size()), plain), "the message");
+}
+
+/// The block of a curve that is no group's, the registry's, or a point's.
+void check_equation_and_identity(Data& data, const Subject& x) {
+    const ECCParameter_st& param = x.group.param;
+    Bytes xy = xy_of(x.P);
+    if (data.flip()) xy = data.take(64);
+    ECC_PUBLIC_KEY key;
+    std::memcpy(&key, xy.data(), 64);
+    const Integer p = from_be(param.p), u = from_be(key.x), v = from_be(key.y);
+    const bool holds = p != 0 && mod(u * u * u + from_be(param.a) * u + from_be(param.b) - v * v, p) == 0;
+    require(SM2_POINT_is_on_curve(&param, &key) == (holds ? 1 : 0), "SM2_POINT_is_on_curve");
+    const Bytes id = test::from_hex("008031323334353637383132333435363738");
+    unsigned char z[32];
+    require(SM3_algrithm_userid_hash(&key, &param, z) == 0, "a Z returns");
+    require(equal(z, test::openssl_sm3(joined({id, param.a, param.b, param.Gx, param.Gy, xy}))), "Z");
+}
+
+/// What stands in a prepared group.
+void check_group(const Group& group) {
+    const ec_group_st& grp = group.grp;
+    ec_group_st expected = {};
+    const Integer p = from_be(group.param.p), n = from_be(group.param.n);
+    expected.prime = test::record_of<bignum_st>(p);
+    expected.order = test::record_of<bignum_st>(n);
+    const auto words = [](const Integer& a) { return static_cast<int>((mpz_sizeinbase(a.get_mpz_t(), 2) + 31) / 32); };
+    expected.prime_top = p == 0 ? 0 : words(p);
+    expected.order_top = n == 0 ? 0 : words(n);
+    if (group.prepared()) {
+        const auto form = [&](const unsigned char (&field)[32]) {  // words above the prime's stay what they were
+            const Integer all = from_be(field), low = mod(all, group.R);
+            return test::record_of<bignum_st>(all - low + mod(low * group.R, p));
+        };
+        expected.nprime = static_cast<unsigned int>(mod(-inverse(p, test::power_of_two(32)), test::power_of_two(32)).get_ui());
+        const bignum_st rr = test::record_of<bignum_st>(mod(group.R * group.R, p));
+        std::copy_n(rr.words, 8, expected.rr);
+        expected.a_mont = form(group.param.a), expected.b_mont = form(group.param.b);
+        expected.generator.X = form(group.param.Gx), expected.generator.Y = form(group.param.Gy);
+        expected.mont_one = expected.generator.Z = test::record_of<bignum_st>(mod(group.R, p));
+        expected.generator.z_is_one = grp.generator.z_is_one;
+    }
+    require(std::memcmp(&grp, &expected, sizeof grp) == 0, "a prepared group");
 }
 
 }  // namespace
-}  // namespace ulmaro::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
-    using namespace ulmaro::fuzz;
-    Data data(input, size);
-    ulmaro::test::reset_random();
-    switch (data.ConsumeIntegralInRange(0, 2)) {
-        case 0:
-            check_signature(data);
-            break;
-        case 1:
-            check_ciphertext(data);
-            break;
-        default:
-            check_foreign_key(data);
+void run(Data& data) {
+    std::optional<Group> own;
+    Group* group = &data.one_of(named_groups());
+    const bool sound = !data.rarely(3);
+    if (!sound) {
+        group = &own.emplace(take_block(data));
+    } else if (data.flip()) {  // another base point
+        ECCParameter_st param = group->param;
+        const Bytes G = xy_of(group->multiple(1 + mod(take_number(data, group->n), group->n - 1)));
+        std::copy_n(G.begin(), 32, param.Gx);
+        std::copy_n(G.begin() + 32, 32, param.Gy);
+        group = &own.emplace(param);
     }
-    return 0;
+    check_group(*group);
+    const bool exact = !group->prepared() || test::is_prime(group->curve.p);
+    ECC_PUBLIC_KEY pub;
+    ECC_PRIVATE_KEY key;
+    std::memset(&pub, 0xa5, sizeof pub);
+    std::memset(&key, 0xa5, sizeof key);
+    draw_next({take_number(data, group->n), take_number(data, group->n)});
+    require(outcome([&] { return SM2_ECC_GenerateKeyPair(&group->grp, &pub, &key); }) == "0 ", "a key pair");
+    Subject x = {*group, exact, sound, 0, {0, 0}};
+    if (Model model(*group); model.draw(x.d)) x.P = exact ? group->multiple(x.d) : test::point_of(test::snapshot(pub));
+    require(from_be(key.d) == x.d && test::snapshot(pub) == xy_of(x.P), "the key pair is d, [d]G");
+    if (exact && group->prepared()) {
+        const Integer k = take_number(data, group->n);
+        bignum_st scalar = test::record_of<bignum_st>(k);
+        scalar.words[8] = scalar.words[9] = 0xffffffff;
+        require(ECC_CalcPubKeyByPriKey(&group->grp, &pub, &scalar) == 0, "a public key returns");
+        const Integer seen = mod(k, test::power_of_two(static_cast<unsigned>(32 * group->grp.order_top)));
+        require(test::snapshot(pub) == xy_of(group->multiple(seen)), "ECC_CalcPubKeyByPriKey is [k]G");
+    }
+    check_equation_and_identity(data, x);
+    data.flip() ? check_signature(data, x) : check_ciphertext(data, x);
 }
+
+void run_edges() {}
+
+}  // namespace ulmaro::fuzz

@@ -37,18 +37,18 @@ Bytes reference(const Job& job, std::span<const unsigned char> in) {
 
 /// Input, output, iv and key or schedule at fuzzed places of one memory, where they may overlap in any way.
 void check_overlaps(Data& data, const Sm4Mode& mode) {
-    const auto size = data.ConsumeIntegralInRange<std::size_t>(0, 16 * kMostBlocks + 15), whole = size / 16 * 16;
-    const Bytes key = take(data, 16);
-    const std::size_t spare = 160 + data.ConsumeIntegralInRange<std::size_t>(0, 2 * size);
+    const auto size = data.up_to(16 * kMostBlocks + 15), whole = size / 16 * 16;
+    const Bytes key = data.take(16);
+    const std::size_t spare = 160 + data.up_to(2 * size);
     const auto place = [&](std::size_t length) {
-        return data.ConsumeIntegralInRange<std::size_t>(0, size + spare - length);
+        return data.up_to(size + spare - length);
     };
     const std::size_t in = place(size), iv = place(16);
-    const std::size_t beside = std::min(spare, in + data.ConsumeIntegralInRange<std::size_t>(0, 80));
+    const std::size_t beside = std::min(spare, in + data.up_to(80));
     const std::size_t outs[] = {in, beside, place(size)};
-    const std::size_t out = outs[data.ConsumeIntegralInRange<std::size_t>(0, 2)];
+    const std::size_t out = outs[data.up_to(2)];
     const std::size_t key_at = mode.raw_key ? place(16) : place(128) / 4 * 4;
-    const int negative = data.ConsumeIntegralInRange(std::numeric_limits<int>::min(), -1);
+    const int negative = data.between(std::numeric_limits<int>::min(), -1);
     Bytes memory = take_spread(data, size + spare);
     unsigned char* const base = memory.data();
     if (mode.raw_key) {
@@ -71,19 +71,19 @@ void check_overlaps(Data& data, const Sm4Mode& mode) {
 void check_continuation(Data& data, const Sm4Mode& mode) {
     const Bytes message = take_message(data, 16 * kMostBlocks);
     Bytes text(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(message.size() / 16 * 16));
-    const Job job{mode.cbc, mode.decrypts, take(data, 16), take(data, 16)};
+    const Job job{mode.cbc, mode.decrypts, data.take(16), data.take(16)};
     const Bytes expected = reference(job, text);
     test::Sm4Key key(job.key);
     Bytes iv = job.iv;
     for (std::size_t done = 0; done < text.size();) {
         const std::size_t left = (text.size() - done) / 16;
         const std::size_t step =
-            16 * (data.remaining_bytes() == 0 ? left : data.ConsumeIntegralInRange<std::size_t>(1, left));
+            16 * (data.empty() ? left : data.between<std::size_t>(1, left));
         unsigned char* const at = &text[done];
         Bytes next(at + step - 16, at + step);
         mode.run(at, static_cast<int>(step), key.for_mode(mode), iv.data(), at);
         if (!mode.decrypts) std::copy_n(at + step - 16, 16, next.begin());
-        iv = next;
+        iv.swap(next);
         done += step;
     }
     require(text == expected, "a stream in pieces");
@@ -91,11 +91,11 @@ void check_continuation(Data& data, const Sm4Mode& mode) {
 
 /// The kernels themselves: the output apart, in place, or any distance below the input.
 void check_kernels(Data& data) {
-    const auto blocks = data.ConsumeIntegralInRange<std::size_t>(0, kMostBlocks), size = 16 * blocks;
-    const bool apart = data.ConsumeBool();
-    const std::size_t below = apart ? size : data.ConsumeIntegralInRange<std::size_t>(0, size + 16);
-    const std::size_t offset = data.ConsumeIntegralInRange<std::size_t>(0, 63);
-    const Job job{data.ConsumeBool(), data.ConsumeBool(), take(data, 16), take(data, 16)};
+    const auto blocks = data.up_to(kMostBlocks), size = 16 * blocks;
+    const bool apart = data.flip();
+    const std::size_t below = apart ? size : data.up_to(size + 16);
+    const std::size_t offset = data.up_to(63);
+    const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
     const Bytes memory = take_spread(data, offset + below + size);
     const test::Sm4Key key(job.key);
     Bytes expected = memory;
@@ -115,11 +115,11 @@ void check_kernels(Data& data) {
 
 /// The routines over words: the bytes in big-endian words, apart or in place.
 void check_words(Data& data) {
-    const Job job{data.ConsumeBool(), data.ConsumeBool(), take(data, 16), take(data, 16)};
+    const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
     test::Sm4Key key(job.key);
-    const auto len = job.cbc ? data.ConsumeIntegralInRange<std::size_t>(0, 64) : 4;
-    const bool in_place = data.ConsumeBool();
-    const Bytes text = take(data, 4 * len);
+    const auto len = job.cbc ? data.up_to(64) : 4;
+    const bool in_place = data.flip();
+    const Bytes text = data.take(4 * len);
     auto in = test::be_words(text), iv = test::be_words(job.iv);
     auto apart = in;
     unsigned int* const out = in_place ? in.data() : apart.data();
@@ -135,14 +135,11 @@ void check_words(Data& data) {
 }
 
 }  // namespace
-}  // namespace ulmaro::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
-    using namespace ulmaro::fuzz;
-    Data data(input, size);
-    const auto& modes = data.ConsumeBool() ? ulmaro::test::kSm4Modes : ulmaro::test::kSm4InternalModes;
-    const Sm4Mode& mode = modes[data.ConsumeIntegralInRange<std::size_t>(0, std::size(modes) - 1)];
-    switch (data.ConsumeIntegralInRange(0, 3)) {
+void run(Data& data) {
+    const auto& modes = data.flip() ? test::kSm4Modes : test::kSm4InternalModes;
+    const Sm4Mode& mode = modes[data.up_to(std::size(modes) - 1)];
+    switch (data.between(0, 3)) {
         case 0:
             check_overlaps(data, mode);
             break;
@@ -155,5 +152,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t siz
         default:
             check_words(data);
     }
-    return 0;
 }
+
+void run_edges() {}
+
+}  // namespace ulmaro::fuzz

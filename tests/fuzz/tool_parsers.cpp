@@ -147,15 +147,13 @@ void check_list(View content) {
 }
 
 }  // namespace
-}  // namespace ulmaro::fuzz
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t size) {
-    using namespace ulmaro::fuzz;
+void run(Data& data) {
     // The last byte chooses, so that a file in a format and one byte more is an input.
-    if (size == 0) return 0;
-    const Bytes content(input, input + size - 1);
+    const auto choice = data.any<unsigned char>();
+    const Bytes content = data.rest();
     constexpr SignatureFormat kSignatureFormats[] = {SignatureFormat::der, SignatureFormat::raw, SignatureFormat::hex};
-    switch (const std::size_t choice = input[size - 1]; choice) {
+    switch (choice) {
         case 's':
         case 't':
         case 'u':
@@ -178,5 +176,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* input, std::size_t siz
         default:
             check_key(content);
     }
-    return 0;
 }
+
+void run_edges() {}
+
+}  // namespace ulmaro::fuzz

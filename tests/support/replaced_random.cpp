@@ -23,14 +23,18 @@ extern "C" {
 int rand() noexcept {
     auto& state = ulmaro::test::replaced_random();
     ++state.calls;
+    int value;
     if (!state.script.empty()) {
-        const int value = state.script.front();
+        value = state.script.front();
         state.script.pop_front();
-        return value;
+    } else if (state.otherwise != nullptr) {
+        value = state.otherwise();
+    } else {
+        sequence = sequence * 6364136223846793005U + 1442695040888963407U;
+        value = static_cast<int>(sequence >> 33);
     }
-    if (state.otherwise != nullptr) return state.otherwise();
-    sequence = sequence * 6364136223846793005U + 1442695040888963407U;
-    return static_cast<int>(sequence >> 33);
+    if (state.drawn != nullptr) state.drawn->push_back(static_cast<unsigned char>(value));
+    return value;
 }
 
 void srand(unsigned int seed) noexcept {

@@ -14,6 +14,7 @@ struct ReplacedRandom {
     std::deque<int> script;        ///< what rand returns next
     int (*otherwise)() = nullptr;  ///< what it returns after the script; null: a fixed sequence that srand restarts
     int calls = 0;                 ///< of rand
+    Bytes* drawn = nullptr;        ///< where the low bytes of all returned values go, if anywhere
     std::vector<unsigned int> seeds;
     std::time_t now = 1000;
 

@@ -1,0 +1,72 @@
+// Prepared groups beside their numbers, and scalars worth trying.
+#pragma once
+
+#include "UlmaroAlgrithmInternals.hpp"
+#include "fuzz/fuzz.hpp"
+#include "support/curves.hpp"
+#include "support/points.hpp"
+
+namespace ulmaro::fuzz {
+
+using test::be32;
+using test::from_be;
+using test::Integer;
+using test::inverse;
+using test::mod;
+using test::Point;
+using test::value_of;
+using test::xy_of;
+
+/// A number below 2^256: any, or beside one of the edges.
+inline Integer take_number(Data& data, const Integer& m) {
+    if (data.flip()) return from_be(data.take(32));
+    return mod(data.one_of(test::edges(m)) + data.between(-20, 20), test::power_of_two(256));
+}
+
+struct Group {
+    ECCParameter_st param;
+    ec_group_st grp;
+    test::Points curve;
+    Integer b, n, R;
+    Point G;
+
+    explicit Group(const ECCParameter_st& block) : param(block) {
+        std::memset(&grp, 0x55, sizeof grp);
+        require(SM2_ECC_InitParameter(&param, &grp) == 0, "a group returns");
+        curve.p = value_of(grp.prime);
+        n = value_of(grp.order);
+        R = test::power_of_two(static_cast<unsigned>(32 * grp.prime_top));
+        if (!prepared()) return;
+        curve.a = plain(grp.a_mont), b = plain(grp.b_mont);
+        G = {plain(grp.generator.X), plain(grp.generator.Y)};
+    }
+
+    bool prepared() const { return mpz_odd_p(curve.p.get_mpz_t()) != 0 && n != 0; }
+
+    Integer plain(const bignum_st& a) const {
+        return mod(value_of(a, static_cast<std::size_t>(grp.prime_top)) * inverse(R, curve.p), curve.p);
+    }
+    /// In Montgomery form; the words above are nobody's.
+    bignum_st form(const Integer& a) const {
+        bignum_st r = test::record_of<bignum_st>(mod(a * R, curve.p));
+        for (int i = grp.prime_top; i < 10; ++i) r.words[i] = 0xc5c5c5c5;
+        return r;
+    }
+
+    bool contains(const Point& A) const {
+        return curve.p != 0 && mod(A.x * A.x * A.x + curve.a * A.x + b - A.y * A.y, curve.p) == 0;
+    }
+    Point multiple(const Integer& k) const { return curve.multiple(k, G); }
+    Point multiple(const Integer& s, const Integer& t, const Point& A) const {
+        return curve.sum(multiple(s), curve.multiple(t, A));
+    }
+};
+
+/// The scalar, with words above the order's that are nobody's.
+inline bignum_st scalar_of(const Integer& k, const Group& group) {
+    bignum_st r = test::record_of<bignum_st>(k);
+    for (int i = group.grp.order_top; i < 10; ++i) r.words[i] = 0xffffffff;
+    return r;
+}
+
+}  // namespace ulmaro::fuzz

@@ -1,0 +1,246 @@
+// Points and their multiples: the exported routines, what the schemes ask for, and every kernel of both engines, on
+// curves of every kind, against sums of affine points.
+#include "ec/limbs.hpp"
+#include "ec/multiply.hpp"
+#include "ecp256/kernels.hpp"
+#include "fuzz/groups.hpp"
+#include "sm2p256/engine.hpp"
+#include "sm2p256/kernels.hpp"
+#include "sm2p256/table.hpp"
+
+namespace ulmaro::fuzz {
+namespace {
+
+using test::infinity;
+using test::record_of;
+using u256::U256;
+
+std::vector<Group>& groups() {
+    static std::vector<Group> all = [] {
+        std::vector<Group> list;
+        for (const test::Curve& curve : test::kCurves) list.emplace_back(test::parameters(curve));
+        list.emplace_back(list[0]).grp.generator.z_is_one = 2;  // the same curve the general way
+        return list;
+    }();
+    return all;
+}
+Group& recommended() { return groups()[0]; }
+
+bool is_sound(const Group& group) { return test::is_prime(group.n) && group.multiple(group.n) == infinity; }
+
+/// A over the given z, in Montgomery form.
+ec_point_st jacobian(const Group& group, const Point& A, const Integer& z) {
+    ec_point_st r;
+    std::memset(&r, 0xc5, sizeof r);
+    r.X = group.form(A.infinite ? Integer(5) : Integer(A.x * z * z));
+    r.Y = group.form(A.infinite ? Integer(6) : Integer(A.y * z * z * z));
+    r.Z = group.form(A.infinite ? Integer(0) : z);
+    r.z_is_one = !A.infinite && z == 1 ? 1 : 0;
+    return r;
+}
+
+bool same(Group& group, ec_point_st got, const Point& expected) {
+    bignum_st x, y;
+    std::memset(&x, 0xc5, sizeof x);
+    std::memset(&y, 0xc5, sizeof y);
+    ec_GFp_simple_point_get_affine_coordinates_GFp(&group.grp, &got, &x, &y);
+    return (ec_GFp_simple_is_at_infinity(&group.grp, &got) != 0) == expected.infinite &&
+           value_of(x, 10) == expected.x && value_of(y, 10) == expected.y;
+}
+
+void check_sum(Group& group, const Point& a, const Integer& za, const Point& b, const Integer& zb) {
+    const ec_point_st A = jacobian(group, a, za), B = jacobian(group, b, zb);
+    ec_point_st apart, over_a = A, over_b = B, in_a = A, in_b = B;
+    std::memset(&apart, 0x3a, sizeof apart);
+    const ec_point_st before = apart;
+    ec_GFp_simple_add(&group.grp, &apart, &in_a, &in_b);
+    ec_GFp_simple_add(&group.grp, &over_a, &over_a, &in_b);
+    ec_GFp_simple_add(&group.grp, &over_b, &in_a, &over_b);
+    const Point sum = group.curve.sum(a, b);
+    for (const ec_point_st& got : {apart, over_a, over_b}) require(same(group, got, sum), "a sum of points");
+    const auto equal_bytes = [](const auto& x, const auto& y) { return std::memcmp(&x, &y, sizeof x) == 0; };
+    require(equal_bytes(in_a, A) && equal_bytes(in_b, B), "operands stay");
+    if (a.infinite || b.infinite) {
+        const ec_point_st& other = a.infinite ? B : A;
+        require(equal_bytes(apart, other) && equal_bytes(over_a, other) && equal_bytes(over_b, other), "0 + P is P");
+    } else {
+        require(apart.z_is_one == 0, "the flag of a sum");
+    }
+    if (sum.infinite && !(a == b)) require(equal_bytes(apart.X, before.X) && apart.Z.words[9] == 0, "infinity");
+
+    ec_GFp_simple_add(&group.grp, &in_b, &in_b, &in_b);
+    require(same(group, in_b, group.curve.sum(b, b)), "a point plus itself");
+    apart = before;
+    ec_GFp_simple_dbl(&group.grp, &apart, &in_a);
+    require(equal_bytes(in_a, A), "a doubled operand stays");
+    ec_GFp_simple_dbl(&group.grp, &in_a, &in_a);
+    const Point twice = group.curve.sum(a, a);
+    require(same(group, apart, twice) && same(group, in_a, twice) && apart.z_is_one == 0, "a doubled point");
+    if (a.infinite) require(equal_bytes(apart.X, before.X) && value_of(apart.Z, 10) == 0, "infinity doubled");
+}
+
+/// [k]A and [k]A + [l]B by EC_POINTs_mul, which looks at as many words of a scalar as the order has.
+void check_routine(Group& group, const Integer& k, const Point& a, const Integer& l, const Point& b, const Integer& z) {
+    const Integer most = test::power_of_two(static_cast<unsigned>(32 * group.grp.order_top));
+    const Integer kk = mod(k, most), ll = mod(l, most);
+    bignum_st s = scalar_of(kk, group), t = scalar_of(ll, group);
+    ec_point_st A = jacobian(group, a, z), B = jacobian(group, b, 1), r = {};
+    const Point product = group.curve.multiple(kk, a);
+    EC_POINTs_mul(&group.grp, &r, &A, &s, nullptr, nullptr);
+    require(same(group, r, product), "EC_POINTs_mul of one point");
+    r = {};
+    EC_POINTs_mul(&group.grp, &r, &A, &s, &B, &t);
+    require(same(group, r, group.curve.sum(product, group.curve.multiple(ll, b))), "EC_POINTs_mul of two points");
+    r = A;
+    EC_POINTs_mul(&group.grp, &r, &r, &s, nullptr, nullptr);
+    require(same(group, r, kk == 0 ? a : product), "EC_POINTs_mul in place; a product by 0 is not written");
+    if (kk == 1) require(std::memcmp(&r, &A, sizeof A) == 0, "1 P is a copy");
+}
+
+bool same(const ec::AffinePoint& got, bool finite, const Point& expected) {
+    return finite != expected.infinite && value_of(got.x, 10) == expected.x && value_of(got.y, 10) == expected.y;
+}
+
+sm2p256::Affine special_affine(const Point& A) {
+    return {sm2p256::fe_from(record_of<U256>(A.x)), sm2p256::fe_from(record_of<U256>(A.y))};
+}
+Point plain(const sm2p256::Affine& A) {
+    const Point r = {value_of(sm2p256::fe_residue(A.x)), value_of(sm2p256::fe_residue(A.y))};
+    return r == Point{0, 0} ? infinity : r;
+}
+
+/// [k]G, [k]A and [s]G + [t]A for A on the curve: what the schemes ask for, and the kernels.
+void check_multiples(Group& group, const Integer& k, const Point& a, const Integer& s, const Integer& t) {
+    const Point base = group.multiple(k), product = group.curve.multiple(k, a), both = group.multiple(s, t, a);
+    bignum_st scalar = record_of<bignum_st>(k), first = record_of<bignum_st>(s), second = record_of<bignum_st>(t);
+    ec::AffinePoint got, A = {record_of<bignum_st>(a.x), record_of<bignum_st>(a.y)};
+    if (group.grp.order_top == 8) {
+        require(same(got, ec::multiply_base(group.grp, scalar, got), base), "multiply_base");
+        if (!a.infinite) {
+            require(same(got, ec::multiply_point(group.grp, A, scalar, got), product), "multiply_point");
+            const bool finite = ec::multiply_both_vartime(group.grp, first, A, true, second, got);
+            require(same(got, finite, both), "multiply_both_vartime");
+        }
+    }
+    if (a.infinite || !ec::fits_limbs(group.grp)) return;
+    const ecp256::Curve curve = ec::curve_of(group.grp);
+    const ecp256::Affine G = {ec::limbs(group.grp.generator.X.words), ec::limbs(group.grp.generator.Y.words)};
+    const ecp256::Affine P = {record_of<U256>(mod(a.x * group.R, group.curve.p)),
+                              record_of<U256>(mod(a.y * group.R, group.curve.p))};
+    const auto expect = [&](const ecp256::Jacobian& sum, const Point& point) {
+        const Integer z = mod(value_of(sum.z) * inverse(group.R, group.curve.p), group.curve.p);
+        require((z == 0) == point.infinite, "infinity by a kernel of any curve");
+        if (z == 0) return;
+        require(mod(point.x * z * z * group.R - value_of(sum.x), group.curve.p) == 0, "x by a kernel of any curve");
+        require(mod(point.y * z * z * z * group.R - value_of(sum.y), group.curve.p) == 0,
+                "y by a kernel of any curve");
+    };
+    for (const ecp256::Kernels* kernel : ecp256::supported_kernels()) {
+        ecp256::Jacobian sum;
+        // An exception is allowed where scalars reach the order of a point; a wrong result never is.
+        const bool exception = kernel->multiply_point(curve, P, record_of<U256>(k), sum) != 0;
+        require(!exception || k >= group.n || !is_sound(group), "no exception below a prime order");
+        if (!exception) expect(sum, product);
+        if (kernel->multiply_both_vartime(curve, G, record_of<U256>(s), P, record_of<U256>(t), sum) == 0)
+            expect(sum, both);
+    }
+    if (group.curve.p != recommended().curve.p || group.G == infinity || !(group.G == recommended().G)) return;
+    for (const sm2p256::Kernels* kernel : sm2p256::supported_kernels()) {
+        sm2p256::Affine r;
+        require((kernel->multiply_base(r, record_of<U256>(k)) != 0) == base.infinite && plain(r) == base, kernel->name);
+        require((kernel->multiply_point(r, special_affine(a), record_of<U256>(k)) != 0) == product.infinite &&
+                    plain(r) == product,
+                kernel->name);
+        sm2p256::to_affine<sm2p256::PortableField>(
+            r, kernel->multiply_add_vartime(record_of<U256>(s), special_affine(a), record_of<U256>(t)));
+        require(plain(r) == both, kernel->name);
+        sm2p256::Fe x;
+        sm2p256::Scalar inverted = sm2p256::scalar_from(record_of<U256>(s));
+        kernel->multiply_base_and_invert(x, inverted, record_of<U256>(k));
+        require(value_of(sm2p256::fe_residue(x)) == base.x, "x beside an inversion");
+        require(value_of(sm2p256::scalar_residue(inverted)) == inverse(mod(s, group.n), group.n),
+                "an inversion beside a multiple");
+    }
+}
+
+void check_tables() {
+    using namespace sm2p256;
+    const auto check = [](std::span<const Affine> table, const Point& first) {
+        const Point twice = recommended().curve.sum(first, first);
+        Point expected = first;
+        for (const Affine& entry : table) {
+            require(plain(entry) == expected, "an entry of a table");
+            expected = recommended().curve.sum(expected, twice);
+        }
+    };
+    Point base = recommended().G;
+    check(generator_odd, base);
+    for (const auto& window : comb) {
+        check(window, base);
+        base = recommended().curve.multiple(64, base);
+    }
+    check(comb_top, base);
+    require(plain(comb_top_doubled) == recommended().curve.multiple(30, base), "the doubled entry");
+}
+
+}  // namespace
+
+void run(Data& data) {
+    Group& group = data.one_of(groups());
+    const Integer& n = group.n;
+    const Integer a = take_number(data, n), k = take_number(data, n), t = take_number(data, n);
+    // Sums of equal and of opposite points, sums that are small, and any.
+    const Integer b = mod(data.one_of({a, Integer(-a), Integer(2 * a), Integer(0), Integer(a + 1), t}), n);
+    const Integer s = data.flip() ? mod(data.between(-40, 40) - t * a, n) : k;
+    const Point A = group.multiple(a), B = group.multiple(b);
+    const auto z = [&] { return data.flip() ? Integer(1) : 1 + mod(take_number(data, n), group.curve.p - 1); };
+    switch (data.up_to(2)) {
+        case 0: return check_sum(group, A, z(), B, z());
+        case 1: return check_routine(group, k, A, t, B, z());
+        default: return check_multiples(group, k, A, s, t);
+    }
+}
+
+void run_edges() {
+    check_tables();
+    Group& small = groups()[9];
+    std::vector<Point> points = {infinity};
+    for (int x = 0; x < small.curve.p; ++x) {
+        for (int y = 0; y < small.curve.p; ++y) {
+            if (small.contains({x, y})) points.push_back({x, y});
+        }
+    }
+    for (const Point& a : points) {
+        for (const Point& b : points) {
+            for (const auto& [za, zb] : {std::pair(1, 1), {1, 9}, {7, 1}, {33, 4}}) check_sum(small, a, za, b, zb);
+        }
+        for (int k = 0; k < 300; ++k) check_routine(small, k, a, 7 * k % 40, points[k % points.size()], 1 + k % 3);
+    }
+    // The recommended curve both ways, any other one, and those of small order.
+    for (const std::size_t which : {0, 10, 1, 6, 7, 8}) {
+        Group& group = groups()[which];
+        std::vector<Integer> scalars = test::edges(group.n);
+        // Beside the order, where the last digit equals the sum before it, and where the comb meets its own operand.
+        for (int i = 4; i < 66; ++i) scalars.push_back(group.n - i);
+        for (const int comb : {30, -30}) scalars.push_back(mod(Integer(comb) << 252, group.n));
+        if (!is_sound(group)) {
+            scalars.clear();
+            for (int k = 0; k < 70; ++k) scalars.push_back(k);
+        }
+        const Point any = group.multiple(7);
+        for (const Integer& k : scalars) check_multiples(group, k, any, scalars[1], k);
+        if (which != 0) continue;
+        // A = [d]G: the running sums of two scalars meet where d is small, and the sum is infinity for s = -t d.
+        for (const int d : {1, 2, 3, -1, -2, -6}) {
+            for (const Integer& t : {Integer(0), Integer(1), Integer(2), Integer(7), Integer(group.n - 1),
+                                     Integer(test::power_of_two(256) - 1)}) {
+                const Integer opposite = mod(-t * d, group.n);
+                for (const Integer& s : {opposite, mod(opposite + 1, group.n), mod(-opposite, group.n), Integer(0)}) {
+                    check_multiples(group, t, group.multiple(mod(d, group.n)), s, t);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace ulmaro::fuzz

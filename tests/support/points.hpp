@@ -1,0 +1,57 @@
+// Points of y^2 = x^3 + a x + b modulo a prime, in affine form on GMP's integers: slow, obvious, and nothing of the
+// library's.
+#pragma once
+
+#include "support/integers.hpp"
+
+namespace ulmaro::test {
+
+struct Point {
+    Integer x, y;
+    bool infinite = false;
+
+    friend bool operator==(const Point& A, const Point& B) {
+        return A.infinite == B.infinite && A.x == B.x && A.y == B.y;
+    }
+};
+
+inline const Point infinity = {0, 0, true};
+
+struct Points {
+    Integer p, a;
+
+    Point negative(const Point& A) const { return {A.x, mod(-A.y, p), A.infinite}; }
+
+    Point sum(const Point& A, const Point& B) const {
+        if (A.infinite) return B;
+        if (B.infinite) return A;
+        const bool doubles = A.x == B.x;
+        if (doubles && (A.y != B.y || A.y == 0)) return infinity;
+        const Integer slope = doubles ? Integer((3 * A.x * A.x + a) * inverse(2 * A.y, p))
+                                      : Integer((B.y - A.y) * inverse(mod(B.x - A.x, p), p));
+        const Integer x = mod(slope * slope - A.x - B.x, p);
+        return {x, mod(slope * (A.x - x) - A.y, p)};
+    }
+
+    /// [k]A for any k that is not negative.
+    Point multiple(const Integer& k, const Point& A) const {
+        Point r = infinity;
+        for (std::size_t i = mpz_sizeinbase(k.get_mpz_t(), 2); i-- > 0;) {
+            r = sum(r, r);
+            if (mpz_tstbit(k.get_mpz_t(), i) != 0) r = sum(r, A);
+        }
+        return r;
+    }
+};
+
+/// x || y; zeros for infinity.
+inline Bytes xy_of(const Point& A) {
+    Bytes xy = be32(A.x);
+    const Bytes y = be32(A.y);
+    xy.insert(xy.end(), y.begin(), y.end());
+    return xy;
+}
+
+inline Point point_of(std::span<const unsigned char> xy) { return {from_be(xy.first(32)), from_be(xy.last(32))}; }
+
+}  // namespace ulmaro::test
