@@ -1,134 +1,306 @@
-// SM3 and the key derivation function, in every split, place and kernel, against OpenSSL.
+// SM3 and the key derivation function: digests against OpenSSL's in every split, place and kernel, contexts against the
+// standard's steps in every byte. Buffers end where memory ends.
+#include <climits>
 #include <cstring>
-#include <limits>
 
-#include "UlmaroAlgrithm.h"
+#include "UlmaroAlgrithmInternals.hpp"
 #include "base/bytes.hpp"
 #include "fuzz/fuzz.hpp"
 #include "support/counted_message.hpp"
+#include "support/guarded.hpp"
 #include "support/openssl.hpp"
 #include "support/refusal.hpp"
+#include "support/sm3_reference.hpp"
 
 namespace ulmaro::fuzz {
 namespace {
 
-/// message at an odd place, up to the end of its memory.
-struct Placed {
-    Bytes store;
-    unsigned char* at;
+using test::be_words;
+using test::Guarded;
+using test::openssl_sm3;
+using test::untouchable;
+using Buffer = Guarded<unsigned char>;
 
-    Placed(Data& data, const Bytes& message) : store(data.up_to(63) + message.size()) {
-        at = store.data() + (store.size() - message.size());
-        std::ranges::copy(message, at);
-    }
-};
+Buffer placed(const Bytes& bytes) { return Buffer(std::span<const unsigned char>(bytes)); }
 
-void check_stream(Data& data, const Bytes& message, const Bytes& expected) {
-    Placed placed(data, message);
-    SM3_CTX ctx;
-    SM3_Init(&ctx);
-    for (std::size_t done = 0; done < message.size();) {
-        const std::size_t left = message.size() - done;
-        const bool last = data.empty();
-        const std::size_t step =
-            last ? left : data.up_to(std::min<std::size_t>(left, 300));
-        if (step == 0) {
-            const SM3_CTX before = ctx;
-            const int negative = data.between(std::numeric_limits<int>::min(), -1);
-            require(
-                test::outcome_of([&] { SM3_Update(&ctx, placed.at, negative); }) == test::Outcome::bad_array_new_length,
-                "a negative length is refused");
-            SM3_Update(&ctx, nullptr, 0);
-            require(std::memcmp(&before, &ctx, sizeof ctx) == 0, "nothing changes by no bytes");
+// The C entry points and the routines behind them.
+void hash(bool entry, unsigned char* in, int len, unsigned char* out) {
+    entry ? SM3_HASH(in, len, out) : SM3_HASH_ex(in, len, out);
+}
+void derive(bool entry, unsigned char* z, int size, int wanted, unsigned char* out) {
+    entry ? SM2_KDF_ALGRITRHM(z, size, wanted, out) : KDF_ALGRITRHM(z, size, wanted, out);
+}
+void update(bool entry, SM3_CTX* ctx, unsigned char* in, int len) {
+    entry ? SM3_Update(ctx, in, len) : SM3_Update_ex(ctx, in, len);
+}
+
+template <class Call>
+bool refused(Call&& call) {
+    return test::outcome_of(call) == test::Outcome::bad_array_new_length;
+}
+
+SM3_CTX initial() {
+    SM3_CTX ctx = {};
+    std::ranges::copy(test::kSm3Iv, ctx.V);
+    for (int j = 0; j < 64; ++j) ctx.T[j] = test::sm3_constant(j);
+    return ctx;
+}
+
+/// V after one more block, under these constants.
+void compress(unsigned int (&V)[8], std::span<const unsigned char> block, std::span<const unsigned int> constants) {
+    test::Words8 v;
+    std::copy_n(V, 8, v.begin());
+    std::ranges::copy(test::sm3_compress(v, test::sm3_expand(be_words(block)), constants), V);
+}
+
+std::size_t pending(const SM3_CTX& ctx) { return static_cast<unsigned int>(ctx.num) % 64; }
+
+/// Streams use the standard's constants, whatever the context holds.
+void absorb(SM3_CTX& ctx, Bytes blocks) {
+    static const SM3_CTX standard = initial();
+    std::size_t at = 0;
+    for (; at + 64 <= blocks.size(); at += 64) compress(ctx.V, std::span(blocks).subspan(at, 64), standard.T);
+    blocks.erase(blocks.begin(), blocks.begin() + static_cast<std::ptrdiff_t>(at));
+    ctx.num = static_cast<int>(blocks.size());
+    blocks.resize(64);
+    std::ranges::copy(blocks, ctx.block);
+}
+
+/// What SM3_Update leaves; the count stands already.
+void expect_update(SM3_CTX& ctx, std::span<const unsigned char> message) {
+    Bytes all(ctx.block, ctx.block + pending(ctx));
+    all.insert(all.end(), message.begin(), message.end());
+    absorb(ctx, all);
+}
+
+/// What SM3_Final leaves and returns: the bytes that wait stay.
+Bytes expect_final(SM3_CTX& ctx) {
+    SM3_CTX end = ctx;
+    Bytes tail(ctx.block, ctx.block + pending(ctx));
+    tail.push_back(0x80);
+    while (tail.size() % 64 != 56) tail.push_back(0);
+    tail.resize(tail.size() + 8);
+    store_be32(&tail[tail.size() - 4], ctx.total_len * 8);  // the length field holds 32 bits
+    absorb(end, tail);
+    std::copy_n(end.V, 8, ctx.V);
+    return test::be_bytes(ctx.V);
+}
+
+/// Calls in any order on one context, which may be one that was never set up.
+void check_context(Data& data) {
+    Guarded<SM3_CTX> place(1);
+    SM3_CTX& ctx = *place.data();
+    data.flip() ? SM3_Init(&ctx) : SM3_Init_ex(&ctx);
+    SM3_CTX expected = initial();
+    require(std::memcmp(&ctx, &expected, sizeof ctx) == 0, "a context is set up in every byte");
+    if (data.flip()) ctx.total_len = data.any<std::uint32_t>();
+    if (data.flip()) std::memcpy(ctx.V, data.take(32).data(), 32);
+    if (data.flip()) ctx.T[data.up_to(63)] = data.any<std::uint32_t>();
+    if (data.rarely(4)) ctx.num = 64 * data.between(-3, 3) + data.between(0, 63);
+    for (auto calls = data.between(1, 6); calls > 0; --calls) {
+        const bool entry = data.flip();
+        expected = ctx;
+        switch (data.up_to(5)) {
+            case 0:
+            case 1: {
+                const Bytes message = take_message(data, data.flip() ? 70 : 300);
+                if (message.empty()) break;
+                expected.total_len += static_cast<unsigned int>(message.size());
+                expect_update(expected, message);
+                update(entry, &ctx, placed(message).data(), length(message));
+                break;
+            }
+            case 2: {  // inside the context, as it stands once the length has been counted
+                const std::size_t size = 1 + data.up_to(sizeof ctx - 1), at = data.up_to(sizeof ctx - size);
+                expected.total_len += static_cast<unsigned int>(size);
+                const Bytes message = test::snapshot(expected);
+                expect_update(expected, std::span(message).subspan(at, size));
+                update(entry, &ctx, test::object_bytes(ctx).data() + at, static_cast<int>(size));
+                break;
+            }
+            case 3: {
+                const Bytes digest = expect_final(expected);
+                Buffer apart(32);
+                const bool inside = data.flip();
+                if (inside) std::ranges::copy(digest, expected.block), calls = 1;
+                unsigned char* const out = inside ? ctx.block : apart.data();
+                entry ? SM3_Final(&ctx, out) : SM3_Final_ex(&ctx, out);
+                require(equal({out, 32}, digest) && (inside || apart.intact()), "the digest of a context");
+                break;
+            }
+            case 4: {  // one block, and rounds over expansions that belong to no block, under the context's constants
+                const Bytes block = data.take(64);
+                compress(expected.V, block, expected.T);
+                const auto words = be_words(block);
+                SM3_OPERAAT(&ctx, Guarded<unsigned int>(std::span<const unsigned int>(words)).data());
+                test::Sm3Schedule s;
+                for (unsigned int& w : s.w) w = data.any<std::uint32_t>();
+                for (unsigned int& w : s.w_prime) w = data.any<std::uint32_t>();
+                test::Words8 v;
+                std::copy_n(ctx.V, 8, v.begin());
+                const test::Words8 result = test::sm3_compress(v, s, ctx.T);
+                const bool inside = data.flip();
+                test::Words8 out = v;
+                CF_FUNCTION(&ctx, nullptr, inside ? out.data() : v.data(), s.w.data(), s.w_prime.data(), out.data());
+                require(out == result, "CF_FUNCTION");
+                break;
+            }
+            default: {
+                const int negative = data.between(INT_MIN, -1);
+                require(refused([&] { update(entry, &ctx, untouchable(), negative); }), "a negative length is refused");
+            }
         }
-        SM3_Update(&ctx, placed.at + done, static_cast<int>(step));
-        done += step;
+        require(std::memcmp(&ctx, &expected, sizeof ctx) == 0 && place.intact(), "a context");
     }
-    Bytes digest(32);
-    SM3_Final(&ctx, digest.data());
-    require(digest == expected, "a stream has the digest of its message");
 }
 
-void check_at_once(Data& data, const Bytes& message, const Bytes& expected) {
-    Placed placed(data, message);
-    Bytes digest(32);
-    SM3_HASH(placed.at, length(message), digest.data());
-    require(digest == expected, "SM3_HASH");
-    if (message.size() < 32) return;
-    unsigned char* const inside = placed.at + data.up_to(message.size() - 32);
-    SM3_HASH(placed.at, length(message), inside);
-    require(equal({inside, 32}, expected), "SM3_HASH over its input");
-}
+/// At once, over its input, and the padded message in two calls of each kernel.
+void check_digest(Data& data, const Bytes& message) {
+    const Bytes expected = openssl_sm3(message);
+    const bool entry = data.flip();
+    Buffer in = placed(message), digest(32);
+    hash(entry, in.data(), length(message), digest.data());
+    require(equal(digest.span(), expected) && digest.intact() && equal(in.span(), message), "SM3_HASH");
+    Bytes over(message.size() + 64);
+    const auto at = data.up_to(message.size() + 32);
+    std::ranges::copy(message, over.begin() + 32);
+    hash(entry, over.data() + 32, length(message), over.data() + at);
+    require(equal(std::span(over).subspan(at, 32), expected), "SM3_HASH over its input");
 
-/// The padded message in two calls of each kernel.
-void check_kernels(Data& data, const Bytes& message, const Bytes& expected) {
     Bytes padded = message;
     padded.push_back(0x80);
     while (padded.size() % 64 != 56) padded.push_back(0);
     padded.resize(padded.size() + 8);
     store_be32(&padded[padded.size() - 4], static_cast<std::uint32_t>(message.size()) * 8);
-    const Placed placed(data, padded);
-    const std::size_t blocks = padded.size() / 64, first = data.up_to(blocks);
+    Buffer blocks = placed(padded);
+    const std::size_t count = padded.size() / 64, first = data.up_to(count);
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
         std::uint32_t v[8];
         std::copy_n(sm3::kInitialValue, 8, v);
-        kernels->compress(v, placed.at, first);
-        kernels->compress(v, placed.at + 64 * first, blocks - first);
+        kernels->compress(v, blocks.data(), first);
+        kernels->compress(v, blocks.data() + 64 * first, count - first);
         require(equal(test::be_bytes(v), expected), kernels->name);
     }
 }
 
-void check_kdf(Data& data, const Bytes& z) {
-    if (z.empty()) return;
-    const auto size = data.between<std::size_t>(1, 32 * 3 * sm3::kMaxLanes + 31);
-    const Bytes expected = test::openssl_kdf(z, size);
-    const Placed placed(data, z);
-    Bytes out(size);
-    SM2_KDF_ALGRITRHM(placed.at, length(z), static_cast<int>(size), out.data());
-    require(out == expected, "SM2_KDF_ALGRITRHM");
-
-    // Over its input at any distance.
-    Bytes both(std::max(z.size(), size) + z.size());
-    const auto z_at = data.up_to(both.size() - z.size());
-    const auto out_at = data.up_to(both.size() - size);
-    std::copy(z.begin(), z.end(), both.data() + z_at);
-    SM2_KDF_ALGRITRHM(both.data() + z_at, length(z), static_cast<int>(size), both.data() + out_at);
-    require(equal({both.data() + out_at, size}, expected), "SM2_KDF_ALGRITRHM over its input");
-
-    for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
-        sm3::CounterMessage message = test::counted(z);
-        std::ranges::fill(out, 0xa5);
-        sm3::counter_digests(*kernels, message, 1, out.data(), size);
-        require(out == expected, kernels->name);
+Bytes counted_digests(const Bytes& z, std::uint32_t first, std::size_t size) {
+    Bytes stream, single = z;
+    single.resize(z.size() + 4);
+    for (; stream.size() < size; ++first) {
+        store_be32(&single[z.size()], first);
+        const Bytes digest = openssl_sm3(single);
+        stream.insert(stream.end(), digest.begin(), digest.end());
     }
-    // Any first counter: the digests are those of the messages one by one.
-    const auto first = data.any<std::uint32_t>();
-    const auto count = data.between<std::uint32_t>(1, 20);
+    stream.resize(size);
+    return stream;
+}
+
+void check_counted(const sm3::Kernels& kernels, const Bytes& z, std::uint32_t first, const Bytes& expected) {
+    sm3::CounterMessage message = test::counted(z);
+    Buffer out(expected.size());
+    sm3::counter_digests(kernels, message, first, out.data(), expected.size());
+    require(equal(out.span(), expected) && out.intact(), kernels.name);
+}
+
+void check_derivation(Data& data, const Bytes& z, std::size_t size) {
+    const Bytes expected = counted_digests(z, 1, size);
+    require(z.empty() || expected == test::openssl_kdf(z, size), "OpenSSL derives the same");
+    const bool entry = data.flip();
+    Buffer in = placed(z), out(size);
+    derive(entry, z.empty() ? nullptr : in.data(), length(z), static_cast<int>(size), out.data());
+    require(equal(out.span(), expected) && out.intact() && equal(in.span(), z), "SM2_KDF_ALGRITRHM");
+    Bytes over(size + z.size() + size);
+    const auto at = data.up_to(size + z.size());
+    std::ranges::copy(z, over.begin() + static_cast<std::ptrdiff_t>(size));
+    derive(entry, over.data() + size, length(z), static_cast<int>(size), over.data() + at);
+    require(equal(std::span(over).subspan(at, size), expected), "SM2_KDF_ALGRITRHM over its input");
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
-        sm3::CounterMessage message = test::counted(z);
-        out.resize(32 * std::size_t{count});
-        sm3::counter_digests(*kernels, message, first, out.data(), out.size());
-        for (std::uint32_t i = 0; i < count; ++i) {
-            Bytes single = z;
-            single.resize(z.size() + 4);
-            store_be32(&single[z.size()], first + i);
-            require(equal({&out[32 * std::size_t{i}], 32}, test::openssl_sm3(single)), "digests of counted messages");
+        check_counted(*kernels, z, 1, expected);
+        const auto first = data.any<std::uint32_t>();
+        check_counted(*kernels, z, first, counted_digests(z, first, 32 * data.up_to(20)));
+    }
+}
+
+void check_refusals() {
+    for (const int len : {-1, -3, -4, -9, -10, -64, INT_MIN}) {
+        for (const bool entry : {false, true}) {
+            require(refused([&] { hash(entry, untouchable(), len, untouchable()); }), "a negative length");
+            for (const int wanted : {0, 1, 32, 100}) {
+                require(refused([&] { derive(entry, untouchable(), len, wanted, untouchable()); }), "a negative z");
+            }
+            derive(entry, untouchable(), 0, len, untouchable());
+            derive(entry, placed(Bytes(64)).data(), 64, len, untouchable());
         }
     }
+    unsigned char digest[32];
+    hash(true, nullptr, 0, digest);
+    require(equal(digest, openssl_sm3({})), "no bytes may be at null");
 }
 
 }  // namespace
 
 void run(Data& data) {
-    const bool derives = data.flip();
-    const Bytes message = take_message(data, derives ? 200 : 4000);
-    if (derives) return check_kdf(data, message);
-    const Bytes expected = test::openssl_sm3(message);
-    check_at_once(data, message, expected);
-    check_kernels(data, message, expected);
-    check_stream(data, message, expected);
+    switch (data.up_to(2)) {
+        case 0: return check_context(data);
+        case 1: return check_digest(data, take_message(data, 4000));
+        default: {
+            const auto size = data.up_to(32 * 3 * sm3::kMaxLanes + 31);
+            return check_derivation(data, take_message(data, 200), size);
+        }
+    }
 }
 
-void run_edges() {}
+void run_edges() {
+    constexpr struct {
+        const char* unit;
+        int times;
+        const char* digest;
+    } vectors[] = {
+#include "vectors/sm3.inc"
+    };
+    Data none({});
+    for (const auto& vector : vectors) {
+        Bytes message;
+        for (int i = 0; i < vector.times; ++i) {
+            message.insert(message.end(), vector.unit, vector.unit + std::strlen(vector.unit));
+        }
+        Bytes digest(32);
+        hash(true, message.data(), length(message), digest.data());
+        require(test::to_hex(digest) == vector.digest, vector.unit);
+    }
+    // The encryption example on the recommended curve of GM/T 0003.5: x2 || y2 and t.
+    Bytes z = test::from_hex(
+        "335e18d751e51f040e27d468138b7ab1dc86ad7f981d7d416222fd6ab3ed230d"
+        "ab743ebcfb22d64f7b6ab791f70658f25b48fa93e54064fdbfbed3f0bd847ac9");
+    unsigned char t[19];
+    derive(true, z.data(), 64, 19, t);
+    require(test::to_hex(t) == "44e60fdbf0bae81437665374bef26749046c9e", "the standard's key stream");
+    check_refusals();
+    require(&sm3::active_kernels() == sm3::supported_kernels().front(), "the best kernel is used");
+    require(sm3::supported_kernels().back() == &sm3::portable_kernels, "the portable kernel is always there");
+
+    for (std::size_t size = 0; size <= 64 * 20; size += size < 200 ? 1 : 64) check_digest(none, test::pattern(size));
+    for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
+        for (std::size_t size = 0; size <= 130; ++size) {
+            const Bytes stream = counted_digests(test::pattern(size), 1, 32 * (3 * kernels->lanes + 2));
+            for (std::size_t cut = 0; cut <= stream.size(); cut += cut % 32 == 1 ? 30 : 1) {
+                check_counted(*kernels, test::pattern(size), 1, {stream.begin(), stream.begin() + cut});
+            }
+        }
+        // Counters from every lane, across their second byte and their end; more groups than one expansion serves.
+        for (const std::size_t size : {0U, 50U, 61U, 63U}) {
+            for (std::uint32_t lane = 0; lane < kernels->lanes; ++lane) {
+                for (const std::uint32_t first : {0x00ffffe0U + lane, 0xffffffe0U + lane}) {
+                    check_counted(*kernels, test::pattern(size), first,
+                                  counted_digests(test::pattern(size), first, 32 * (3 * kernels->lanes + 2)));
+                }
+            }
+        }
+        for (const std::size_t size : {0U, 30U, 62U, 64U}) {
+            const std::size_t digests = (2 * kernels->lanes + 3) * kernels->lanes;
+            check_counted(*kernels, test::pattern(size), 1, counted_digests(test::pattern(size), 1, 32 * digests));
+        }
+    }
+}
 
 }  // namespace ulmaro::fuzz

@@ -1,22 +1,30 @@
-// SM4 in ECB and CBC, both ways, every kernel and every overlap, against OpenSSL.
+// SM4 in ECB and CBC, both ways, by every kernel and in every overlap, against OpenSSL. Buffers end where memory ends.
 #include "support/sm4_modes.hpp"
 
 #include <openssl/evp.h>
 
+#include <climits>
 #include <cstring>
-#include <limits>
 
-#include "UlmaroAlgrithmInternals.hpp"
 #include "fuzz/fuzz.hpp"
 #include "sm4/kernels.hpp"
+#include "sm4/kernels/portable.hpp"
+#include "support/guarded.hpp"
 #include "support/refusal.hpp"
 
 namespace ulmaro::fuzz {
 namespace {
 
+using test::be_words;
+using test::from_hex;
+using test::Guarded;
+using test::Outcome;
+using test::outcome_of;
 using test::Sm4Mode;
+using test::untouchable;
+using Words = std::vector<unsigned int>;
 
-constexpr std::size_t kMostBlocks = 150;  // twice the widest kernel's 64, and a tail
+constexpr std::size_t kMostBlocks = 200;  // three times the widest kernel's 64, and a tail
 
 struct Job {
     bool cbc, decrypts;
@@ -35,36 +43,37 @@ Bytes reference(const Job& job, std::span<const unsigned char> in) {
     return out;
 }
 
-/// Input, output, iv and key or schedule at fuzzed places of one memory, where they may overlap in any way.
-void check_overlaps(Data& data, const Sm4Mode& mode) {
-    const auto size = data.up_to(16 * kMostBlocks + 15), whole = size / 16 * 16;
-    const Bytes key = data.take(16);
-    const std::size_t spare = 160 + data.up_to(2 * size);
-    const auto place = [&](std::size_t length) {
-        return data.up_to(size + spare - length);
-    };
-    const std::size_t in = place(size), iv = place(16);
-    const std::size_t beside = std::min(spare, in + data.up_to(80));
-    const std::size_t outs[] = {in, beside, place(size)};
-    const std::size_t out = outs[data.up_to(2)];
-    const std::size_t key_at = mode.raw_key ? place(16) : place(128) / 4 * 4;
-    const int negative = data.between(std::numeric_limits<int>::min(), -1);
-    Bytes memory = take_spread(data, size + spare);
+/// Where input, output, iv and key or schedule begin in one memory. They may overlap in any way: the whole result is
+/// formed before the first byte of it is stored.
+struct Layout {
+    std::size_t in, out, iv, key;
+};
+
+void check_layout(const Sm4Mode& mode, std::size_t size, const Bytes& key, const Layout& at, Bytes memory) {
     unsigned char* const base = memory.data();
     if (mode.raw_key) {
-        std::ranges::copy(key, base + key_at);
+        std::ranges::copy(key, base + at.key);
     } else {
-        require(SM4_KEY_INIT(key.data(), 16, reinterpret_cast<unsigned int*>(base + key_at), 32) == 1, "key set-up");
+        test::Sm4Key expanded(key);
+        std::memcpy(base + at.key, expanded.schedule, 128);
     }
-    const Job job{mode.cbc, mode.decrypts, key, Bytes(base + iv, base + iv + 16)};
+    const std::size_t whole = size / 16 * 16;  // bytes after the last whole block stay
+    const Bytes raw = mode.raw_key ? Bytes(base + at.key, base + at.key + 16) : key;
+    const Job job{mode.cbc, mode.decrypts, raw, Bytes(base + at.iv, base + at.iv + 16)};
     Bytes expected = memory;
-    std::ranges::copy(reference(job, {base + in, whole}), expected.data() + out);
-
-    require(test::outcome_of([&] { mode.run(base + in, negative, base + key_at, base + iv, base + out); }) ==
-                (negative <= -4 ? test::Outcome::bad_array_new_length : test::Outcome::returned),
-            "a negative length is refused");
-    mode.run(base + in, static_cast<int>(size), base + key_at, base + iv, base + out);
+    std::ranges::copy(reference(job, {base + at.in, whole}), expected.data() + at.out);
+    mode.run(base + at.in, static_cast<int>(size), base + at.key, base + at.iv, base + at.out);
     require(memory == expected, mode.name);
+}
+
+void check_overlaps(Data& data, const Sm4Mode& mode) {
+    const std::size_t size = data.up_to(16 * kMostBlocks + 15), spare = 160 + data.up_to(2 * size);
+    const Bytes key = data.take(16);
+    const auto place = [&](std::size_t length) { return data.up_to(size + spare - length); };
+    const std::size_t in = place(size), beside = std::min(spare, in + data.up_to(80)), any = place(size);
+    check_layout(mode, size, key,
+                 {in, data.one_of({in, beside, any}), place(16), mode.raw_key ? place(16) : place(128) / 4 * 4},
+                 take_spread(data, size + spare));
 }
 
 /// One stream in several calls: each continues with the last ciphertext block of the one before.
@@ -77,8 +86,7 @@ void check_continuation(Data& data, const Sm4Mode& mode) {
     Bytes iv = job.iv;
     for (std::size_t done = 0; done < text.size();) {
         const std::size_t left = (text.size() - done) / 16;
-        const std::size_t step =
-            16 * (data.empty() ? left : data.between<std::size_t>(1, left));
+        const std::size_t step = 16 * (data.empty() ? left : 1 + data.up_to(left - 1));
         unsigned char* const at = &text[done];
         Bytes next(at + step - 16, at + step);
         mode.run(at, static_cast<int>(step), key.for_mode(mode), iv.data(), at);
@@ -89,71 +97,190 @@ void check_continuation(Data& data, const Sm4Mode& mode) {
     require(text == expected, "a stream in pieces");
 }
 
-/// The kernels themselves: the output apart, in place, or any distance below the input.
-void check_kernels(Data& data) {
-    const auto blocks = data.up_to(kMostBlocks), size = 16 * blocks;
-    const bool apart = data.flip();
-    const std::size_t below = apart ? size : data.up_to(size + 16);
-    const std::size_t offset = data.up_to(63);
-    const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
-    const Bytes memory = take_spread(data, offset + below + size);
-    const test::Sm4Key key(job.key);
-    Bytes expected = memory;
-    std::ranges::copy(reference(job, {memory.data() + offset + below, size}), expected.data() + offset);
-    for (const sm4::Kernels* kernels : sm4::supported_kernels()) {
-        Bytes work = memory;
-        unsigned char* const out = work.data() + offset;
-        if (job.cbc) {
-            (job.decrypts ? kernels->cbc_decrypt : kernels->cbc_encrypt)(out + below, out, blocks, key.schedule,
-                                                                         job.iv.data());
-        } else {
-            (job.decrypts ? kernels->decrypt_blocks : kernels->encrypt_blocks)(out + below, out, blocks, key.schedule);
-        }
-        require(work == expected, kernels->name);
+void run_kernel(const sm4::Kernels& kernel, const Job& job, const unsigned char* in, unsigned char* out,
+                std::size_t blocks, const unsigned int* rk, const unsigned char* iv) {
+    if (job.cbc) {
+        (job.decrypts ? kernel.cbc_decrypt : kernel.cbc_encrypt)(in, out, blocks, rk, iv);
+    } else {
+        (job.decrypts ? kernel.decrypt_blocks : kernel.encrypt_blocks)(in, out, blocks, rk);
     }
 }
 
-/// The routines over words: the bytes in big-endian words, apart or in place.
+/// The kernels themselves: the output apart, and so far below the input, 0 for in place.
+void check_kernels(const Job& job, const Bytes& text, std::size_t below) {
+    const std::size_t size = text.size(), blocks = size / 16;
+    const Bytes expected = reference(job, text);
+    for (const sm4::Kernels* kernels : sm4::supported_kernels()) {
+        Guarded<unsigned int> rk(32);
+        std::ranges::copy(be_words(job.key), rk.data());
+        kernels->expand_key(rk.data(), rk.data());
+        require(rk.intact(), "a schedule");
+        Guarded<unsigned char> in{std::span<const unsigned char>(text)}, out(size);
+        Guarded<unsigned char> iv{std::span<const unsigned char>(job.iv)};
+        run_kernel(*kernels, job, in.data(), out.data(), blocks, rk.data(), iv.data());
+        require(equal(out.span(), expected) && out.intact() && equal(in.span(), text), kernels->name);
+
+        const std::size_t margin = 17;
+        Bytes memory(margin + below + size + margin, 0xa5);
+        unsigned char* const at = memory.data() + margin;
+        std::ranges::copy(text, at + below);
+        Bytes wanted = memory;
+        std::ranges::copy(expected, wanted.begin() + margin);
+        run_kernel(*kernels, job, at + below, at, blocks, rk.data(), job.iv.data());
+        require(memory == wanted, kernels->name);
+    }
+}
+
+/// The routines over words: the bytes in big-endian words, apart, in place, and a block over its schedule.
 void check_words(Data& data) {
     const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
     test::Sm4Key key(job.key);
-    const auto len = job.cbc ? data.up_to(64) : 4;
-    const bool in_place = data.flip();
+    const std::size_t len = job.cbc ? data.up_to(64) : 4, whole = len / 4 * 4;
     const Bytes text = data.take(4 * len);
-    auto in = test::be_words(text), iv = test::be_words(job.iv);
-    auto apart = in;
-    unsigned int* const out = in_place ? in.data() : apart.data();
-    const std::size_t whole = len / 4 * 16;
-    Bytes expected = text;
-    std::ranges::copy(reference(job, std::span(text).first(whole)), expected.begin());
+    const Bytes expected = reference(job, std::span(text).first(4 * whole));
+    const Words words = be_words(text), iv_words = be_words(job.iv);
+    const auto guarded = [](std::span<const unsigned int> list) { return Guarded<unsigned int>(list); };
+    Guarded<unsigned int> in = guarded(std::span(words).first(whole)), iv = guarded(iv_words), out(whole);
+    Guarded<unsigned int> rk = guarded(key.schedule);
+    unsigned int* const to = data.flip() ? in.data() : out.data();
     if (job.cbc) {
-        (job.decrypts ? CBC_DE_MOD : CBC_EN_MOD)(in.data(), static_cast<int>(len), key.schedule, iv.data(), out);
+        (job.decrypts ? CBC_DE_MOD : CBC_EN_MOD)(in.data(), static_cast<int>(len), rk.data(), iv.data(), to);
+        require(std::ranges::equal(iv.span(), iv_words), "the iv of words stays");
     } else {
-        (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(in.data(), key.schedule, out);
+        (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(in.data(), rk.data(), to);
+        unsigned int* const over = rk.data() + data.up_to(28);
+        (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(be_words(text).data(), rk.data(), over);
+        require(test::be_bytes({over, 4}) == expected, "a block over its schedule");
     }
-    require(test::be_bytes({out, len}) == expected, "SM4 over words");
+    require(test::be_bytes({to, whole}) == expected && out.intact() && in.intact(), "SM4 over words");
+}
+
+/// The key anywhere in its schedule's memory.
+void check_key_set_up(Data& data) {
+    const Bytes key = data.take(16);
+    const test::Sm4Key expected(key);
+    Guarded<unsigned int> rk(32);
+    auto* const bytes = reinterpret_cast<unsigned char*>(rk.data());
+    const std::size_t at = data.up_to(112);
+    std::ranges::copy(key, bytes + at);
+    const int key_len = data.one_of({16, 17, INT_MAX}), rk_len = data.one_of({32, 33, INT_MAX});
+    require((data.flip() ? SM4_KEY_INIT : SMS4_KEY_INIT)(bytes + at, key_len, rk.data(), rk_len) == 1, "a key");
+    require(std::ranges::equal(rk.span(), expected.schedule) && rk.intact(), "a schedule over its key");
+    std::ranges::copy(be_words(key), rk.data() + at / 4);
+    KEY_EXPAND(rk.data() + at / 4, rk.data());
+    require(std::ranges::equal(rk.span(), expected.schedule) && rk.intact(), "KEY_EXPAND over its key");
+}
+
+void check_refusals() {
+    const Bytes key(16);
+    Words rk(32, 0x55555555);
+    for (const int wrong : {15, 0, -1, -16, INT_MIN}) {
+        require(SM4_KEY_INIT(untouchable(), wrong, rk.data(), 32) == -1, "a short key");
+        require(SM4_KEY_INIT(key.data(), 16, rk.data(), wrong == 15 ? 31 : wrong) == -1, "a short schedule");
+    }
+    require(SM4_KEY_INIT(nullptr, 16, rk.data(), 32) == -1 && SM4_KEY_INIT(key.data(), 16, nullptr, 32) == -1, "null");
+    require(std::ranges::count(rk, 0x55555555U) == 32, "a refusal writes nothing");
+    for (const auto& modes : {std::span(test::kSm4Modes), std::span(test::kSm4InternalModes)}) {
+        for (const Sm4Mode& mode : modes) {
+            test::Sm4Key zero(key);
+            Bytes iv(16);
+            for (const int len : {0, -1, -2, -3}) {
+                mode.run(untouchable(), len, zero.for_mode(mode), iv.data(), untouchable());
+            }
+            require(is_zero(iv), "the iv stays");
+            for (const int len : {-4, -5, -16, -1000, INT_MIN + 1, INT_MIN}) {
+                require(outcome_of([&] {
+                            mode.run(untouchable(), len, untouchable(), untouchable(), untouchable());
+                        }) == Outcome::bad_array_new_length,
+                        "a negative length is refused");
+            }
+        }
+    }
+    for (const auto words : {CBC_EN_MOD, CBC_DE_MOD}) {
+        for (const int len : {3, 0, -1, -4, INT_MIN}) {
+            unsigned int iv[4];
+            words(untouchable<unsigned int>(), len, rk.data(), iv, untouchable<unsigned int>());
+        }
+    }
 }
 
 }  // namespace
 
 void run(Data& data) {
     const auto& modes = data.flip() ? test::kSm4Modes : test::kSm4InternalModes;
-    const Sm4Mode& mode = modes[data.up_to(std::size(modes) - 1)];
-    switch (data.between(0, 3)) {
-        case 0:
-            check_overlaps(data, mode);
-            break;
-        case 1:
-            check_continuation(data, mode);
-            break;
-        case 2:
-            check_kernels(data);
-            break;
-        default:
-            check_words(data);
+    const Sm4Mode& mode = data.one_of(modes);
+    switch (data.up_to(4)) {
+        case 0: return check_overlaps(data, mode);
+        case 1: return check_continuation(data, mode);
+        case 2: return check_words(data);
+        case 3: return check_key_set_up(data);
+        default: {
+            const std::size_t size = 16 * data.up_to(kMostBlocks), below = data.up_to(size + 16);
+            const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
+            return check_kernels(job, take_spread(data, size), below);
+        }
     }
 }
 
-void run_edges() {}
+void run_edges() {
+    constexpr struct {
+        bool cbc;
+        const char *key, *plain, *cipher;
+    } vectors[] = {
+#include "vectors/sm4.inc"
+    };
+    const Bytes iv = from_hex("000102030405060708090a0b0c0d0e0f");
+    for (const auto& vector : vectors) {
+        test::Sm4Key key(from_hex(vector.key));
+        for (const Sm4Mode& mode : test::kSm4Modes) {
+            if (mode.cbc != vector.cbc) continue;
+            Bytes text = from_hex(mode.decrypts ? vector.cipher : vector.plain), chain = iv;
+            mode.run(text.data(), length(text), key.for_mode(mode), chain.data(), text.data());
+            require(test::to_hex(text) == (mode.decrypts ? vector.plain : vector.cipher), mode.name);
+        }
+    }
+    // GB/T 32907 annex A.1 and A.2.
+    test::Sm4Key example(from_hex(vectors[0].key));
+    require(example.schedule[0] == 0xf12186f9 && example.schedule[31] == 0x9124a012, "the example's schedule");
+    Words block = be_words(example.bytes);
+    for (int i = 0; i < 1'000'000; ++i) ECB_EN_MOD(block.data(), example.schedule, block.data());
+    require(test::to_hex(test::be_bytes(block)) == "595298c7c6fd271f0402f804c33d3f66", "a million encryptions");
+    check_refusals();
+    require(&sm4::active_kernels() == sm4::supported_kernels().front(), "the best kernel is used");
+    require(sm4::supported_kernels().back() == &sm4::portable_kernels, "the portable kernel is always there");
+
+    for (const bool cbc : {false, true}) {
+        for (const bool decrypts : {false, true}) {
+            const Job job{cbc, decrypts, example.bytes, iv};
+            for (std::size_t blocks = 0; blocks <= kMostBlocks; ++blocks) {
+                check_kernels(job, test::pattern(16 * blocks), 0);
+                check_kernels(job, test::pattern(16 * blocks), 1 + blocks * 7 % (16 * blocks + 1));
+            }
+            // Schedules that belong to no key.
+            for (const unsigned int word : {0U, 0xffffffffU, 0x80000000U, 1U, 0x0f0f0f0fU}) {
+                const Words rk(32, word);
+                for (const int byte : {0x00, 0xff, 0x80, 0x01, 0xf0}) {
+                    const Bytes in(16 * kMostBlocks, static_cast<unsigned char>(byte));
+                    Bytes expected(in.size()), out(in.size());
+                    run_kernel(sm4::portable_kernels, job, in.data(), expected.data(), kMostBlocks, rk.data(), &in[0]);
+                    for (const sm4::Kernels* kernels : sm4::supported_kernels()) {
+                        run_kernel(*kernels, job, in.data(), out.data(), kMostBlocks, rk.data(), &in[0]);
+                        require(out == expected, kernels->name);
+                    }
+                }
+            }
+        }
+    }
+    // The output over the input, the iv and the key at every distance.
+    for (const Sm4Mode& mode : test::kSm4Modes) {
+        for (const std::size_t size : {16U, 37U, 80U, 16 * 9U}) {
+            for (std::size_t out = 0; out <= 3 * size + 160; ++out) {
+                const std::size_t in = size + 160 - size % 4;
+                check_layout(mode, size, example.bytes, {in, out, in - 16, in - 16 - (mode.raw_key ? 16 : 128)},
+                             test::pattern(4 * size + 160));
+            }
+        }
+    }
+}
 
 }  // namespace ulmaro::fuzz
