@@ -1,7 +1,8 @@
 // Arithmetic on 64-bit limbs: the fields of every kernel of both engines, the scalars, the orders of groups, and
 // inversion by division steps, against GMP.
-#include "base/cpu.hpp"
 #include "ec/limbs.hpp"
+
+#include "base/cpu.hpp"
 #include "ec/order.hpp"
 #include "fuzz/groups.hpp"
 #include "sm2p256/field.hpp"

@@ -200,8 +200,10 @@ void check_division(Data& data) {
     const bool large = data.flip();
     const Words d = take_normal(data, 1, large ? 64 : 9);
     switch (data.up_to(2)) {
-        case 0: return check_quotient(take_normal(data, 0, large ? 129 : 18), d, data.flip());
-        case 1: return check_quotient(take_words(data, count(d)), d, data.flip());
+        case 0:
+            return check_quotient(take_normal(data, 0, large ? 129 : 18), d, data.flip());
+        case 1:
+            return check_quotient(take_words(data, count(d)), d, data.flip());
         default: {  // around a multiple of d, where the remainder is nearly 0 or nearly d
             const Integer multiple = value(d) * value(take_normal(data, 1, large ? 64 : 8));
             const Integer near = multiple + data.between(-3, 3);
@@ -324,8 +326,8 @@ void run(Data& data) {
 void run_edges() {
     for (unsigned shift = 0; shift < 32; ++shift) {
         const unsigned int top = 0x80000000U >> shift;
-        for (const Words& d : {Words{kMax, kMax, top}, {1, 0, top}, {kMax, 0, top}, {0, 0, top}, {3, 0, 0, top}, {top},
-                               {1, top}}) {
+        for (const Words& d :
+             {Words{kMax, kMax, top}, {1, 0, top}, {kMax, 0, top}, {0, 0, top}, {3, 0, 0, top}, {top}, {1, top}}) {
             for (const Words& q : {Words{kMax}, {kMax, kMax}, {kMax - 1, kMax, 1}, {0, kMax}, {kMax, 0, 0, 1}, {1}}) {
                 const Integer exact = value(d) * value(q);
                 for (const Integer& num : {exact, Integer(exact + value(d) - 1), Integer(exact - 1)}) {

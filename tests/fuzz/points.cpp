@@ -132,8 +132,7 @@ void check_multiples(Group& group, const Integer& k, const Point& a, const Integ
         require((z == 0) == point.infinite, "infinity by a kernel of any curve");
         if (z == 0) return;
         require(mod(point.x * z * z * group.R - value_of(sum.x), group.curve.p) == 0, "x by a kernel of any curve");
-        require(mod(point.y * z * z * z * group.R - value_of(sum.y), group.curve.p) == 0,
-                "y by a kernel of any curve");
+        require(mod(point.y * z * z * z * group.R - value_of(sum.y), group.curve.p) == 0, "y by a kernel of any curve");
     };
     for (const ecp256::Kernels* kernel : ecp256::supported_kernels()) {
         ecp256::Jacobian sum;
@@ -195,9 +194,12 @@ void run(Data& data) {
     const Point A = group.multiple(a), B = group.multiple(b);
     const auto z = [&] { return data.flip() ? Integer(1) : 1 + mod(take_number(data, n), group.curve.p - 1); };
     switch (data.up_to(2)) {
-        case 0: return check_sum(group, A, z(), B, z());
-        case 1: return check_routine(group, k, A, t, B, z());
-        default: return check_multiples(group, k, A, s, t);
+        case 0:
+            return check_sum(group, A, z(), B, z());
+        case 1:
+            return check_routine(group, k, A, t, B, z());
+        default:
+            return check_multiples(group, k, A, s, t);
     }
 }
 

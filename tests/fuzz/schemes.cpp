@@ -1,11 +1,14 @@
 // Key pairs, signatures and ciphertexts by both engines and on curves of every kind, against the standard's steps on
 // GMP's integers: results, every byte of the outputs, what is printed, and how many random bytes are drawn. OpenSSL
 // hashes, and verifies too.
+#include <climits>
 #include <optional>
 
 #include "fuzz/groups.hpp"
+#include "support/guarded.hpp"
 #include "support/openssl.hpp"
 #include "support/printed.hpp"
+#include "support/refusal.hpp"
 #include "support/replaced_random.hpp"
 
 namespace ulmaro::fuzz {
@@ -18,6 +21,8 @@ Bytes joined(std::initializer_list<std::span<const unsigned char>> parts) {
     for (const auto part : parts) all.insert(all.end(), part.begin(), part.end());
     return all;
 }
+
+Ulmaro_ECC_CIPHER_BLOB* blob_of(unsigned char* record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record); }
 
 /// What the library drew since the last draw_next().
 Bytes drawn;
@@ -70,7 +75,9 @@ public:
 
     /// The result and what is printed, as one text.
     std::string verify(const Integer& e, const Point& P, const Integer& r, const Integer& s) const {
-        const auto order = [](const Integer& a, const Integer& b) { return std::to_string(a < b ? -1 : a > b ? 1 : 0); };
+        const auto order = [](const Integer& a, const Integer& b) {
+            return std::to_string(a < b ? -1 : a > b ? 1 : 0);
+        };
         if (r >= n_) return "0 r>=n ret = " + order(r, n_) + "\n";
         if (s >= n_) return "0 s>=n ret = " + order(s, n_) + "\n";
         const Integer t = mod(r + s, n_);
@@ -171,147 +178,157 @@ struct Subject {
     bool sound;  // the order is prime, and that of every point
     Integer d;
     Point P;
-
-    const Integer& n() const { return group.n; }
 };
+
+ECC_PRIVATE_KEY private_key(const Integer& d) { return test::record<ECC_PRIVATE_KEY>(test::to_hex(be32(d))); }
+ECC_PUBLIC_KEY public_key(std::span<const unsigned char> xy) { return test::record<ECC_PUBLIC_KEY>(test::to_hex(xy)); }
+
+/// The signature with these scalars drawn first; into apart memory, or over its inputs.
+Bytes sign(const Subject& x, const Bytes& e, const Integer& d, std::initializer_list<Integer> scalars, bool over) {
+    ECC_SIGNATURE made;
+    ECC_PRIVATE_KEY key = private_key(d);
+    Bytes digest = e;
+    if (over) std::memcpy(made.s, key.d, 32), std::memcpy(made.r, e.data(), 32);
+    draw_next(scalars);
+    const std::string text = outcome([&] {
+        return over ? SM2_ECDSA_Signature(&x.group.grp, made.r, reinterpret_cast<ECC_PRIVATE_KEY*>(made.s), &made)
+                    : SM2_ECDSA_Signature(&x.group.grp, digest.data(), &key, &made);
+    });
+    require(text == "0 ", "a signature prints nothing");
+    require(!x.exact || test::snapshot(made) == Model(x.group).sign(from_be(e), d), "the signature of these draws");
+    return test::snapshot(made);
+}
+
+std::string verify(const Subject& x, const Bytes& e, const Bytes& pub, const Bytes& signature) {
+    const ECC_PUBLIC_KEY key = public_key(pub);
+    const auto halves = test::record<ECC_SIGNATURE>(test::to_hex(signature));
+    draw_next({});
+    const std::string got = outcome([&] { return SM2_ECDSA_Verification(&x.group.grp, e.data(), &key, &halves); });
+    const Model model(x.group);
+    const Point P = model.point_of(pub);
+    const bool on_curve = x.group.contains(P) && x.group.contains(x.group.G);
+    if (x.exact && (on_curve || !model.usable())) {
+        require(got == model.verify(from_be(e), P, from_be(halves.r), from_be(halves.s)), "a verification");
+    } else {  // what is compared for a key off the curve depends on the order of the additions
+        require(got[0] == '0' || (got == "1 " && (!x.exact || x.group.contains(P))), "a key off the curve");
+    }
+    return got;
+}
 
 void flip_a_bit(Data& data, Bytes& bytes) {
     bytes[data.up_to(bytes.size() - 1)] ^= static_cast<unsigned char>(1U << data.up_to(7));
 }
 
 void check_signature(Data& data, const Subject& x) {
-    const Integer& n = x.n();
-    const Integer d = data.rarely(8) ? take_number(data, n) : x.d, k = take_number(data, n);
-    // Whether k is drawn as it is depends on the order; where it is, these make r, r + k and s vanish.
-    const Integer x1 = x.group.multiple(k).x, any = take_number(data, n);
-    Bytes e = be32(n == 0 ? any
-                          : data.one_of({any, mod(-x1, n), mod(-k - x1, n), mod(k * inverse(d, n) - x1, n), any, any}));
-    if (inverse(d + 1, n) == 0 && !data.rarely(40)) return;  // takes all draws
-    // Over its inputs too.
-    ECC_SIGNATURE made;
-    ECC_PRIVATE_KEY key;
-    const bool over = data.flip();
-    unsigned char* const digest = over ? made.r : e.data();
-    auto* const secret = over ? reinterpret_cast<ECC_PRIVATE_KEY*>(made.s) : &key;
-    std::copy_n(e.begin(), 32, digest);
-    std::ranges::copy(be32(d), secret->d);
-    draw_next({k});
-    require(outcome([&] { return SM2_ECDSA_Signature(&x.group.grp, digest, secret, &made); }) == "0 ", "a signature");
-    Bytes signature = test::snapshot(made);
-    if (x.exact) {
-        require(signature == Model(x.group).sign(from_be(e), d), "the signature of this k");
-    } else {
-        draw_next({});
-    }
+    const Integer &n = x.group.n, k = take_number(data, n), any = take_number(data, n);
+    const Integer d = data.rarely(8) ? take_number(data, n) : x.d, x1 = x.group.multiple(k).x;
+    if (inverse(d + 1, n) == 0 && n != 0) return;  // takes all draws
+    // Where k is drawn as it is, these make r, r + k and s vanish.
+    const Integer digests[] = {any, mod(-x1, n), mod(-k - x1, n), mod(k * inverse(d, n) - x1, n)};
+    Bytes e = be32(data.flip() ? any : data.one_of(digests)), pub = xy_of(x.P);
+    Bytes signature = sign(x, e, d, {k}, data.flip());
 
-    // This one; any pair; r + s = n; an infinite sum; a sum with a chosen x, which may exceed n, and digests that differ
-    // by what a sloppy comparison takes for nothing.
-    Bytes pub = xy_of(x.P);
-    if (x.sound && !data.flip()) {
-        const Integer r = mod(take_number(data, n), n);
-        Integer s = mod(take_number(data, n), n);
-        const auto kind = data.up_to(5);
+    // This one; any pair; halves that are zero or make t zero; an infinite sum; a sum with a chosen x, which may exceed
+    // n. And digests that differ by what a sloppy comparison takes for nothing.
+    if (x.sound && data.flip()) {
+        const auto kind = data.up_to(6);
+        Integer r = mod(take_number(data, n), n), s = mod(take_number(data, n), n);
         if (kind == 0) s = mod(-r, n);
         if (kind == 1) s = mod(-r * x.d * inverse(x.d + 1, n), n);
+        if (kind == 2) (data.flip() ? r : s) = 0;
         const Integer t = mod(r + s, n);
         Point sum = x.group.multiple(s, t, x.P);
-        if (kind > 2) {
-            const Point wanted = lifted(x.group, kind == 3 ? n + data.up_to(40) : take_number(data, x.group.curve.p));
-            if (x.group.contains(wanted) && t != 0) {
-                sum = wanted;
-                const Point rest = x.group.curve.sum(sum, x.group.curve.negative(x.group.multiple(s)));
-                pub = xy_of(x.group.curve.multiple(inverse(t, n), rest));
-            }
+        const Point wanted = lifted(x.group, kind == 3 ? Integer(n + data.up_to(40)) : take_number(data, n));
+        if (kind > 2 && t != 0 && x.group.contains(wanted)) {
+            sum = wanted;
+            const Point rest = x.group.curve.sum(sum, x.group.curve.negative(x.group.multiple(s)));
+            pub = xy_of(x.group.curve.multiple(inverse(t, n), rest));
         }
-        const Integer beside =
-            data.one_of({Integer(0), Integer(0), Integer(1), Integer(-1), test::power_of_two(256), x.group.curve.p});
-        e = be32(mod(r - sum.x - beside, n));
+        const Integer beside[] = {0, 0, 1, -1, test::power_of_two(256), x.group.curve.p};
+        e = be32(mod(r - sum.x - data.one_of(beside), n));
         signature = joined({be32(r), be32(s)});
     }
-    if (data.rarely(3)) flip_a_bit(data, data.one_of({&e, &pub, &signature})[0]);
-    if (data.rarely(8)) {  // beside the order
+    Bytes* const parts[] = {&e, &pub, &signature};
+    if (data.rarely(3)) flip_a_bit(data, *data.one_of(parts));
+    for (const std::size_t at : {0, 32}) {
         const Integer half = n + data.between(-2, 2);
-        if (half < test::power_of_two(256) && half >= 0) std::ranges::copy(be32(half), &signature[32 * data.up_to(1)]);
+        if (data.rarely(8) && half >= 0 && half < test::power_of_two(256)) {
+            std::ranges::copy(be32(half), signature.begin() + static_cast<std::ptrdiff_t>(at));
+        }
     }
-    ECC_PUBLIC_KEY public_key;
-    std::memcpy(&public_key, pub.data(), 64);
-    std::memcpy(&made, signature.data(), 64);
-    draw_next({});
-    const Model model(x.group);
-    const std::string got =
-        outcome([&] { return SM2_ECDSA_Verification(&x.group.grp, e.data(), &public_key, &made); });
-    const Point P = x.group.prepared() ? model.point_of(pub) : Point();
-    if (!x.exact || (x.group.prepared() && !(x.group.contains(P) && x.group.contains(x.group.G)))) {
-        require(got[0] == '0' || (!x.exact && got == "1 ") || x.group.contains(P), "a key off the curve");
-        return;
-    }
-    require(got == model.verify(from_be(e), P, from_be(made.r), from_be(made.s)), "a verification");
+    const std::string got = verify(x, e, pub, signature);
     if (&x.group == &named_groups()[0] && data.flip()) {
         require(test::openssl_verifies(pub, e, signature) == (got == "1 "), "OpenSSL agrees on a signature");
     }
 }
 
-Ulmaro_ECC_CIPHER_BLOB* blob_of(unsigned char* record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record); }
+/// The record that is made with these scalars drawn first, of a message at any place of its memory but over the length.
+Bytes encrypt(const Subject& x, const Bytes& message, const Bytes& pub, std::initializer_list<Integer> scalars,
+              std::size_t at, std::size_t shift) {
+    const std::size_t size = kHeader + message.size();
+    test::Guarded<unsigned char> memory(shift + size + message.size());
+    unsigned char* const record = memory.data() + shift;
+    if (at < kHeader && at + message.size() > 96) at = size;
+    std::ranges::copy(message, record + at);
+    const ECC_PUBLIC_KEY key = public_key(pub);
+    draw_next(scalars);
+    const std::string text =
+        outcome([&] { return SM2_ECES_Encryption(&x.group.grp, record + at, length(message), &key, blob_of(record)); });
+    require(text == "0 ", "encryption prints nothing");
+    const Bytes made(record, record + size);
+    if (!x.exact) return made;
+    Model model(x.group);
+    require(made == model.encrypt(message, model.point_of(pub)), "the record of these draws");
+    return made;
+}
+
+/// The message goes to any place over the record or behind it.
+std::string decrypt(const Subject& x, const Bytes& record, const Integer& d, std::size_t at) {
+    std::uint32_t claimed = 0;
+    std::memcpy(&claimed, &record[96], 4);
+    const std::size_t room = record.size() - kHeader, size = std::min<std::size_t>(claimed, room);
+    const ECC_PRIVATE_KEY key = private_key(d);
+    Bytes memory = record;
+    memory.resize(record.size() + room, 0xc5);
+    Bytes plain(memory.begin() + static_cast<std::ptrdiff_t>(at),
+                memory.begin() + static_cast<std::ptrdiff_t>(at + size));
+    draw_next({});
+    const std::string got =
+        outcome([&] { return SM2_ECES_Decryption(&x.group.grp, blob_of(memory.data()), &key, memory.data() + at); });
+    if (!x.exact) return got;
+    require(got == Model(x.group).decrypt(record, d, plain), "a decryption");
+    require(equal(std::span(memory).subspan(at, size), plain), "the message");
+    return got;
+}
 
 void check_ciphertext(Data& data, const Subject& x) {
-    const Integer& n = x.n();
-    const Integer k = take_number(data, n);
+    const Integer &n = x.group.n, &p = x.group.curve.p, k = take_number(data, n);
     // The key; any point, which is carried on; one that leads to x2 = 0.
     Point P = x.P;
     const auto kind = data.up_to(3);
-    if (kind == 0) P = {take_number(data, x.group.curve.p), take_number(data, x.group.curve.p)};
+    if (kind == 0) P = {take_number(data, p), take_number(data, p)};
     if (kind == 1 && x.sound) P = x.group.curve.multiple(inverse(k, n), lifted(x.group, 0));
-    const Bytes message = take_message(data, data.flip() ? 1 : 300), pub = xy_of(P);
-    ECC_PUBLIC_KEY public_key;
-    std::memcpy(&public_key, pub.data(), 64);
-    Bytes record(kHeader + message.size(), 0xa5);
-    const bool in_place = data.flip();
-    if (in_place) std::ranges::copy(message, record.begin() + kHeader);
-    const unsigned char* const from = in_place ? record.data() + kHeader : message.data();
-    const auto rejects = [&] { return x.group.curve.multiple(k, Model(x.group).point_of(pub)).x == 0; };
-    draw_next({});
-    if (x.exact && x.group.prepared() && rejects() && !x.sound && !data.rarely(40)) return;
-    draw_next({k});
-    require(outcome([&] {
-                return SM2_ECES_Encryption(&x.group.grp, from, length(message), &public_key, blob_of(record.data()));
-            }) == "0 ",
-            "an encryption");
-    if (!x.exact) {
-        draw_next({});
-    } else {
-        Model model(x.group);
-        require(record == model.encrypt(message, x.group.prepared() ? model.point_of(pub) : P), "a record");
-    }
+    const Bytes message = take_message(data, data.flip() ? 2 : 300);
+    if (!x.sound && x.group.prepared() && x.group.curve.multiple(k, P).x == 0) return;  // may take all draws
+    Bytes record = encrypt(x, message, xy_of(P), {k}, data.up_to(kHeader + message.size()), data.up_to(3));
 
     // Damaged, or with another C1, other coordinates of the same one, another length or another key.
     Integer d = x.d;
     if (data.flip()) flip_a_bit(data, record);
+    const Integer same = from_be(std::span(record).first(32)) + p;
+    if (data.flip() && same < test::power_of_two(256)) std::ranges::copy(be32(same), record.begin());
     if (data.rarely(4)) {
-        const Integer any = take_number(data, x.group.curve.p);
-        const Bytes other = xy_of(data.flip() ? lifted(x.group, any) : x.group.multiple(any));
-        std::ranges::copy(other, record.begin());
+        const Integer any = take_number(data, p);
+        std::ranges::copy(xy_of(data.flip() ? lifted(x.group, any) : x.group.multiple(any)), record.begin());
     }
-    const Integer same = from_be(std::span(record).first(32)) + x.group.curve.p;
-    if (same < test::power_of_two(256) && data.flip()) std::ranges::copy(be32(same), record.begin());
-    if (data.rarely(4)) d = data.one_of({Integer(0), n, Integer(1), take_number(data, n)});
-    std::uint32_t size = static_cast<std::uint32_t>(message.size());
-    if (data.rarely(4)) size = static_cast<std::uint32_t>(data.up_to(size));
-    if (data.rarely(8)) size = data.one_of({0x7fffffc0U, 0x7fffffffU, 0x80000000U, 0xffffffc0U, 0xffffffffU});
+    const Integer keys[] = {0, n, 1, take_number(data, n)};
+    if (data.rarely(4)) d = data.one_of(keys);
+    const std::uint32_t impossible[] = {0x7fffffc0U, 0x7fffffffU, 0x80000000U, 0xffffffc0U, 0xffffffffU};
+    std::uint32_t size = data.rarely(8)   ? data.one_of(impossible)
+                         : data.rarely(4) ? data.between(0U, static_cast<std::uint32_t>(message.size()))
+                                          : static_cast<std::uint32_t>(message.size());
     std::memcpy(&record[96], &size, 4);
-
-    draw_next({});
-    const Model model(x.group);
-    ECC_PRIVATE_KEY key;
-    std::ranges::copy(be32(d), key.d);
-    Bytes memory = record;
-    memory.resize(record.size() + message.size(), 0xc5);
-    const std::size_t at = data.flip() ? record.size() : data.up_to(record.size());
-    Bytes plain(&memory[at], &memory[at] + std::min<std::size_t>(size, message.size()));
-    const std::string got = outcome(
-        [&] { return SM2_ECES_Decryption(&x.group.grp, blob_of(memory.data()), &key, memory.data() + at); });
-    if (!x.exact) return;
-    require(got == model.decrypt(record, d, plain), "a decryption");
-    require(equal(std::span(memory).subspan(at, plain.size()), plain), "the message");
+    decrypt(x, record, d, data.flip() ? record.size() : data.up_to(record.size()));
 }
 
 /// The block of a curve that is no group's, the registry's, or a point's.
@@ -341,11 +358,12 @@ void check_group(const Group& group) {
     expected.prime_top = p == 0 ? 0 : words(p);
     expected.order_top = n == 0 ? 0 : words(n);
     if (group.prepared()) {
-        const auto form = [&](const unsigned char (&field)[32]) {  // words above the prime's stay what they were
+        const auto form = [&](const unsigned char(&field)[32]) {  // words above the prime's stay what they were
             const Integer all = from_be(field), low = mod(all, group.R);
             return test::record_of<bignum_st>(all - low + mod(low * group.R, p));
         };
-        expected.nprime = static_cast<unsigned int>(mod(-inverse(p, test::power_of_two(32)), test::power_of_two(32)).get_ui());
+        expected.nprime =
+            static_cast<unsigned int>(mod(-inverse(p, test::power_of_two(32)), test::power_of_two(32)).get_ui());
         const bignum_st rr = test::record_of<bignum_st>(mod(group.R * group.R, p));
         std::copy_n(rr.words, 8, expected.rr);
         expected.a_mont = form(group.param.a), expected.b_mont = form(group.param.b);
@@ -394,6 +412,135 @@ void run(Data& data) {
     data.flip() ? check_signature(data, x) : check_ciphertext(data, x);
 }
 
-void run_edges() {}
+namespace {
+
+void check_published() {
+    struct {
+        std::size_t curve;
+        const char *d, *e, *k, *signature;
+    } constexpr signatures[] = {
+#include "vectors/sm2_signatures.inc"
+    };
+    for (const auto& v : signatures) {
+        const Group& curve = named_groups()[v.curve];
+        const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
+        require(test::to_hex(sign(x, test::from_hex(v.e), x.d, {from_be(v.k)}, false)) == v.signature, v.signature);
+        require(verify(x, test::from_hex(v.e), xy_of(x.P), test::from_hex(v.signature)) == "1 ", v.signature);
+    }
+    struct {
+        std::size_t curve;
+        const char *d, *k, *record;
+    } constexpr ciphertexts[] = {
+#include "vectors/sm2_ciphertexts.inc"
+    };
+    constexpr std::string_view text = "encryption standard";
+    const Bytes message(text.begin(), text.end());
+    for (const auto& v : ciphertexts) {
+        const Group& curve = named_groups()[v.curve];
+        const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
+        const Bytes record = encrypt(x, message, xy_of(x.P), {from_be(v.k)}, kHeader, 0);
+        require(test::to_hex(record) == v.record && decrypt(x, record, x.d, 7) == "1 ", v.record);
+        // [470]P of the first gives a key stream that begins with a zero byte.
+        encrypt(x, {'m'}, xy_of(x.P), {470, from_be(v.k)}, kHeader, 0);
+        Bytes short_one = encrypt(x, {'m', 'n'}, xy_of(x.P), {470}, kHeader, 0);
+        short_one[96] = 1;
+        decrypt(x, short_one, x.d, short_one.size());
+    }
+}
+
+/// What takes all 256 draws, and groups that were never prepared.
+void check_hopeless(const Group& sound) {
+    const Subject x = {sound, true, true, 7, sound.multiple(7)};
+    encrypt(x, {'m'}, Bytes(64), {1}, kHeader, 0);  // a point of order 2
+    Group even = sound;
+    even.n -= 1;
+    even.grp.order.words[0] -= 1;
+    sign({even, true, false, 7, x.P}, be32(3), 7, {1}, false);  // 8 has no inverse
+    draw_next({});
+    test::replaced_random().otherwise = [] { return 0x100; };
+    ECC_PUBLIC_KEY pub;
+    ECC_PRIVATE_KEY key;
+    SM2_ECC_GenerateKeyPair(&sound.grp, &pub, &key);
+    require(drawn.size() == 256 * 32 && is_zero(test::snapshot(pub)) && is_zero(test::snapshot(key)), "no key");
+
+    Group never = sound;
+    never.grp = {};
+    never.curve.p = never.n = 0;
+    const Subject y = {never, true, false, 7, x.P};
+    const Bytes record = encrypt(x, {'m'}, xy_of(x.P), {1}, kHeader, 0);
+    sign(y, be32(3), 7, {1}, false);
+    verify(y, be32(3), xy_of(x.P), Bytes(64, 1));
+    encrypt(y, {'m'}, xy_of(x.P), {1}, kHeader, 0);
+    decrypt(y, record, 7, kHeader);
+}
+
+/// (0, 0) is off the curve and has order 2. With t = 2^40 above all bits of s it is gone before the first multiple of G
+/// comes in, so that the comparison alone would accept.
+void check_key_off_the_curve(const Group& sound) {
+    const Subject x = {sound, true, true, 7, sound.multiple(7)};
+    const Integer s = 0x765432, r = test::power_of_two(40) - s, e = mod(r - sound.multiple(s).x, sound.n);
+    const Bytes signature = joined({be32(mod(r, sound.n)), be32(s)});
+    require(verify(x, be32(e), Bytes(64), signature) == "0 ", "a key off the curve that fits");
+    require(verify(x, be32(e - 1), Bytes(64), signature) == "0 cmp different! ret= 1\n", "and one that does not");
+}
+
+void check_refusals(const Group& sound) {
+    using test::untouchable;
+    const ECC_PUBLIC_KEY key = public_key(xy_of(sound.G));
+    draw_next({});
+    for (const int len : {-1, INT_MIN, INT_MAX, INT_MAX - 63}) {
+        test::Guarded<unsigned char> out(kHeader);
+        require(test::outcome_of([&] {
+                    SM2_ECES_Encryption(&sound.grp, untouchable(), len, &key, blob_of(out.data()));
+                }) == test::Outcome::bad_array_new_length,
+                "a length is refused");
+        require(out.untouched() && drawn.empty(), "a refusal writes nothing and draws nothing");
+    }
+    require(
+        SM2_ECES_Encryption(untouchable<ec_group_st>(), untouchable(), -1, untouchable<ECC_PUBLIC_KEY>(), nullptr) == 0,
+        "no record");
+    unsigned char z[32] = {1};
+    require(SM3_algrithm_userid_hash(nullptr, &sound.param, z) == -1 &&
+                SM3_algrithm_userid_hash(&key, nullptr, z) == -1 &&
+                SM3_algrithm_userid_hash(&key, &sound.param, nullptr) == -1 && z[0] == 1,
+            "null pointers");
+}
+
+/// On the exported group, with a newline.
+void check_produce_key(const Group& sound) {
+    ::group = sound.grp;
+    draw_next({7});
+    test::Guarded<unsigned char> pub(64), priv(32);
+    require(outcome([&] { return ECC_ProduceKey(-1, pub.data(), priv.data()); }) == "0 \n", "ECC_ProduceKey");
+    require(equal(pub.span(), xy_of(sound.multiple(7))) && equal(priv.span(), be32(7)), "the key that it makes");
+    ::group = {};
+}
+
+}  // namespace
+
+void run_edges() {
+    check_published();
+    for (const std::size_t which : {0, 1, 6}) {
+        check_hopeless(named_groups()[which]);
+        check_key_off_the_curve(named_groups()[which]);
+        check_refusals(named_groups()[which]);
+        check_produce_key(named_groups()[which]);
+    }
+    // The clock is read at every preparation, also of nothing.
+    auto& random = test::reset_random();
+    ECCParameter_st param = test::parameters(test::kRecommended);
+    test::prepare(param);
+    random.now = 0x1234567890;
+    param = {};
+    test::prepare(param);
+    random.now = 77;
+    const bignum_st scalars[] = {{{3}}, {}, named_groups()[0].grp.order};
+    for (const bignum_st& d : scalars) {
+        ECC_PUBLIC_KEY pub;
+        require(SM2_CalcPubKeyByPriKey(&pub, &d) == 0, "a public key on the recommended curve");
+        require(test::snapshot(pub) == xy_of(named_groups()[0].multiple(value_of(d))), "SM2_CalcPubKeyByPriKey");
+    }
+    require(random.seeds == std::vector<unsigned int>{1000, 0x34567890, 77, 77, 77} && random.calls == 0, "seeds");
+}
 
 }  // namespace ulmaro::fuzz

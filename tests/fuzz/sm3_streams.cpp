@@ -241,8 +241,10 @@ void check_refusals() {
 
 void run(Data& data) {
     switch (data.up_to(2)) {
-        case 0: return check_context(data);
-        case 1: return check_digest(data, take_message(data, 4000));
+        case 0:
+            return check_context(data);
+        case 1:
+            return check_digest(data, take_message(data, 4000));
         default: {
             const auto size = data.up_to(32 * 3 * sm3::kMaxLanes + 31);
             return check_derivation(data, take_message(data, 200), size);

@@ -210,10 +210,14 @@ void run(Data& data) {
     const auto& modes = data.flip() ? test::kSm4Modes : test::kSm4InternalModes;
     const Sm4Mode& mode = data.one_of(modes);
     switch (data.up_to(4)) {
-        case 0: return check_overlaps(data, mode);
-        case 1: return check_continuation(data, mode);
-        case 2: return check_words(data);
-        case 3: return check_key_set_up(data);
+        case 0:
+            return check_overlaps(data, mode);
+        case 1:
+            return check_continuation(data, mode);
+        case 2:
+            return check_words(data);
+        case 3:
+            return check_key_set_up(data);
         default: {
             const std::size_t size = 16 * data.up_to(kMostBlocks), below = data.up_to(size + 16);
             const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};

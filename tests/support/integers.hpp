@@ -67,8 +67,8 @@ inline bool is_prime(const Integer& m) { return mpz_probab_prime_p(m.get_mpz_t()
 inline std::vector<Integer> edges(const Integer& m) {
     std::vector<Integer> r;
     for (int d = 0; d < 4; ++d) {
-        for (const Integer& at : {Integer(d), Integer(m - d), Integer(m + d), Integer(m / 2 + d - 1),
-                                  Integer(power_of_two(256) - 1 - d)}) {
+        for (const Integer& at :
+             {Integer(d), Integer(m - d), Integer(m + d), Integer(m / 2 + d - 1), Integer(power_of_two(256) - 1 - d)}) {
             r.push_back(mod(at, power_of_two(256)));
         }
     }

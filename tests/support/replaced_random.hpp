@@ -18,9 +18,9 @@ struct ReplacedRandom {
     std::vector<unsigned int> seeds;
     std::time_t now = 1000;
 
-    /// The next scalar drawn is this big-endian number, before the range rule.
+    /// The next scalar drawn is this big-endian number, before the range rule: the low bytes count.
     void next_scalar(std::span<const unsigned char> be32) {
-        for (std::size_t i = be32.size(); i-- > 0;) script.push_back(be32[i]);
+        for (std::size_t i = be32.size(); i-- > 0;) script.push_back(static_cast<int>(be32[i] | 0x9e3779b9U * i << 8));
     }
     void next_scalar(std::string_view hex) { next_scalar(from_hex(hex)); }
 };
