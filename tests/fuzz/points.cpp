@@ -216,10 +216,10 @@ void run_edges() {
         for (const Point& b : points) {
             for (const auto& [za, zb] : {std::pair(1, 1), {1, 9}, {7, 1}, {33, 4}}) check_sum(small, a, za, b, zb);
         }
-        for (int k = 0; k < 300; ++k) check_routine(small, k, a, 7 * k % 40, points[k % points.size()], 1 + k % 3);
+        for (unsigned k = 0; k < 300; ++k) check_routine(small, k, a, 7 * k % 40, points[k % points.size()], 1 + k % 3);
     }
     // The recommended curve both ways, any other one, and those of small order.
-    for (const std::size_t which : {0, 10, 1, 6, 7, 8}) {
+    for (const std::size_t which : {0U, 10U, 1U, 6U, 7U, 8U}) {
         Group& group = groups()[which];
         std::vector<Integer> scalars = test::edges(group.n);
         // Beside the order, where the last digit equals the sum before it, and where the comb meets its own operand.

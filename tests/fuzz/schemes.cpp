@@ -41,7 +41,7 @@ public:
     explicit Model(const Group& of) : group_(of), n_(of.n) {}
     ~Model() { require(at_ == drawn_.size(), "as many draws as the scheme asks for"); }
 
-    bool usable() const { return group_.prepared() && n_ >> 224 != 0; }
+    bool usable() const { return group_.prepared() && (n_ >> 224) != 0; }
 
     /// A 64-byte x || y as the library takes it. Coordinates count modulo p.
     Point point_of(std::span<const unsigned char> xy) const {
@@ -221,8 +221,10 @@ void flip_a_bit(Data& data, Bytes& bytes) {
 
 void check_signature(Data& data, const Subject& x) {
     const Integer &n = x.group.n, k = take_number(data, n), any = take_number(data, n);
-    const Integer d = data.rarely(8) ? take_number(data, n) : x.d, x1 = x.group.multiple(k).x;
-    if (inverse(d + 1, n) == 0 && n != 0) return;  // takes all draws
+    const Integer keys[] = {0, n, n - 1, n - 2, any};
+    const Integer d = data.rarely(4) ? mod(data.one_of(keys), test::power_of_two(256)) : x.d;
+    if (inverse(d + 1, n) == 0 && d + 1 < n) return;  // takes all draws
+    const Integer x1 = x.group.multiple(k).x;
     // Where k is drawn as it is, these make r, r + k and s vanish.
     const Integer digests[] = {any, mod(-x1, n), mod(-k - x1, n), mod(k * inverse(d, n) - x1, n)};
     Bytes e = be32(data.flip() ? any : data.one_of(digests)), pub = xy_of(x.P);
@@ -250,7 +252,7 @@ void check_signature(Data& data, const Subject& x) {
     }
     Bytes* const parts[] = {&e, &pub, &signature};
     if (data.rarely(3)) flip_a_bit(data, *data.one_of(parts));
-    for (const std::size_t at : {0, 32}) {
+    for (const std::size_t at : {0U, 32U}) {
         const Integer half = n + data.between(-2, 2);
         if (data.rarely(8) && half >= 0 && half < test::power_of_two(256)) {
             std::ranges::copy(be32(half), signature.begin() + static_cast<std::ptrdiff_t>(at));
@@ -520,7 +522,7 @@ void check_produce_key(const Group& sound) {
 
 void run_edges() {
     check_published();
-    for (const std::size_t which : {0, 1, 6}) {
+    for (const std::size_t which : {0U, 1U, 6U}) {
         check_hopeless(named_groups()[which]);
         check_key_off_the_curve(named_groups()[which]);
         check_refusals(named_groups()[which]);
