@@ -105,16 +105,20 @@ void check_conversions(const Integer& a, const Integer& b) {
             "comparisons");
 }
 
-void check_order(const Integer& n, const Operands& o) {
+void check_order(const Integer& n, const Operands& o, const Integer& any) {
     ec_group_st grp = {};
     grp.order = record_of<bignum_st>(n);
     const ec::Order order(grp);
-    bignum_st a = record_of<bignum_st>(o.a), b = record_of<bignum_st>(o.b), r;
-    std::memset(&r, 0xc5, sizeof r);
-    order.mul(r, a, b);
-    require(value_of(r, 10) == mod(o.a * o.b, n), "a product modulo an order");
-    order.invert(a, a);
-    require(value_of(a, 10) == inverse(o.a, n), "an inverse modulo an order");
+    const U256 a = record_of<U256>(o.a), b = record_of<U256>(o.b);
+    const auto is = [&](const U256& got, const Integer& expected, const char* what) {
+        require(value_of(got) == mod(expected, n), what);
+    };
+    is(order.reduced(record_of<U256>(any)), any, "a number modulo an order");
+    is(order.add(a, b), o.a + o.b, "a sum modulo an order");
+    is(order.sub(a, b), o.a - o.b, "a difference modulo an order");
+    is(order.mul(record_of<U256>(any), b), any * o.b, "a product modulo an order");
+    is(order.invert(a), inverse(o.a, n), "an inverse modulo an order");
+    require((order.is_signing_key(record_of<U256>(any)) != 0) == (any > 0 && any < n - 1), "a key that can sign");
 }
 
 void check(const Integer& m, const Operands& any) {
@@ -125,7 +129,7 @@ void check(const Integer& m, const Operands& any) {
     check_recommended(residues(value_of(sm2p256::field_prime)));
     check_conversions(any.a, any.b);
     if (mpz_odd_p(m.get_mpz_t()) != 0) check_any_modulus(m, residues(m));
-    if (m > test::power_of_two(224)) check_order(m, residues(m));
+    if (m >= test::power_of_two(224)) check_order(m, residues(m), any.a);
 }
 
 }  // namespace
@@ -134,7 +138,7 @@ void check(const Integer& m, const Operands& any) {
 void run(Data& data) {
     const test::Curve& curve = data.one_of(test::kCurves);
     Integer m = from_be(data.flip() ? curve.p : curve.n);
-    if (data.rarely(4)) m = 3 + take_number(data, m) / 2;
+    if (data.rarely(4)) m = 3 + take_number(data, m) / 2;  // even too, and with divisors
     Operands o;
     for (Integer* a : {&o.a, &o.b, &o.c, &o.d, &o.e}) *a = take_number(data, m);
     check(m, o);
@@ -148,6 +152,7 @@ void run_edges() {
             for (std::size_t i = 0; i < all.size(); ++i) {
                 for (std::size_t j = 0; j < all.size(); ++j) {
                     check(m, {all[i], all[j], all[(i * 7 + j) % all.size()], all[(j * 5 + i) % all.size()], all[j]});
+                    if (j == 0) check(3 * (m / 5 | 1), {3 * all[i] / 5, all[i], m / 3, all[j], all[i]});
                 }
             }
         }

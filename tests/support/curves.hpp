@@ -17,6 +17,8 @@ inline constexpr Curve kCurves[] = {
 #include "vectors/curves.inc"
 };
 inline constexpr const Curve &kRecommended = kCurves[0], &kExample = kCurves[1];
+/// Its prime has 224 bits, its order 225, and 2^512 modulo the order fewer words than the order.
+inline constexpr const Curve& kShort = kCurves[5];
 /// Those of prime order: the first five over a prime of 256 bits, the last over one of 224.
 inline constexpr std::span kSoundCurves(kCurves, 6);
 
