@@ -2,14 +2,15 @@
 #include <gtest/gtest.h>
 #include <sys/random.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <functional>
+#include <random>
 
 #include "base/random.hpp"
 #include "support/curves.hpp"
-#include "support/random.hpp"
 
 namespace {
 
@@ -89,10 +90,8 @@ TEST(KernelRandom, RejectsWhatIsNotBelowTheOrder) {
 }
 
 TEST(KernelRandom, SpreadsEvenlyBelowASmallTopWord) {
-    Random random;
-    kernel = [&](unsigned char* out, std::size_t size) {
-        const Bytes bytes = random.bytes(size);
-        std::copy(bytes.begin(), bytes.end(), out);
+    kernel = [random = std::mt19937(1)](unsigned char* out, std::size_t size) mutable {
+        std::generate_n(out, size, [&] { return static_cast<unsigned char>(random()); });
         return static_cast<ssize_t>(size);
     };
     std::array<int, 6> seen = {};
