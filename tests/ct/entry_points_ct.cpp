@@ -19,8 +19,12 @@
 #include <span>
 
 #include "UlmaroAlgrithmInternals.hpp"
+#include "base/cpu.hpp"
 #include "base/declassify.hpp"
+#include "ec/limbs.hpp"
 #include "ec/recommended_curve.hpp"
+#include "ecp256/kernels.hpp"
+#include "sm2p256/kernels.hpp"
 #include "sm3/counter_digests.hpp"
 #include "sm4/kernels.hpp"
 #include "support/bytes.hpp"
@@ -217,6 +221,43 @@ void run_sm3_kernel(const sm3::Kernels& kernel) {
     sm3::counter_digests(kernel, message, 1, out.data(), out.size());
 }
 
+u256::U256 secret_scalar(std::uint64_t seed) {
+    u256::U256 k = {{seed * 0x9e3779b97f4a7c15, seed * 0xbf58476d1ce4e5b9, seed * 0x94d049bb133111eb, seed << 58}};
+    make_secret(k);
+    return k;
+}
+
+void run_curve_kernel(const sm2p256::Kernels& kernel) {
+    const u256::U256 k = secret_scalar(3);
+    sm2p256::Affine r;
+    u256::Mask infinite = kernel.multiply_base(r, k);
+    make_public(r);
+    make_public(infinite);
+    infinite = kernel.multiply_point(r, r, k);
+    // The point may be secret as well.
+    infinite = kernel.multiply_point(r, r, k);
+    make_public(infinite);
+}
+
+/// The recommended curve as if it were any.
+void run_curve_kernel(const ecp256::Kernels& kernel) {
+    const ec_group_st grp = prepare(kRecommended);
+    const ecp256::Affine G = {ec::limbs(grp.generator.X.words), ec::limbs(grp.generator.Y.words)};
+    ecp256::Jacobian r;
+    for (const std::uint64_t seed : {3U, 4U}) {
+        u256::Mask exception = kernel.multiply_point(ec::curve_of(grp), G, secret_scalar(seed), r);
+        make_public(exception);
+    }
+}
+
+/// Every supported kernel, and that for ADX: memcheck's processor has the instructions and does not announce them.
+template <typename Kernels>
+void run_curve_kernels(std::span<const Kernels* const> supported, const Kernels& native) {
+    for (const Kernels* kernel : supported) run_curve_kernel(*kernel);
+    const CpuFeatures& cpu = cpu_features();
+    if (cpu.avx2 && cpu.bmi2 && std::ranges::count(supported, &native) == 0) run_curve_kernel(native);
+}
+
 template <typename Kernels>
 void run_kernels(std::span<const Kernels* const> supported, std::initializer_list<const Kernels*> built,
                  void (*run)(const Kernels&)) {
@@ -241,6 +282,8 @@ void run_all_kernels() {
                               run_sm3_kernel);
 #endif
     run_kernels<sm3::Kernels>(sm3::supported_kernels(), {sm3::supported_kernels().back()}, run_sm3_kernel);
+    run_curve_kernels(sm2p256::supported_kernels(), sm2p256::native_kernels);
+    run_curve_kernels(ecp256::supported_kernels(), ecp256::native_kernels);
 }
 
 bool sm4_is_constant_time() { return &sm4::active_kernels() != &sm4::portable_kernels; }

@@ -1,0 +1,13 @@
+#!/bin/sh
+# Prints how many lines of tests there are for those of everything else, and fails above a third: non-blank lines of the
+# code files that git knows. A proof is neither.
+set -eu
+cd "$(dirname "$0")/.."
+lines() { # GREP_OPTION: everything else with -v
+  git ls-files | grep -E '\.(cpp|hpp|h|c|inl|S|py|pyi|sh|bats|bash|cmake|map|in)$|CMakeLists\.txt$|^\.ci/run$' |
+    grep -v '^proof/' | grep "$@" '^tests/' | xargs cat | grep -c '[^[:space:]]'
+}
+tests=$(lines -e)
+others=$(lines -v -e)
+echo "tests: $tests lines for $others of other code, $((100 * tests / others)) %"
+[ $((3 * tests)) -le "$others" ]
