@@ -1,57 +1,53 @@
 // The byte modes of SM4 under one signature, so that a test can run over all of them.
 #pragma once
 
-#include "UlmaroAlgrithm.h"
+#include <type_traits>
+
 #include "UlmaroAlgrithmInternals.hpp"
 #include "support/bytes.hpp"
 
 namespace ulmaro::test {
+
+using Byte = unsigned char;
 
 struct Sm4Mode {
     const char* name;
     bool cbc;
     bool decrypts;
     bool raw_key;  // key is 16 bytes, else the 32 words of a schedule
-    void (*run)(unsigned char* in, int len, void* key, unsigned char* iv, unsigned char* out);
+    void (*run)(Byte* in, int len, void* key, Byte* iv, Byte* out);
 };
 
-using Byte = unsigned char;
-inline unsigned int* schedule_of(void* key) { return static_cast<unsigned int*>(key); }
-inline Byte* raw_key_of(void* key) { return static_cast<Byte*>(key); }
+/// Run takes a schedule or a key, and an iv or none.
+template <auto Run>
+void run_mode(Byte* in, int len, void* key, Byte* iv, Byte* out) {
+    using F = decltype(Run);
+    if constexpr (std::is_invocable_v<F, Byte*, int, unsigned int*, Byte*>) {
+        Run(in, len, static_cast<unsigned int*>(key), out);
+    } else if constexpr (std::is_invocable_v<F, Byte*, int, unsigned int*, Byte*, Byte*>) {
+        Run(in, len, static_cast<unsigned int*>(key), iv, out);
+    } else {
+        Run(in, len, static_cast<Byte*>(key), iv, out);
+    }
+}
 
-inline const Sm4Mode kSm4Modes[] = {
-    {"ECB encryption", false, false, false,
-     [](Byte* in, int len, void* key, Byte*, Byte* out) { SM4_X_ECB_EN_MODE(in, len, schedule_of(key), out); }},
-    {"ECB decryption", false, true, false,
-     [](Byte* in, int len, void* key, Byte*, Byte* out) { SM4_X_ECB_DE_MODE(in, len, schedule_of(key), out); }},
-    {"CBC encryption", true, false, false,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) { SM4_X_CBC_EN_MODE(in, len, schedule_of(key), iv, out); }},
-    {"CBC decryption", true, true, false,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) { SM4_X_CBC_DE_MODE(in, len, schedule_of(key), iv, out); }},
-    {"CBC encryption, raw key", true, false, true,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) {
-         SM4_X_CBC_EN_MODE_EX(in, len, raw_key_of(key), iv, out);
-     }},
-    {"CBC decryption, raw key", true, true, true,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) {
-         SM4_X_CBC_DE_MODE_EX(in, len, raw_key_of(key), iv, out);
-     }},
+inline constexpr Sm4Mode kSm4Modes[] = {
+    {"ECB encryption", false, false, false, run_mode<SM4_X_ECB_EN_MODE>},
+    {"ECB decryption", false, true, false, run_mode<SM4_X_ECB_DE_MODE>},
+    {"CBC encryption", true, false, false, run_mode<SM4_X_CBC_EN_MODE>},
+    {"CBC decryption", true, true, false, run_mode<SM4_X_CBC_DE_MODE>},
+    {"CBC encryption, raw key", true, false, true, run_mode<SM4_X_CBC_EN_MODE_EX>},
+    {"CBC decryption, raw key", true, true, true, run_mode<SM4_X_CBC_DE_MODE_EX>},
 };
 
 /// The routines behind them, in the same order.
-inline const Sm4Mode kSm4InternalModes[] = {
-    {"SMS4_ECB_EN_MOD", false, false, false,
-     [](Byte* in, int len, void* key, Byte*, Byte* out) { SMS4_ECB_EN_MOD(in, len, schedule_of(key), out); }},
-    {"SMS4_ECB_DE_MOD", false, true, false,
-     [](Byte* in, int len, void* key, Byte*, Byte* out) { SMS4_ECB_DE_MOD(in, len, schedule_of(key), out); }},
-    {"SMS4_CBC_EN_MOD", true, false, false,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) { SMS4_CBC_EN_MOD(in, len, schedule_of(key), iv, out); }},
-    {"SMS4_CBC_DE_MOD", true, true, false,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) { SMS4_CBC_DE_MOD(in, len, schedule_of(key), iv, out); }},
-    {"CBC_EN_MOD_CHAR", true, false, true,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) { CBC_EN_MOD_CHAR(in, len, raw_key_of(key), iv, out); }},
-    {"CBC_DE_MOD_CHAR", true, true, true,
-     [](Byte* in, int len, void* key, Byte* iv, Byte* out) { CBC_DE_MOD_CHAR(in, len, raw_key_of(key), iv, out); }},
+inline constexpr Sm4Mode kSm4InternalModes[] = {
+    {"SMS4_ECB_EN_MOD", false, false, false, run_mode<SMS4_ECB_EN_MOD>},
+    {"SMS4_ECB_DE_MOD", false, true, false, run_mode<SMS4_ECB_DE_MOD>},
+    {"SMS4_CBC_EN_MOD", true, false, false, run_mode<SMS4_CBC_EN_MOD>},
+    {"SMS4_CBC_DE_MOD", true, true, false, run_mode<SMS4_CBC_DE_MOD>},
+    {"CBC_EN_MOD_CHAR", true, false, true, run_mode<CBC_EN_MOD_CHAR>},
+    {"CBC_DE_MOD_CHAR", true, true, true, run_mode<CBC_DE_MOD_CHAR>},
 };
 
 /// One key in both forms.
