@@ -182,12 +182,9 @@ void check_refusals() {
     require(std::ranges::count(rk, 0x55555555U) == 32, "a refusal writes nothing");
     for (const auto& modes : {std::span(test::kSm4Modes), std::span(test::kSm4InternalModes)}) {
         for (const Sm4Mode& mode : modes) {
-            test::Sm4Key zero(key);
-            Bytes iv(16);
-            for (const int len : {0, -1, -2, -3}) {
-                mode.run(untouchable(), len, zero.for_mode(mode), iv.data(), untouchable());
+            for (const int len : {0, 1, 15, -1, -2, -3}) {  // nothing is read, not even the key
+                mode.run(untouchable(), len, untouchable(), untouchable(), untouchable());
             }
-            require(is_zero(iv), "the iv stays");
             for (const int len : {-4, -5, -16, -1000, INT_MIN + 1, INT_MIN}) {
                 require(outcome_of([&] {
                             mode.run(untouchable(), len, untouchable(), untouchable(), untouchable());

@@ -517,7 +517,7 @@ protected:
     bignum_st number_ = {{1, 2, 3}};
     SM3_CTX ctx_;
     Sm4Key sm4_key_ = Sm4Key(random_looking(16, 9));
-    unsigned int words_[64] = {};
+    unsigned int words_[ULMARO_SM1_SCHEDULE_BYTES / 4] = {};
     std::vector<Call> calls_;
 };
 
@@ -542,4 +542,44 @@ TEST_F(Stack, OfTheSmallestThreadIsEnough) {
     }
 }
 
+// The schedules of a cipher that an application brings.
+Bytes sm1_schedule;
+
+TEST_F(Wiping, Sm1Schedules) {
+    sm1_schedule = random_looking(ULMARO_SM1_SCHEDULE_BYTES, 12);
+    Secrets secrets;
+    secrets.add("schedule", sm1_schedule);
+    unsigned char block[16] = {};
+    for (const auto mode : {SM1_X_ECB_EN_MODE_EX, SM1_X_ECB_DE_MODE_EX}) {
+        EXPECT_EQ(secrets.found_in(remains_of([&] { mode(block, 16, nullptr, block, 16, block); })), "");
+    }
+    for (const auto mode : {SM1_X_CBC_EN_MODE_EX, SM1_X_CBC_DE_MODE_EX}) {
+        EXPECT_EQ(secrets.found_in(remains_of([&] { mode(block, 16, block, 16, block, 16, block); })), "");
+    }
+}
+
+TEST_F(Wiping, DivisionAndInverse) {
+    bignum_st a = {}, d = {}, q, r;
+    std::memcpy(a.words, random_looking(32, 13).data(), 32);
+    std::memcpy(d.words, random_looking(32, 14).data(), 32);
+    a.words[7] = 0xfeedf00d, d.words[7] = 0x8badf00d, d.words[0] |= 1;
+    int q_top, r_top;
+    BN_div(q.words, &q_top, r.words, &r_top, a.words, 8, d.words, 8);
+    Secrets secrets;
+    secrets.add("divisor", object_bytes(d).first(32));
+    secrets.add("remainder", object_bytes(r).first(32));
+    const auto divide = [&] { BN_div(q.words, &q_top, r.words, &r_top, a.words, 8, d.words, 8); };
+    EXPECT_EQ(secrets.found_in(remains_of(divide)), "");
+    BN_mod_inverse(r.words, &r_top, a.words, 8, d.words, 8);
+    secrets.add("inverse", object_bytes(r).first(32));
+    const auto invert = [&] { BN_mod_inverse(r.words, &r_top, a.words, 8, d.words, 8); };
+    EXPECT_EQ(secrets.found_in(remains_of(invert)), "");
+}
+
 }  // namespace
+
+extern "C" int __wrap_KEY_INIT(const unsigned char*, int, unsigned int* encrypt, int, unsigned int* decrypt, int) {
+    std::memcpy(encrypt, sm1_schedule.data(), sm1_schedule.size());
+    std::memcpy(decrypt, sm1_schedule.data(), sm1_schedule.size());
+    return 1;
+}
