@@ -35,6 +35,17 @@ void draw_next(std::initializer_list<Integer> scalars) {
     random.drawn = &drawn;
 }
 
+/// [s]G + [t]P for a key off the curve: between points of different curves the order of the additions counts, and it is
+/// that of EC_POINTs_mul.
+Point exported_sum(const Group& of, const Integer& s, const Integer& t, const Point& P) {
+    ec_group_st grp = of.grp;
+    ec_point_st sum = {}, Q = {of.form(P.x), of.form(P.y), grp.mont_one, 1};
+    bignum_st k = scalar_of(s, of), l = scalar_of(t, of), x, y;
+    EC_POINTs_mul(&grp, &sum, &grp.generator, &k, &Q, &l);
+    ec_GFp_simple_point_get_affine_coordinates_GFp(&grp, &sum, &x, &y);
+    return {value_of(x), value_of(y), ec_GFp_simple_is_at_infinity(&grp, &sum) != 0};
+}
+
 /// GM/T 0003 as the library's header has it, on the random bytes that the library drew.
 class Model {
 public:
@@ -83,7 +94,8 @@ public:
         const Integer t = mod(r + s, n_);
         if (!usable() || r == 0 || s == 0 || t == 0) return "0 ";
         const bool on_curve = group_.contains(P);
-        const Point sum = on_curve && group_.contains(group_.G) ? group_.multiple(s, t, P) : exported_sum(s, t, P);
+        const Point sum =
+            on_curve && group_.contains(group_.G) ? group_.multiple(s, t, P) : exported_sum(group_, s, t, P);
         if (sum.infinite) return "0 ";
         const Integer R = mod(e + sum.x, n_);
         return r != R ? "0 cmp different! ret= " + order(r, R) + "\n" : on_curve ? "1 " : "0 ";
@@ -118,16 +130,6 @@ public:
     }
 
 private:
-    /// Between points of different curves the order of the additions counts. It is that of EC_POINTs_mul.
-    Point exported_sum(const Integer& s, const Integer& t, const Point& P) const {
-        ec_group_st grp = group_.grp;
-        ec_point_st sum = {}, Q = {group_.form(P.x), group_.form(P.y), grp.mont_one, 1};
-        bignum_st k = scalar_of(s, group_), l = scalar_of(t, group_), x, y;
-        EC_POINTs_mul(&grp, &sum, &grp.generator, &k, &Q, &l);
-        ec_GFp_simple_point_get_affine_coordinates_GFp(&grp, &sum, &x, &y);
-        return {value_of(x), value_of(y), ec_GFp_simple_is_at_infinity(&grp, &sum) != 0};
-    }
-
     static Bytes digest(const Point& shared, const Bytes& message) {
         return test::openssl_sm3(joined({be32(shared.x), message, be32(shared.y)}));
     }
@@ -255,7 +257,7 @@ void check_signature(Data& data, const Subject& x) {
         if (kind == 1) s = mod(-r * x.d * inverse(x.d + 1, n), n);
         if (kind == 2) (data.flip() ? r : s) = 0;
         Point sum = x.group.multiple(s, mod(r + s, n), x.P);
-        const Integer xs[] = {n + data.up_to(40), data.up_to(40), take_number(data, n)};
+        const Integer xs[] = {n + data.between(-40, 40), data.up_to(40), take_number(data, n)};
         const Point wanted = lifted(x.group, data.one_of(xs));
         if (kind > 2 && x.group.contains(wanted)) {
             if (data.flip()) r = mod(wanted.x + data.up_to(40), n);
@@ -271,6 +273,11 @@ void check_signature(Data& data, const Subject& x) {
     }
     Bytes* const parts[] = {&e, &pub, &signature};
     if (data.rarely(3)) flip_a_bit(data, *data.one_of(parts));
+    const Point key = test::point_of(pub);
+    if (x.sound && !x.group.contains(key) && key.x < x.group.curve.p && key.y < x.group.curve.p && data.flip()) {
+        const Integer r = from_be(std::span(signature).first(32)), s = from_be(std::span(signature).last(32));
+        e = be32(mod(r - exported_sum(x.group, s, mod(r + s, n), key).x, n));  // fits, and is refused all the same
+    }
     for (const std::size_t at : {0U, 32U}) {
         const Integer half = n + data.between(-2, 2);
         if (data.rarely(8) && half >= 0 && half < test::power_of_two(256)) {
@@ -495,6 +502,22 @@ void check_hopeless(const Group& sound) {
     decrypt(y, record, 7, kHeader);
 }
 
+/// A sum whose x is beside the order, which also is beside zero, with digests on both sides of the order.
+void check_sum_beside_the_order(const Group& sound) {
+    const Integer r = 2, s = 5, per_t = inverse(r + s, sound.n);
+    for (int j = -20; j < 20; ++j) {
+        const Point sum = lifted(sound, sound.n + j), G5 = sound.multiple(s);
+        if (!sound.contains(sum)) continue;
+        const Point P = sound.curve.multiple(per_t, sound.curve.sum(sum, sound.curve.negative(G5)));
+        const Subject x = {sound, true, true, 7, P};
+        const Integer e = mod(r - sum.x, sound.n), wrapped = mod(e - test::power_of_two(256), sound.n);
+        for (const Integer& digest : {e, Integer(e + sound.n), wrapped}) {
+            if (digest >= test::power_of_two(256)) continue;
+            verify(x, be32(digest), xy_of(P), joined({be32(r), be32(s)}));
+        }
+    }
+}
+
 /// (0, 0) is off the curve and has order 2. With t = 2^40 above all bits of s it is gone before the first multiple of G
 /// comes in, so that the comparison alone would accept.
 void check_key_off_the_curve(const Group& sound) {
@@ -543,6 +566,7 @@ void run_edges() {
     check_published();
     for (const std::size_t which : {0U, 1U, 6U}) {
         check_hopeless(named_groups()[which]);
+        check_sum_beside_the_order(named_groups()[which]);
         check_key_off_the_curve(named_groups()[which]);
         check_refusals(named_groups()[which]);
         check_produce_key(named_groups()[which]);
