@@ -7,7 +7,7 @@
 #include "base/bytes.hpp"
 #include "fuzz/fuzz.hpp"
 #include "sm3/counter_digests.hpp"
-#include "sm3/kernels/portable.hpp"
+#include "sm3/kernels.hpp"
 #include "sm3/rounds.hpp"
 #include "support/guarded.hpp"
 #include "support/openssl.hpp"

@@ -8,7 +8,6 @@
 
 #include "fuzz/fuzz.hpp"
 #include "sm4/kernels.hpp"
-#include "sm4/kernels/portable.hpp"
 #include "support/guarded.hpp"
 #include "support/refusal.hpp"
 
