@@ -62,7 +62,7 @@ void check_recommended(const Operands& o) {
 
 void check_any_modulus(const Integer& m, const Operands& o) {
     const u256::Modulus modulus = u256::modulus(record_of<U256>(m));
-    check_field<U256>(u256::Residues<u256::PortableChains>(modulus), m, o);
+    check_field<U256>(u256::PortableResidues(modulus), m, o);
 #if defined(__x86_64__)
     if (cpu_features().bmi2 && cpu_features().adx) {
         check_field<U256>(u256::Residues<u256::X86Chains>(modulus), m, o);
