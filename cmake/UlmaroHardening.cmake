@@ -1,5 +1,5 @@
 # Whether sanitizers or coverage instrument the build, by the flags that this folder was given. -DULMARO_SANITIZED=ON or
-# OFF overrides that.
+# OFF overrides that. Of flags for some configurations only, those of CMAKE_BUILD_TYPE count.
 if(NOT DEFINED ULMARO_SANITIZED)
   get_directory_property(given COMPILE_OPTIONS)
   list(APPEND given ${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS})
@@ -7,8 +7,11 @@ if(NOT DEFINED ULMARO_SANITIZED)
     string(TOUPPER ${config} config)
     list(APPEND given ${CMAKE_CXX_FLAGS_${config}})
   endforeach()
+  string(REGEX REPLACE "\\$<CONFIG:([^>]*,)?${CMAKE_BUILD_TYPE}(,[^>]*)?>" "1" given "${given}")
+  string(REGEX REPLACE "\\$<CONFIG:[^>]*>" "0" given "${given}")
+  string(REGEX REPLACE "\\$<0:[^>]*>" "" given "${given}")
   set(ULMARO_SANITIZED OFF)
-  if("${given}" MATCHES "-fsanitize|--coverage|-fprofile-")
+  if("${given}" MATCHES "-fsanitize=[^ ;]*(address|thread|undefined|leak|memory|fuzzer)|--coverage|-fprofile-(arcs|generate|instr-generate)")
     set(ULMARO_SANITIZED ON)
   endif()
 endif()

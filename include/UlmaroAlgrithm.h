@@ -2,7 +2,7 @@
  * @file UlmaroAlgrithm.h
  * @brief SM2, SM3, SM4 and the SM1 placeholder family behind a flat C interface.
  *
- * Plain C99 and C++. Every entry point is a free function with C linkage; every record is a plain byte or
+ * Plain C and C++. Every entry point is a free function with C linkage; every record is a plain byte or
  * word layout that the caller owns. The library keeps no handles.
  *
  * Rules that hold for every declaration below unless it says otherwise:
@@ -12,8 +12,9 @@
  *   `rand`, which it seeds with the time in seconds at every group preparation, so that others can compute them: it is
  *   for applications that must see the same random sequence as before. Compile with the flags of the library's
  *   pkg-config file or CMake target. Those of the hardened one define `ULMARO_HARDENED`; what draws or prepares a group
- *   then has `_Hardened` behind its name in the object file, a name that only this library has. Without it, in a
- *   process that has both libraries, the one that the loader finds first answers, whichever was linked.
+ *   then has `_Hardened` behind its name in the object file, a name that only this library has. Without it, or without
+ *   this header, in a process that has both libraries, the one that the loader finds first answers, whichever was
+ *   linked.
  * - **Byte order.** Byte strings (numbers, coordinates, digests, keys, blocks) are big-endian. Records made of
  *   words (`bignum_st`, the SM4 schedule) hold native unsigned integers, least significant word first for numbers.
  * - **Ownership.** All memory is the caller's. Nothing is kept after a call returns, except what
@@ -354,6 +355,7 @@ void SM3_Update(SM3_CTX* ctx, const unsigned char* in, int len);
  */
 void SM3_Final(SM3_CTX* ctx, unsigned char* out);
 
+#if (defined(__cplusplus) && __cplusplus >= 201103L) || (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 199901L)
 /**
  * @brief Pads like SM3_Final() but with the standard's 64-bit length, and writes the digest: for messages of any
  * length.
@@ -361,7 +363,7 @@ void SM3_Final(SM3_CTX* ctx, unsigned char* out);
  * Not an entry point: it is compiled into the program that calls it.
  * @param ctx     in and out. Use SM3_Init() before using it again.
  * @param length  how many bytes were absorbed since SM3_Init(), which the caller counts; below 2^61
- * @param out     out, 32 bytes
+ * @param out     out, 32 bytes, apart from ctx
  */
 static inline void ulmaro_sm3_finish(SM3_CTX* ctx, unsigned long long length, unsigned char* out) {
     unsigned char padding[72] = {0x80};
@@ -371,6 +373,7 @@ static inline void ulmaro_sm3_finish(SM3_CTX* ctx, unsigned long long length, un
     SM3_Update(ctx, padding, at + 8);
     for (i = 0; i < 32; i++) out[i] = ctx->V[i / 4] >> (24 - 8 * (i % 4)) & 0xff;
 }
+#endif
 
 /**
  * @brief Hashes len bytes at once.

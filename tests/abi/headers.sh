@@ -13,11 +13,11 @@ check() { # compiler language version header
   done
 }
 
-for std in c99 c11; do
+for std in c89 c99 c11; do
   check "${CC:-cc}" c $std UlmaroAlgrithm.h
 done
-for std in c++11 c++17 c++20; do
+for std in c++98 c++11 c++17 c++20; do
   check "${CXX:-c++}" c++ $std UlmaroAlgrithm.h
-  check "${CXX:-c++}" c++ $std UlmaroAlgrithmInternals.hpp
+  [ $std = c++98 ] || check "${CXX:-c++}" c++ $std UlmaroAlgrithmInternals.hpp
 done
 check "${CXX:-c++}" c++ c++20 UlmaroAlgrithm.hpp

@@ -20,7 +20,7 @@ cp -R "$here/consumer" "$work"
 cp "$source/examples/sign_and_verify.c" "$work/consumer"
 awk '/^```c$/ { on = 1; next } /^```$/ && on { exit } on' "$source/README.md" >"$work/consumer/consumer.c"
 
-build shared -DFETCH=ON -DCMAKE_CXX_VISIBILITY_PRESET=hidden -DCMAKE_UNITY_BUILD=ON \
+build shared -DFETCH=ON -DCMAKE_CXX_FLAGS=-DULMARO_HARDENED -DCMAKE_CXX_VISIBILITY_PRESET=hidden -DCMAKE_UNITY_BUILD=ON \
   -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON -DCMAKE_POLICY_DEFAULT_CMP0069=NEW
 grep -qx 'CMAKE_BUILD_TYPE:STRING=' "$work/shared/CMakeCache.txt" || fail "the project's build type was chosen for it"
 quietly cmake --install "$work/shared" --prefix "$work/stage"
