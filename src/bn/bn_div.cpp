@@ -104,7 +104,8 @@ void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsign
             if (rm != nullptr) copy_extended(rm, num, num_top, d_top);
         } else {
             const int divisor_bits = bit_length(d[k - 1]);
-            const DivisionTops tops = divide(dv, rm, num, n, d, k);
+            // Deeper than divide goes, which leaves words that a compiler has spilled.
+            const DivisionTops tops = ulmaro::with_wiped_stack(1536, [&] { return divide(dv, rm, num, n, d, k); });
             q_top = tops.quotient;
             rem_top = tops.remainder;
             if (rm != nullptr) pad_remainder(rm, rem_top, divisor_bits, buffer_words(d_top));

@@ -94,7 +94,10 @@ void BN_mod_inverse(unsigned int* r, int* r_top, unsigned int* a, int a_top, uns
     const int a_used = normalised(a, a_top);
     const int n_used = normalised(n, n_top);
     ulmaro::Wiped<Number> k;
-    if (n_used <= 0 || std::max(a_used, n_used) > operand_words || !invert(*k, a, std::max(a_used, 0), n, n_used)) {
+    // Deeper than invert goes, which leaves words that a compiler has spilled.
+    constexpr std::size_t used_stack = 3072;
+    if (n_used <= 0 || std::max(a_used, n_used) > operand_words ||
+        !ulmaro::with_wiped_stack(used_stack, [&] { return invert(*k, a, std::max(a_used, 0), n, n_used); })) {
         std::fill_n(r, cleared_words, 0U);
         *r_top = 0;
         return;

@@ -569,11 +569,13 @@ TEST_F(Wiping, DivisionAndInverse) {
     secrets.add("divisor", object_bytes(d).first(32));
     secrets.add("remainder", object_bytes(r).first(32));
     const auto divide = [&] { BN_div(q.words, &q_top, r.words, &r_top, a.words, 8, d.words, 8); };
-    EXPECT_EQ(secrets.found_in(remains_of(divide)), "");
+    expect_wiped(secrets, "division", divide);
+    expect_wiped_depth("division", [&] { mark_stack(), divide(); });
     BN_mod_inverse(r.words, &r_top, a.words, 8, d.words, 8);
     secrets.add("inverse", object_bytes(r).first(32));
     const auto invert = [&] { BN_mod_inverse(r.words, &r_top, a.words, 8, d.words, 8); };
-    EXPECT_EQ(secrets.found_in(remains_of(invert)), "");
+    expect_wiped(secrets, "inverse", invert);
+    expect_wiped_depth("inverse", [&] { mark_stack(), invert(); });
 }
 
 }  // namespace
