@@ -20,11 +20,12 @@ struct Kernels {
     Jacobian (*multiply_add_vartime)(const U256& s, const Affine& p, const U256& t) noexcept;
 };
 
+/// For any processor; left out on 64-bit Arm.
 extern const Kernels portable_kernels;
 /// With this architecture's carry chains: on x86-64 only for processors with BMI2, ADX and AVX2.
 extern const Kernels native_kernels;
 
-/// The kernels that this processor can run, best first; the portable one is last and always there.
+/// The kernels that this processor can run, best first; every processor of the architecture can run the last.
 std::span<const Kernels* const> supported_kernels() noexcept;
 
 /// The best of them.

@@ -6,7 +6,8 @@
 
 namespace ulmaro::u256 {
 
-/// native is the one with this architecture's carry chains; on an architecture without one it need not exist.
+/// native is the one with this architecture's carry chains; on an architecture without one it need not exist, and the
+/// portable one need not on 64-bit Arm, where every processor has these chains.
 template <typename Kernels, const Kernels& native, const Kernels& portable>
 const KernelList<Kernels>& limb_kernels() noexcept {
     static const KernelList<Kernels> supported = [] {
@@ -14,10 +15,12 @@ const KernelList<Kernels>& limb_kernels() noexcept {
 #if defined(__x86_64__)
         const CpuFeatures& cpu = cpu_features();
         list.add_if(cpu.avx2 && cpu.bmi2 && cpu.adx, native);
-#elif defined(__aarch64__)
-        list.add_if(true, native);
 #endif
+#if defined(__aarch64__)
+        list.add_if(true, native);
+#else
         list.add_if(true, portable);
+#endif
         return list;
     }();
     return supported;
