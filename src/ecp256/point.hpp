@@ -48,8 +48,9 @@ inline void assign_if(Mask mask, Multiple& r, const Multiple& p) noexcept {
 /// L = (3 X^2 + W) / 2, the tangent's slope times Y Z, a doubling is X' = L^2 - 2S, Y' = L (S - X') - Y^4, Z' = Y Z and
 /// W' = W Y^4: W costs one product from the second doubling on.
 template <typename R>
-void double_times(const R& f, const U256& a, Jacobian& p, int n) noexcept {
-    U256 w = f.mul(a, f.sqr(f.sqr(p.z)));
+[[gnu::noinline]] void double_times(const R& f, const U256& a, Jacobian& p, int n) noexcept {
+    const typename R::Called called(f);
+    U256 w = called.mul(a, called.sqr(called.sqr(p.z)));
     for (;;) {
         const U256 yy = f.sqr(p.y);
         const U256 xx = f.sqr(p.x);

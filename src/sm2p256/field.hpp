@@ -4,7 +4,8 @@
 // limbs below p, so zero and equality are plain comparisons. Everything is constant-time.
 //
 // The hot functions exist once per kernel, as static members of a class that the point code takes as a template
-// argument: PortableField here, others in kernels/. The rest is common.
+// argument: PortableField here, others in kernels/. A member Called is the same class with a product and a square that
+// are called, for formulas that run too seldom to be worth inlined ones. The rest is common.
 #pragma once
 
 #include "sm2p256/u256.hpp"
@@ -35,9 +36,19 @@ Fe fe_invert(const Fe& a) noexcept;
 /// r = a where the mask is set, else unchanged.
 inline void assign_if(Mask mask, Fe& r, const Fe& a) noexcept { assign_if(mask, r.w, a.w); }
 
+/// F with a product and a square that are called. A template's functions are merged by the linker, so F must not be
+/// compiled with different instructions in two files.
+template <typename F>
+struct WithCalls : F {
+    [[gnu::noinline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return F::mul(a, b); }
+    [[gnu::noinline]] static Fe sqr(const Fe& a) noexcept { return F::sqr(a); }
+};
+
 /// The field for any processor. Its functions are called: inlined into the point formulas they made ten times the code,
 /// with frames of kilobytes.
 struct PortableField {
+    using Called = PortableField;
+
     static Fe mul(const Fe& a, const Fe& b) noexcept;
     static Fe sqr(const Fe& a) noexcept { return mul(a, a); }
 

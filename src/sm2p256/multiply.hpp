@@ -3,6 +3,8 @@
 // r = table[index] by reading the whole table.
 #pragma once
 
+#include <span>
+
 #include "base/wipe.hpp"
 #include "sm2p256/recode.hpp"
 #include "sm2p256/table.hpp"
@@ -37,7 +39,7 @@ void sum_base(Extended& total, const U256& k) noexcept {
         }
     }
     F::select(entry, comb_top, bits(odd, 6 * comb_windows + 1, 3));
-    const Mask doubling = same<F>(total, entry);
+    const Mask doubling = same<typename F::Called>(total, entry);
     add<F>(total, entry);
     assign_if(doubling, total, extended(comb_top_doubled));
     total.y = F::negated_if(negative, total.y);
@@ -48,7 +50,7 @@ template <typename F>
 Mask multiply_base(Affine& r, const U256& k) noexcept {
     Wiped<Extended> total;
     sum_base<F>(*total, k);
-    return to_affine<F>(r, *total);
+    return to_affine<typename F::Called>(r, *total);
 }
 
 /// x of [k]G, 0 for infinity, and inverted = 1 / inverted: the two inversions of a signature, which side by side take
@@ -59,21 +61,22 @@ void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
     sum_base<F>(*total, k);
     Fe& inverse = total->zzz;
     invert_two(inverse.w, field_inversion, inverted.w, order_inversion);
-    x = F::mul(total->x, F::sqr(F::mul(total->zz, inverse)));
+    using Called = typename F::Called;
+    x = Called::mul(total->x, Called::sqr(Called::mul(total->zz, inverse)));
 }
 
 /// table[i] = (2i + 1) p.
-template <typename F, std::size_t N>
-void fill_odd_multiples(Multiple (&table)[N], const Affine& p) noexcept {
+template <typename F>
+void fill_odd_multiples(std::span<Multiple> table, const Affine& p) noexcept {
     Jacobian sum = jacobian(p);
     table[0] = {p.x, p.y, fe_one, fe_one, fe_one};
     double_point<F>(sum);
-    const Multiple twice = multiple<F>(sum);
+    const Multiple twice = multiple<typename F::Called>(sum);
     add<F>(sum, p);
-    table[1] = multiple<F>(sum);
-    for (std::size_t i = 2; i < N; ++i) {
+    table[1] = multiple<typename F::Called>(sum);
+    for (std::size_t i = 2; i < table.size(); ++i) {
         add<F>(sum, twice);
-        table[i] = multiple<F>(sum);
+        table[i] = multiple<typename F::Called>(sum);
     }
 }
 
@@ -105,13 +108,13 @@ Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
         entry.y = F::negated_if(digit.negative, entry.y);
         if (i > 0) add<F>(total, entry);
     }
-    const Mask doubling = same<F>(total, entry);
+    const Mask doubling = same<typename F::Called>(total, entry);
     add<F>(total, entry);
     state->doubled = jacobian(entry);
     double_point<F>(state->doubled);
     assign_if(doubling, total, state->doubled);
     total.y = F::negated_if(negative, total.y);
-    return to_affine<F>(r, total);
+    return to_affine<typename F::Called>(r, total);
 }
 
 /// p = p + q with q finite, in every case. Where the x are equal, add leaves z = 0 and, as x, the square of the

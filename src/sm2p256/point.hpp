@@ -109,15 +109,17 @@ void add(Extended& p, const Affine& q) noexcept {
     p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
 }
 
+// What runs once a multiplication stays out of line: inlined, it takes registers from the loop beside it.
+
 /// Set where p and q, both finite, are the same point: the case that the sums above leave out.
 template <typename F>
-Mask same(const Jacobian& p, const Multiple& q) noexcept {
+[[gnu::noinline]] Mask same(const Jacobian& p, const Multiple& q) noexcept {
     const Fe zz = F::sqr(p.z);
     return equal(F::mul(p.x, q.zz).w, F::mul(q.x, zz).w) & equal(F::mul(p.y, q.zzz).w, F::mul(q.y, F::mul(zz, p.z)).w);
 }
 
 template <typename F>
-Mask same(const Extended& p, const Affine& q) noexcept {
+[[gnu::noinline]] Mask same(const Extended& p, const Affine& q) noexcept {
     return equal(F::mul(q.x, p.zz).w, p.x.w) & equal(F::mul(q.y, p.zzz).w, p.y.w);
 }
 
@@ -160,7 +162,7 @@ inline void assign_if(Mask mask, Extended& r, const Extended& p) noexcept {
 
 /// The coordinates, zeros for infinity; the result is set for infinity.
 template <typename F>
-Mask to_affine(Affine& r, const Jacobian& p) noexcept {
+[[gnu::noinline]] Mask to_affine(Affine& r, const Jacobian& p) noexcept {
     const Fe i = fe_invert(p.z);
     const Fe ii = F::sqr(i);
     r = {F::mul(p.x, ii), F::mul(p.y, F::mul(ii, i))};
@@ -168,7 +170,7 @@ Mask to_affine(Affine& r, const Jacobian& p) noexcept {
 }
 
 template <typename F>
-Mask to_affine(Affine& r, const Extended& p) noexcept {
+[[gnu::noinline]] Mask to_affine(Affine& r, const Extended& p) noexcept {
     const Fe iii = fe_invert(p.zzz);
     const Fe i = F::mul(p.zz, iii);
     r = {F::mul(p.x, F::sqr(i)), F::mul(p.y, iii)};

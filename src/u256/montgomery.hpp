@@ -29,6 +29,8 @@ constexpr InversionModulus inversion_modulus(const Modulus& modulus, const U256&
 /// the code, with frames of kilobytes.
 class PortableResidues {
 public:
+    using Called = PortableResidues;
+
     explicit PortableResidues(const Modulus& modulus) noexcept : m_(modulus) {}
 
     // As in Residues.
@@ -45,10 +47,20 @@ private:
     const Modulus& m_;
 };
 
+/// R with a product and a square that are called: for formulas that run too seldom to be worth inlined ones.
+template <typename R>
+struct WithCalls : R {
+    explicit WithCalls(const R& inlined) noexcept : R(inlined) {}
+    [[gnu::noinline]] U256 mul(const U256& a, const U256& b) const noexcept { return R::mul(a, b); }
+    [[gnu::noinline]] U256 sqr(const U256& a) const noexcept { return R::sqr(a); }
+};
+
 /// The arithmetic inlined, with the carry chains of one architecture.
 template <typename Chains>
 class Residues {
 public:
+    using Called = WithCalls<Residues>;
+
     explicit Residues(const Modulus& modulus) noexcept : m_(modulus) {}
 
     /// a b / 2^256. Needs a b < 2^256 m only.

@@ -86,6 +86,8 @@ class ArmField : u256::ArmProduct {
     }
 
 public:
+    using Called = WithCalls<ArmField>;
+
     [[gnu::always_inline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(product(a.w, b.w)); }
 
     [[gnu::always_inline]] static Fe sqr(const Fe& a) noexcept { return reduce(square(a.w)); }

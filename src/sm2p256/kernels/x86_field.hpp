@@ -86,6 +86,8 @@ class X86Field : u256::X86Product {
     }
 
 public:
+    using Called = WithCalls<X86Field>;
+
     [[gnu::always_inline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return reduce(product(a.w, b.w)); }
 
     [[gnu::always_inline]] static Fe sqr(const Fe& a) noexcept { return reduce(square(a.w)); }
