@@ -44,23 +44,31 @@ def entries(points):
     return ",\n".join(f"{{{element(x)}, {element(y)}}}" for x, y in points)
 
 
+def rows(tables):
+    return ",\n".join("{" + entries(table) + "}" for table in tables)
+
+
 def main():
     width = 9
+    odd = odd_multiples(G, 1 << (width - 2))
+    generator_rows = [odd[i : i + 32] for i in range(0, len(odd), 32)]
     windows = []
     base = G
-    for _ in range(42):
-        windows.append("{" + entries(odd_multiples(base, 32)) + "}")
+    for _ in range(41):
         for _ in range(6):
             base = double(base)
+        windows.append(odd_multiples(base, 32))
+    for _ in range(6):
+        base = double(base)
     top = odd_multiples(base, 8)
     with open(sys.argv[1], "w", encoding="ascii") as out:
         out.write("// Made by gen/sm2p256_table.py.\n")
         out.write('#include "sm2p256/table.hpp"\n\nnamespace ulmaro::sm2p256 {\n\n')
         out.write(f"static_assert(comb_windows == 42 && generator_width == {width});\n\n")
-        out.write("alignas(64) const Affine comb[comb_windows][32] = {" + ",\n".join(windows) + "};\n\n")
+        out.write("alignas(64) const Affine generator_odd[4][32] = {" + rows(generator_rows) + "};\n\n")
+        out.write("alignas(64) const Affine comb_above[comb_windows - 1][32] = {" + rows(windows) + "};\n\n")
         out.write("alignas(64) const Affine comb_top[8] = {" + entries(top) + "};\n\n")
         out.write("alignas(64) const Affine comb_top_doubled = " + entries([double(top[7])]) + ";\n\n")
-        out.write("alignas(64) const Affine generator_odd[] = {" + entries(odd_multiples(G, 1 << (width - 2))) + "};\n\n")
         out.write("}  // namespace ulmaro::sm2p256\n")
 
 

@@ -30,7 +30,7 @@ void sum_base(Extended& total, const U256& k) noexcept {
     const Mask negative = make_odd(odd, k);
     for (int i = 0; i < comb_windows; ++i) {
         const Choice digit = choice(bits(odd, 6 * i + 1, 6), 6);
-        F::select(entry, comb[i], digit.index);
+        F::select(entry, comb(i), digit.index);
         entry.y = F::negated_if(digit.negative, entry.y);
         if (i == 0) {
             total = extended(entry);
@@ -142,16 +142,17 @@ Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noe
     std::int16_t s_digit[257], t_digit[257];
     const int s_length = recode_vartime(s_digit, s, generator_width);
     const int t_length = recode_vartime(t_digit, t, width);
-    const auto add = [](Jacobian& total, const auto* table, int digit) {
-        auto entry = table[(digit < 0 ? -digit : digit) / 2];
+    const auto index = [](int digit) { return (digit < 0 ? -digit : digit) / 2; };
+    const auto add = [](Jacobian& total, auto entry, int digit) {
         if (digit < 0) entry.y = F::sub(fe_zero, entry.y);
         add_vartime<F>(total, entry);
     };
     Jacobian total = {fe_one, fe_one, fe_zero};
     for (int i = (s_length > t_length ? s_length : t_length) - 1; i >= 0; --i) {
         double_point<F>(total);
-        if (t_digit[i] != 0) add(total, multiples, t_digit[i]);
-        if (s_digit[i] != 0) add(total, generator_odd, s_digit[i]);
+        const int td = t_digit[i], sd = s_digit[i];
+        if (td != 0) add(total, multiples[index(td)], td);
+        if (sd != 0) add(total, generator_odd[index(sd) / 32][index(sd) % 32], sd);
     }
     return total;
 }

@@ -173,9 +173,9 @@ void check_tables() {
         }
     };
     Point base = recommended().G;
-    check(generator_odd, base);
-    for (const auto& window : comb) {
-        check(window, base);
+    check({&generator_odd[0][0], std::size(generator_odd) * 32}, base);
+    for (int i = 0; i < comb_windows; ++i) {
+        check(comb(i), base);
         base = recommended().curve.multiple(64, base);
     }
     check(comb_top, base);
