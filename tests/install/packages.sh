@@ -1,7 +1,8 @@
 #!/bin/bash
 # What scripts/package.sh made, as its users meet it: the Debian packages are installed into an empty root, the archives
 # are unpacked somewhere. Against both the README's programs are built and run, and its tool commands; 64-bit Arm under
-# the emulator. lintian finds no fault, and the packages that ours depend on exist.
+# the emulator. The libraries are no larger than docs/install.md says, lintian finds no fault, and the packages that ours
+# depend on exist.
 # usage: packages.sh [amd64 | arm64]...   (default: both)
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -27,7 +28,10 @@ use() { # PREFIX LIBRARY_DIR PYTHON_DIR LIBRARY_PATH
     tests/abi/hardening.sh "$file"
     ! "$READELF" -SW "$file" | grep -Eq '\.(debug_|symtab)' || fail "$file is not stripped"
   done
-  for library in "$2"/libUlmaro*.so; do tests/abi/exports.sh "$library"; done
+  for library in "$2"/libUlmaro*.so; do
+    tests/abi/exports.sh "$library"
+    [ "$(stat -c %s "$library")" -le "$most_bytes" ] || fail "$library is larger than docs/install.md says"
+  done
   mkdir -p "$work/bin"
   printf '#!/bin/sh\nLD_LIBRARY_PATH=%s exec %s %s "$@"\n' "$4" "$EMULATOR" "$tool" >"$work/bin/ulmaro"
   chmod +x "$work/bin/ulmaro"
@@ -39,14 +43,14 @@ for architecture in "$@"; do
   debs=("$packages"/*_"$architecture".deb)
   case $architecture in
     amd64)
-      triplet=x86_64-linux-gnu mbedtls='' cmake_options=()
+      triplet=x86_64-linux-gnu mbedtls='' cmake_options=() most_bytes=400000
       export CC=cc CXX=c++ EMULATOR='' NM=nm READELF=readelf
       debs+=("$packages"/*_all.deb)
       apt=(apt-get)
       ;;
     arm64)
       triplet=aarch64-linux-gnu mbedtls=$PWD/build/package-arm64/arm64/root/usr/lib/$triplet
-      cmake_options=(--toolchain "$PWD/cmake/aarch64-linux-gnu.cmake")
+      cmake_options=(--toolchain "$PWD/cmake/aarch64-linux-gnu.cmake") most_bytes=270000
       export CC=$triplet-gcc CXX=$triplet-g++ EMULATOR="qemu-aarch64 -L /usr/$triplet" NM=$triplet-nm READELF=$triplet-readelf
       apt=(arm64_apt "$PWD/build/package-arm64/arm64")
       ;;
