@@ -40,7 +40,7 @@ void add(const std::string& operation, std::size_t size, const std::string& impl
 
 void add(const std::string& operation, std::size_t size, const std::string& implementation, Work work,
          std::size_t result) {
-    // The first that runs sets what the others must give.
+    // The first to run sets the result that the others must give.
     static std::map<std::string, std::size_t> results;
     add(operation, size, implementation, std::move(work), [key = operation + "/" + size_name(size), result] {
         const std::string_view bytes(reinterpret_cast<const char*>(output(result)), result);

@@ -1,6 +1,6 @@
 // How a measured case is named, registered and checked. A name is operation/size/implementation, or
-// operation/implementation where no size matters; the library's own implementation is "ulmaro", and every other one of
-// the same operation and size is a peer that it is compared with. Case files register from their initialisers.
+// operation/implementation where size does not matter; the library's own implementation is "ulmaro", and any other of
+// the same operation and size is a peer to compare it with. Case files register from their initialisers.
 #pragma once
 
 #include <cstddef>

@@ -41,8 +41,8 @@ def count(options, cpu, names):
 def document(options, names):
     lines = ["# Instructions on 64-bit Arm", "",
              "Counted, not timed: the number of instructions that one call executes under an emulator (qemu-aarch64), "
-             "which says nothing of how long each takes. Mind that when comparing: vector, cipher and multiplication "
-             "instructions take longer than additions.", "",
+             "which says nothing about how long each takes. Bear that in mind when comparing: vector, cipher and "
+             "multiplication instructions take longer than additions.", "",
              "The first number is ours; a column of a peer is its count divided by ours, so above 1 we execute fewer. "
              "The peers are Debian's arm64 packages, run beside us in the same process; every result is checked "
              f"first, then the mean of {TIMES} calls is taken. " + operations.NOTE_ON_PEERS, "",

@@ -1,4 +1,4 @@
-// Every kernel that this processor can run beside the portable one, the work of one call each.
+// Every kernel that this processor can run, next to the portable one; each case is the work of one call.
 #include "sm3/kernels.hpp"
 
 #include <algorithm>
@@ -96,7 +96,7 @@ void add_sm2(const std::string& prefix, const char* implementation, const ulmaro
 
 void add_any_curve(const std::string& prefix, const char* implementation, const ulmaro::ecp256::Kernels& kernels) {
     using namespace ulmaro;
-    // The recommended curve as if it were any.
+    // The recommended curve, treated like any other.
     static const ec_group_st group = [] {
         ECCParameter_st curve;
         ec_group_st grp;

@@ -1,5 +1,5 @@
-// Benchmarks of the library beside its peers, in one process. Run it interleaved, so that a change of the machine's
-// speed meets all alike:
+// Benchmarks of the library beside its peers, in one process. Run it interleaved, so that a change in the machine's
+// speed affects all alike:
 //
 //   ulmaro_bench --benchmark_enable_random_interleaving=true --benchmark_repetitions=9 --benchmark_min_time=0.05
 #include <benchmark/benchmark.h>

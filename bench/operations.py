@@ -32,7 +32,7 @@ SECTIONS = [
 PEERS = {"openssl": "OpenSSL", "gcrypt": "libgcrypt", "botan": "Botan", "openssl-p256": "OpenSSL ECDSA P-256"}
 
 NOTE_ON_PEERS = (
-    "The public key of a scalar is held against the peers' key generation. On the custom curve they work on the "
+    "The public key of a scalar is compared with the peers' key generation. On the custom curve they work on the "
     "recommended one, with code that serves any curve. The column ECDSA P-256 is a yardstick: another curve of the "
     "same size, in hand-written assembly.")
 

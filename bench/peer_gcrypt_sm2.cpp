@@ -1,4 +1,4 @@
-// libgcrypt's SM2. It verifies and opens what the library made.
+// libgcrypt's SM2. It verifies and decrypts what the library made.
 #include <gcrypt.h>
 
 #include <cstring>
@@ -31,8 +31,8 @@ void hold(gcry_sexp_t next) {
     made = next;
 }
 
-// Messages and ciphertexts are numbers to libgcrypt: it may put a zero byte before one, and drops those that lead. A
-// ciphertext that begins with zero it cannot open any more.
+// Messages and ciphertexts are numbers to libgcrypt: it may put a zero byte before one, and drops leading ones. It then
+// cannot decrypt a ciphertext that begins with zero.
 
 /// The message is input(size), which does not begin with zero.
 bool is_message(gcry_sexp_t value, std::size_t size) {

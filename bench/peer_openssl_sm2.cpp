@@ -143,7 +143,7 @@ const bool registered = [] {
     add_group("sm2-prepare-group", NID_sm2);
     add_group("sm2-custom-prepare-group", NID_brainpoolP256r1);
 
-    // Its code for SM2 is that for any curve.
+    // Its SM2 uses the code for any curve.
     add_key_pair("sm2-custom-key-pair", kName, key);
     add_signature("sm2-custom", kName, key, signature, m.digest);
 

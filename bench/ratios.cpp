@@ -28,7 +28,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
         const std::string operation = name.substr(0, slash);
         times_[operation][name.substr(slash + 1)].push_back(run.GetAdjustedCPUTime());
     }
-    // Of repeated cases only the medians are worth a line.
+    // Of repeated cases only the medians are printed.
     std::vector<Run> shown;
     std::copy_if(runs.begin(), runs.end(), std::back_inserter(shown), [](const Run& run) {
         return run.error_occurred || run.repetitions == 1 || run.aggregate_name == "median";
@@ -38,7 +38,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
 
 void RatioReporter::Finalize() {
     std::printf("\nTimes as fast as the peer (ratio of medians; above 1 is faster):\n");
-    for (const Case& c : cases()) {  // their order, for that of the runs may be random
+    for (const Case& c : cases()) {  // in their own order, because that of the runs may be random
         const std::string& operation = c.operation;
         const auto& by_implementation = times_[operation];
         const auto own = by_implementation.find("ulmaro");

@@ -70,7 +70,7 @@ def summarise(raw_file, out_file):
         "cases": {case: {name: figures(values) for name, values in sorted(times[case].items())}
                   for case in sorted(times, key=operations.place)},
     }
-    # One case a line.
+    # One case per line.
     text = json.dumps(summary, indent=2)
     text = re.sub(r'\{\s+"ns": ([^,]+),\s+"spread": ([^\s]+)\s+\}', r'{"ns": \1, "spread": \2}', text)
     pathlib.Path(out_file).write_text(text + "\n", encoding="utf-8")

@@ -1,4 +1,4 @@
-// One key on the recommended curve, and what was made with it, for the library and its peers alike.
+// One key on the recommended curve, and data made with it, for both the library and its peers.
 #pragma once
 
 #include "UlmaroAlgrithm.h"

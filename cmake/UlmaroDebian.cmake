@@ -1,4 +1,4 @@
-# Debian packages, for scripts/package.sh: what a package has beside the files of the install target, and CPack's
+# Debian packages, for scripts/package.sh: what a package contains besides the files of the install target, and CPack's
 # settings. Before it runs cpack the script writes two files into packaging/ of the build tree that need the finished
 # libraries: symbols, the runtime package's, and depends.cmake, the dependencies on other packages' libraries.
 set(ULMARO_DEB_MAINTAINER "" CACHE STRING "Name <address> for the packages' control files")
@@ -6,7 +6,7 @@ set(ULMARO_DEB_ARCHITECTURE "" CACHE STRING "Debian's name of the architecture")
 set(packaging ${CMAKE_CURRENT_SOURCE_DIR}/packaging)
 set(made ${CMAKE_CURRENT_BINARY_DIR}/packaging)
 
-# Two packages of one version are the same bytes: dates come from SOURCE_DATE_EPOCH, gzip keeps none.
+# Two packages of one version are identical: dates come from SOURCE_DATE_EPOCH, and gzip stores none.
 string(TIMESTAMP deb_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(packaging/changelog.Debian.in ${made}/changelog.Debian @ONLY)
 configure_file(CHANGELOG.md ${made}/changelog COPYONLY)
@@ -19,7 +19,7 @@ macro(ulmaro_deb component package section)
   set(CPACK_DEBIAN_${_component}_PACKAGE_NAME ${package})
   set(CPACK_DEBIAN_${_component}_PACKAGE_SECTION ${section})
   cmake_parse_arguments(deb "" "MULTIARCH;DEPENDS;SUMMARY;DESCRIPTION" "" ${ARGN})
-  # CPack knows the field from version 3.31 on; before, it takes a line more with the priority.
+  # CPack knows the field since version 3.31; before that, it can be appended to the priority as another line.
   set(CPACK_DEBIAN_${_component}_PACKAGE_PRIORITY "optional\nMulti-Arch: ${deb_MULTIARCH}")
   set(CPACK_DEBIAN_${_component}_PACKAGE_DEPENDS "${deb_DEPENDS}")
   set(CPACK_COMPONENT_${_component}_DESCRIPTION "${deb_SUMMARY}\n${deb_DESCRIPTION}")

@@ -1,5 +1,5 @@
-# Whether sanitizers or coverage instrument the build, by the flags that this folder was given. -DULMARO_SANITIZED=ON or
-# OFF overrides that. Of flags for some configurations only, those of CMAKE_BUILD_TYPE count.
+# Whether sanitizers or coverage instrument the build, judging by the flags of this folder. -DULMARO_SANITIZED=ON or OFF
+# overrides that. Of flags for some configurations only, those of CMAKE_BUILD_TYPE count.
 if(NOT DEFINED ULMARO_SANITIZED)
   get_directory_property(given COMPILE_OPTIONS)
   list(APPEND given ${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS} ${CMAKE_SHARED_LINKER_FLAGS})
@@ -16,8 +16,8 @@ if(NOT DEFINED ULMARO_SANITIZED)
   endif()
 endif()
 
-# What makes faults in shipped code harder to use: for everything that is installed, not for instrumented builds, whose
-# sanitizers do the same better.
+# Makes faults in shipped code harder to exploit: for everything that is installed, not for instrumented builds, whose
+# sanitizers do it better.
 add_library(ulmaro_hardening INTERFACE)
 if(NOT ULMARO_SANITIZED)
   target_compile_options(

@@ -27,7 +27,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/UlmaroAlgrithmConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/UlmaroAlgrithmConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT development)
 
-# One pkg-config file a library, relocatable: its paths are relative to its own place.
+# One pkg-config file per library, relocatable: its paths are relative to its own location.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_INCLUDEDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
            OUTPUT_VARIABLE pc_includedir)
 foreach(library IN LISTS ULMARO_LIBRARIES)

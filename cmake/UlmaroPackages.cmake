@@ -24,7 +24,7 @@ foreach(switch ULMARO_BUILD_TESTS ULMARO_BUILD_FUZZERS)
   ulmaro_require(${switch} OpenSSL)
 endforeach()
 if(CMAKE_CROSSCOMPILING AND TARGET OpenSSL::Crypto)
-  # A part of its headers is the architecture's.
+  # Some of its headers are specific to the architecture.
   set_property(TARGET OpenSSL::Crypto APPEND PROPERTY INTERFACE_INCLUDE_DIRECTORIES
                                                       ${OPENSSL_INCLUDE_DIR}/${CMAKE_LIBRARY_ARCHITECTURE})
 endif()

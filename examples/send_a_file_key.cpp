@@ -1,6 +1,6 @@
-// How a message of any length travels to the owner of an SM2 key: under a fresh SM4 key, which travels under SM2. The
-// sender signs what is sent, and the receiver verifies before anything is decrypted, so that nobody can learn from what
-// is refused. Link the hardened library.
+// Sends a message of any length to the owner of an SM2 key: encrypted with a fresh SM4 key, which is encrypted with
+// SM2. The sender signs what is sent, and the receiver verifies before decrypting anything, so that nobody can learn
+// from refusals. Link the hardened library.
 #include <string.h>
 #include <sys/random.h>
 
@@ -37,7 +37,7 @@ Letter seal(const ua::Curve& curve, const ua::KeyPair& sender, const ua::PublicK
     const ua::Sm4::Iv iv = random_block();
     const ua::Ciphertext wrapped = curve.encrypt(receiver, key);
     const ua::Sm4 cipher(key);
-    explicit_bzero(key.data(), key.size());  // the cipher wipes what it keeps by itself
+    explicit_bzero(key.data(), key.size());  // the cipher wipes its own copy
     const ua::Bytes text = cipher.cbc_encrypt_padded(iv, message);
     return {wrapped, iv, text,
             curve.sign_digest(sender.private_key, digest_of(curve, sender.public_key, wrapped, iv, text))};

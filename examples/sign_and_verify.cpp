@@ -1,5 +1,5 @@
-// Signs a message and verifies it in C++. Z, the digest that binds the signer's identity, is put before the message by
-// the calls themselves. Link the hardened library: the plain one draws keys from a generator seeded with the clock.
+// Signs a message and verifies it in C++. The calls themselves put Z, the digest that binds the signer's identity,
+// before the message. Link the hardened library: the plain one draws keys from a generator seeded with the clock.
 #include <UlmaroAlgrithm.hpp>
 #include <cstdio>
 

@@ -163,7 +163,7 @@ def overview_page(about: Comment, groups: Dict[str, Group], version: str) -> str
     link = "cc program.c $(pkg-config --cflags --libs UlmaroAlgrithmHardened)"
     body += literal(["#include <UlmaroAlgrithm.h>", "", *macros, "", link])
     body += [".SH DESCRIPTION", *paragraphs(about.details)[1:]]
-    body += [".PP", "The entry points stand in a page for each family:"]
+    body += [".PP", "Each family of entry points has a page:"]
     for family, members in FAMILIES.items():
         body += [".TP", f".BR {OVERVIEW}_{family} (3)", escape(groups[members[-1]].title)]
     body += [".SH RECORDS", *paragraphs(groups["records"].comment.brief)[1:]]

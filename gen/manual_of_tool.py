@@ -28,7 +28,7 @@ $ (umask 077; head -c 16 /dev/urandom >secret)
 $ ulmaro sm4 encrypt --key-file secret -i file -o file.sm4
 $ ulmaro encrypt -k pub.pem -i secret -o secret.sm2
 
-A ciphertext for a partner that wants the older order:
+A ciphertext for a partner that expects the older order:
 $ ulmaro convert ciphertext --from der --to c1c2c3 -i secret.sm2 -o secret.old
 """
 

@@ -8,21 +8,20 @@
  * Rules that hold for every declaration below unless it says otherwise:
  *
  * - **Two libraries** have these names. `libUlmaroAlgrithmHardened.so` draws keys and ephemeral scalars from the
- *   kernel and never touches the C library's `rand`: take it for everything new. `libUlmaroAlgrithm.so` draws them from
+ *   kernel and never touches the C library's `rand`: use it for everything new. `libUlmaroAlgrithm.so` draws them from
  *   `rand`, which it seeds with the time in seconds at every group preparation, so that others can compute them: it is
  *   for applications that must see the same random sequence as before. Compile with the flags of the library's
- *   pkg-config file or CMake target. Those of the hardened one define `ULMARO_HARDENED`; what draws or prepares a group
- *   then has `_Hardened` behind its name in the object file, a name that only this library has. Without it, or without
- *   this header, in a process that has both libraries, the one that the loader finds first answers, whichever was
- *   linked.
+ *   pkg-config file or CMake target. Those of the hardened one define `ULMARO_HARDENED`; functions that draw or prepare
+ *   a group then have names ending in `_Hardened` in the object file, which only that library has. Without it, or
+ *   without this header, in a process with both libraries, the calls go to the one that the loader finds first,
+ *   whichever was linked.
  * - **Byte order.** Byte strings (numbers, coordinates, digests, keys, blocks) are big-endian. Records made of
  *   words (`bignum_st`, the SM4 schedule) hold native unsigned integers, least significant word first for numbers.
  * - **Ownership.** All memory is the caller's. Nothing is kept after a call returns, except what
  *   SM2_Set_Custom_Paramter() copies into the registry and, with the plain library, the seed of `rand`.
  * - **Pointers** must be valid for the stated sizes; null is refused only where stated.
- * - **Exceptions.** A length that is refused, and scratch memory that cannot be had, leave the call as
- *   `std::bad_array_new_length` or `std::bad_alloc`. No other exception leaves the library. A caller written in C
- *   cannot catch them: the process ends.
+ * - **Exceptions.** A refused length raises `std::bad_array_new_length`, and a failure to allocate scratch memory
+ *   `std::bad_alloc`. No other exception leaves the library. A caller written in C cannot catch them: the process ends.
  * - **Threads.** Every routine is re-entrant on distinct objects. The custom-curve registry, ::group and, with the
  *   plain library, `rand` are shared and unguarded: serialise their use.
  * - **Stack.** No call uses more than 12 KiB, so that all of them run in a thread with a stack of 16 KiB.
@@ -32,7 +31,7 @@
 #ifndef ULMARO_ALGRITHM_H
 #define ULMARO_ALGRITHM_H
 
-/** @brief Behind a declaration: the name that only the hardened library has, when the program is built for that one. */
+/** @brief After a declaration: the name that only the hardened library has, in programs that are built for it. */
 #ifdef ULMARO_HARDENED
 #define ULMARO_OWN_NAME(name) __asm__(#name "_Hardened")
 #else
@@ -42,8 +41,8 @@
 /**
  * @brief Before a declaration: the compiler warns when the result is ignored.
  *
- * So are marked the answers to "is this valid", and only these: a call that ignores one has not checked. A program for
- * which the warning is an error can define the macro as nothing.
+ * Marks the functions that answer "is this valid", and only these: a caller that ignores the answer has not checked. A
+ * program for which the warning is an error can define the macro as empty.
  */
 #ifndef ULMARO_MUST_USE
 #if defined(__cplusplus) && __cplusplus >= 201703L
@@ -60,13 +59,13 @@
  * @brief The version of this header, by the rules of semantic versioning.
  *
  * The library's own version is not a symbol, because the list of symbols never changes: the package, the pkg-config
- * file, the CMake package and `ulmaro --version` tell it.
+ * file, the CMake package and `ulmaro --version` give it.
  * @{
  */
-#define ULMARO_ALGRITHM_VERSION_MAJOR 1 /**< changes of source or tool that need attention */
+#define ULMARO_ALGRITHM_VERSION_MAJOR 1 /**< changes of the source interface or the tool that need attention */
 #define ULMARO_ALGRITHM_VERSION_MINOR 0 /**< additions */
 #define ULMARO_ALGRITHM_VERSION_PATCH 0 /**< corrections */
-#define ULMARO_ALGRITHM_VERSION "1.0.0" /**< the three as text, with dots between */
+#define ULMARO_ALGRITHM_VERSION "1.0.0" /**< the three as text, separated by dots */
 /** @} */
 
 #ifdef __cplusplus
@@ -222,8 +221,8 @@ int SM2_Get_Paramter(ECCParameter_st* param, int type);
  * @brief The calling contract of SM1 without the cipher.
  *
  * The eight primitives do nothing; an application may define functions of the same names to supply a cipher, and
- * the library then calls those. A block is 16 bytes, handed to the primitives as four words, each the big-endian
- * reading of four bytes. A schedule is 288 bytes (72 words). This library's own format; SM1 is not published.
+ * the library then calls those. A block is 16 bytes, passed to the primitives as four words, each read from four bytes
+ * in big-endian order. A schedule is 288 bytes (72 words). This format is the library's own; SM1 is not published.
  * @{
  */
 
@@ -289,13 +288,13 @@ void SM1_X_ECB_DE_MODE(void* a0, void* a1, void* a2, void* a3, void* a4, void* a
 
 /**
  * @brief ECB encryption with a raw key: sets up both schedules, then SM1_ECB_EN() block by block.
- * @param key      in, keyLen bytes, handed to KEY_INIT()
+ * @param key      in, keyLen bytes, passed to KEY_INIT()
  * @param keyLen   length of key in bytes
  * @param ignored  not read
  * @param in       in, ceil(len / 16) whole blocks: a len of 17 reads 32 bytes
  * @param len      length in bytes; 0 and below processes nothing
  * @param out      out, as many bytes as are read. May be the same buffer as in. With the placeholder: zero bytes
- * @return 1; -1 when KEY_INIT() answers anything but 1, and then nothing is written.
+ * @return 1; -1 when KEY_INIT() returns anything but 1, and then nothing is written.
  */
 int SM1_X_ECB_EN_MODE_EX(const unsigned char* key, int keyLen, const unsigned char* ignored, const unsigned char* in,
                          int len, unsigned char* out);
@@ -304,14 +303,14 @@ int SM1_X_ECB_DE_MODE_EX(const unsigned char* key, int keyLen, const unsigned ch
                          int len, unsigned char* out);
 /**
  * @brief CBC encryption with a raw key: sets up both schedules, then one call of SM1_X_CBC_EN_MODE().
- * @param key     in, keyLen bytes, handed to KEY_INIT()
+ * @param key     in, keyLen bytes, passed to KEY_INIT()
  * @param keyLen  length of key in bytes
- * @param iv      in, ivLen bytes; its handling is the primitive's
+ * @param iv      in, ivLen bytes; its handling is up to the primitive
  * @param ivLen   length of iv in bytes
  * @param in      in, len bytes
  * @param len     length in bytes
- * @param out     out; overlap and tail are the primitive's business
- * @return 1; -1 when KEY_INIT() answers anything but 1.
+ * @param out     out; overlap and tail are up to the primitive
+ * @return 1; -1 when KEY_INIT() returns anything but 1.
  */
 int SM1_X_CBC_EN_MODE_EX(const unsigned char* key, int keyLen, const unsigned char* iv, int ivLen,
                          const unsigned char* in, int len, unsigned char* out);
@@ -342,15 +341,15 @@ void SM3_Init(SM3_CTX* ctx);
 /**
  * @brief Absorbs bytes; any split of a message over calls gives the same digest.
  * @param ctx  in and out, after SM3_Init()
- * @param in   in, len bytes; may lie anywhere, inside ctx too; may be null when len is 0
- * @param len  number of bytes. A negative one leaves as `std::bad_array_new_length` with ctx unchanged.
+ * @param in   in, len bytes; may lie anywhere, even inside ctx; may be null when len is 0
+ * @param len  number of bytes. A negative one raises `std::bad_array_new_length` with ctx unchanged.
  */
 void SM3_Update(SM3_CTX* ctx, const unsigned char* in, int len);
 
 /**
  * @brief Pads, and writes the digest.
- * @param ctx  in and out. Its chaining value is that of the finished message afterwards; the pending bytes and counts
- * stay. Use SM3_Init() before using it again: a second SM3_Final() gives another, meaningless digest.
+ * @param ctx  in and out. Afterwards its chaining value is that of the finished message; the pending bytes and counts
+ * stay. Call SM3_Init() before using it again: a second SM3_Final() gives another, meaningless digest.
  * @param out  out, 32 bytes
  */
 void SM3_Final(SM3_CTX* ctx, unsigned char* out);
@@ -361,13 +360,13 @@ void SM3_Final(SM3_CTX* ctx, unsigned char* out);
  * length.
  *
  * Not an entry point: it is compiled into the program that calls it.
- * @param ctx     in and out. Use SM3_Init() before using it again.
- * @param length  how many bytes were absorbed since SM3_Init(), which the caller counts; below 2^61
- * @param out     out, 32 bytes, apart from ctx
+ * @param ctx     in and out. Call SM3_Init() before using it again.
+ * @param length  bytes absorbed since SM3_Init(), counted by the caller; below 2^61
+ * @param out     out, 32 bytes; must not overlap ctx
  */
 static inline void ulmaro_sm3_finish(SM3_CTX* ctx, unsigned long long length, unsigned char* out) {
     unsigned char padding[72] = {0x80};
-    const int at = 1 + ((55 - ctx->num) & 63); /* the length stands from here on, and ends with a block */
+    const int at = 1 + ((55 - ctx->num) & 63); /* the length starts here, and ends with the block */
     int i;
     for (i = 0; i < 8; i++) padding[at + i] = length * 8 >> (56 - 8 * i) & 0xff;
     SM3_Update(ctx, padding, at + 8);
@@ -378,7 +377,7 @@ static inline void ulmaro_sm3_finish(SM3_CTX* ctx, unsigned long long length, un
 /**
  * @brief Hashes len bytes at once.
  * @param in   in, len bytes; may be null when len is 0
- * @param len  number of bytes. A negative one leaves as `std::bad_array_new_length`, nothing written.
+ * @param len  number of bytes. A negative one raises `std::bad_array_new_length`, nothing written.
  * @param out  out, 32 bytes; may overlap in
  */
 void SM3_HASH(const unsigned char* in, int len, unsigned char* out);
@@ -392,16 +391,16 @@ void SM3_HASH(const unsigned char* in, int len, unsigned char* out);
  * @param out     out, 32 bytes; may overlap the inputs
  * @return 0; -1 when a pointer is null, and then out is untouched.
  *
- * To sign a message M hash Z and then M as one stream; that digest goes to SM2_ECDSA_Signature().
+ * To sign a message M, hash Z and then M as one stream and pass that digest to SM2_ECDSA_Signature().
  */
 int SM3_algrithm_userid_hash(const ECC_PUBLIC_KEY* pubKey, const ECCParameter_st* param, unsigned char* out);
 
 /**
  * @brief Key derivation: SM3(z || 00000001) || SM3(z || 00000002) || ... cut to kLen bytes.
  * @param z     in, zLen bytes
- * @param zLen  length of z in bytes, up to 2^29 - 5 for the standard's digests. A negative one leaves as
+ * @param zLen  length of z in bytes, up to 2^29 - 5 for the standard's digests. A negative one raises
  *              `std::bad_array_new_length`, nothing written.
- * @param kLen  wanted bytes (not bits); 0 and below writes nothing
+ * @param kLen  bytes wanted (not bits); 0 and below writes nothing
  * @param out   out, kLen bytes; may overlap z
  *
  * Source: GM/T 0003.4 clause 5.4.3, GB/T 32918.4. Constant time in the bytes of z, variable in the lengths.
@@ -418,7 +417,7 @@ void SM2_KDF_ALGRITRHM(const unsigned char* z, int zLen, int kLen, unsigned char
 
 /** @brief Number of bytes in a coordinate, a private scalar, and each half of a signature. */
 #define ULMARO_SM2_NUMBER_BYTES 32
-/** @brief Number of bytes in a ciphertext record before the message's: C1, C3 and the length. */
+/** @brief Number of bytes in a ciphertext record before C2: C1, C3 and the length. */
 #define ULMARO_SM2_CIPHER_HEAD_BYTES 100
 
 /**
@@ -435,7 +434,7 @@ int SM2_ECC_InitParameter(const ECCParameter_st* param, ec_group_st* grp) ULMARO
  * @param grp     in, prepared
  * @param pubKey  out, 64 bytes
  * @param priKey  out, 32 bytes
- * @return 0 always. On a group without usable order (its top word is zero) both outputs are zero.
+ * @return 0 always. On a group without a usable order (its top word is zero) both outputs are zero.
  *
  * Use the hardened library: with the plain one d comes from `rand`, and can be computed from the second in which a
  * group was prepared.
@@ -468,7 +467,7 @@ ULMARO_MUST_USE int SM2_POINT_is_on_curve(const ECCParameter_st* param, const EC
  * @param signature  out, 64 bytes; all zero (which never verifies) when the key or the group allows no signature
  * @return 0 always.
  *
- * Use the hardened library: with the plain one the ephemeral scalar comes from `rand`, and so the private key can be
+ * Use the hardened library: with the plain one the ephemeral scalar comes from `rand`, so the private key can be
  * computed from a signature.
  */
 int SM2_ECDSA_Signature(const ec_group_st* grp, const unsigned char* e, const ECC_PRIVATE_KEY* key,
@@ -481,8 +480,8 @@ int SM2_ECDSA_Signature(const ec_group_st* grp, const unsigned char* e, const EC
  * @param key        in; a point off the curve never verifies
  * @param signature  in
  * @return 1 for a valid signature, 0 otherwise. Prints "r>=n ret = %d\n", "s>=n ret = %d\n" or
- *         "cmp different! ret= %d\n" on standard output for the reason named. On a group without usable order (its top
- *         word is zero) no signature is valid.
+ *         "cmp different! ret= %d\n" on standard output for the reason named. On a group without a usable order (its
+ *         top word is zero) no signature is valid.
  */
 ULMARO_MUST_USE int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigned char* e, const ECC_PUBLIC_KEY* key,
                                            const ECC_SIGNATURE* signature);
@@ -491,15 +490,15 @@ ULMARO_MUST_USE int SM2_ECDSA_Verification(const ec_group_st* grp, const unsigne
  * @brief Encrypts a message. Source: GM/T 0003.4 clause 6.1, in the order C1, C3, C2.
  * @param grp     in, prepared
  * @param msg     in, msgLen bytes; may overlap the record's cipher field exactly
- * @param msgLen  length in bytes, up to 2^29 - 65: C3 of a longer message is not the standard's, because its digest is
- *                of 2^29 bytes and more. A negative one, or one above 2^31 - 65, leaves as `std::bad_array_new_length`
- *                with nothing written.
+ * @param msgLen  length in bytes, up to 2^29 - 65: C3 of a longer message is not the standard's, because it is the
+ *                digest of 2^29 bytes or more. A negative one, or one above 2^31 - 65, raises
+ *                `std::bad_array_new_length` with nothing written.
  * @param pubKey  in; not checked against the curve (SM2_POINT_is_on_curve() does that)
  * @param blob    out, 100 + msgLen bytes; null: nothing is done
- * @return 0 always. On a group or key that allows no encryption the record is zero but for its length.
+ * @return 0 always. On a group or key that allows no encryption the record is zero except for its length.
  *
- * Use the hardened library: with the plain one the ephemeral scalar comes from `rand`, and so the message can be
- * computed from the record.
+ * Use the hardened library: with the plain one the ephemeral scalar comes from `rand`, so the message can be computed
+ * from the record.
  */
 int SM2_ECES_Encryption(const ec_group_st* grp, const unsigned char* msg, int msgLen, const ECC_PUBLIC_KEY* pubKey,
                         Ulmaro_ECC_CIPHER_BLOB* blob) ULMARO_OWN_NAME(SM2_ECES_Encryption);
@@ -512,7 +511,7 @@ int SM2_ECES_Encryption(const ec_group_st* grp, const unsigned char* msg, int ms
  * @param plain   out, cipher_len bytes, no terminator; may overlap blob
  * @return 1 when the message is authentic; 0 otherwise, and one line is printed on standard output:
  *         "BN_is_zero failed!\n", "sum_t==0\n" (also for an empty message) or "char_equal!=0\n". After the last of
- *         these plain may hold bytes that are not authentic: discard them. On a group without usable order (its top
+ *         these, plain may hold bytes that are not authentic: discard them. On a group without a usable order (its top
  *         word is zero) no record is decrypted.
  */
 ULMARO_MUST_USE int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC_CIPHER_BLOB* blob,
@@ -525,10 +524,10 @@ ULMARO_MUST_USE int SM2_ECES_Decryption(const ec_group_st* grp, const Ulmaro_ECC
  * @brief 128-bit block cipher of GM/T 0002 and GB/T 32907; ECB and CBC over whole blocks, no padding.
  *
  * One schedule serves both directions and any number of threads. All mode operations: len in bytes; only whole
- * 16-byte blocks are processed, trailing bytes of out stay untouched; a len of -4 and below leaves as
+ * 16-byte blocks are processed, trailing bytes of out stay untouched; a len of -4 and below raises
  * `std::bad_array_new_length` before anything is read or written; out may be in, or overlap in, iv, key and
- * rk in any way; iv is never written but by that. A CBC stream continues in the next call with its last 16 ciphertext
- * bytes as iv.
+ * rk in any way; iv is not written unless out overlaps it. To continue a CBC stream, pass its last 16 ciphertext bytes
+ * as the next iv.
  * @{
  */
 

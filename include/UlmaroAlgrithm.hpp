@@ -2,17 +2,17 @@
  * @file UlmaroAlgrithm.hpp
  * @brief SM2, SM3 and SM4 for C++20: a header on top of the C entry points, in namespace ulmaro::algrithm.
  *
- * Header-only, link either library. Byte strings are spans on the way in and arrays or vectors on the way out; keys,
+ * Header-only; link either library. Byte strings are spans on the way in and arrays or vectors on the way out; keys,
  * signatures, digests and ciphertexts have types of their own, so that one cannot be passed for another.
  *
- * - **Errors** leave as ::ulmaro::algrithm::Error, all of them: a length that cannot be, a key or curve that allows no
- *   operation, a ciphertext or a padding that is refused. An exception, because the constructors can fail, because the
- *   C entry points report want of memory (`std::bad_alloc`) that way already, and because a refusal that nobody looks
- *   at must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`.
+ * - **Errors** are all thrown as ::ulmaro::algrithm::Error: an impossible length, a key or curve that allows no
+ *   operation, a ciphertext or a padding that is refused. They are exceptions because constructors can fail, because
+ *   the C entry points already report lack of memory (`std::bad_alloc`) that way, and because a refusal that nobody
+ *   checks must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`.
  * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. Byte
  *   strings that a call returns are the caller's to wipe.
- * - **Moved from**, a private key is zero, which every call refuses; a stream is empty; a ciphertext is 100 zero bytes,
- *   which nobody can decrypt; an SM4 key throws an Error when it is used.
+ * - **After a move**, a private key is zero, which every call refuses; a stream is empty; a ciphertext is 100 zero
+ *   bytes, which nobody can decrypt; an SM4 key throws an Error when it is used.
  * - **Threads**: every object may be read by any number of threads at once, and written by one. The plain library
  *   draws from the C library's `rand`, which the process shares, and seeds it whenever a Curve is made or
  *   Curve::public_key() is called.
@@ -45,15 +45,15 @@ using View = std::span<const unsigned char>;
 /// A byte string that a call returns.
 using Bytes = std::vector<unsigned char>;
 
-/// What every failure of this header leaves as; `what()` says in words which.
+/// Every failure of this header; `what()` says in words which one.
 class Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
 /// @cond
-// The loader takes inline functions of one name for one function. Where two shared objects in a process are built for
-// different libraries, they must not share this class, whose members draw: its name says which library it calls.
+// The loader merges inline functions of the same name. Where two shared objects in a process are built for different
+// libraries, they must not share this class, whose members draw: its name says which library it calls.
 #ifdef ULMARO_HARDENED
 inline namespace hardened {
 class Curve;
@@ -68,11 +68,11 @@ inline View bytes_of(std::string_view text) noexcept {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
-/// The user identity that is agreed on where nothing else is; GM/T 0009.
+/// The user identity where no other is agreed on; GM/T 0009.
 inline constexpr std::string_view default_user_id = "1234567812345678";
 
-/// The longest message that SM2 encrypts here, in bytes. C3 is the digest of the message and 64 bytes more, and the C
-/// entry points make the standard's digests of less than 2^29 bytes.
+/// The longest message that SM2 encrypts here, in bytes. C3 is the digest of the message and 64 more bytes, and the C
+/// entry points make the standard's digest only below 2^29 bytes.
 inline constexpr std::size_t max_message_size = (std::size_t{1} << 29) - 65;
 
 /// @cond
@@ -82,7 +82,7 @@ inline void require(bool condition, const char* otherwise) {
     if (!condition) throw Error(otherwise);
 }
 
-/// A record that is wiped when it goes.
+/// A record that is wiped when destroyed.
 template <class Record>
 struct Wiped {
     static_assert(std::is_trivially_copyable_v<Record>);
@@ -102,8 +102,8 @@ struct Wiped {
     void wipe() noexcept { explicit_bzero(&value, sizeof value); }
 };
 
-/// The C entry points count in `int`. A multiple of every block size, far below its end and yet long enough to cost
-/// nothing.
+/// The C entry points count in `int`. A multiple of every block size, far below the largest `int` and yet long enough
+/// to cost nothing.
 inline constexpr std::size_t piece = std::size_t{1} << 20;
 
 /// Calls work(offset, length) for pieces of a byte string that an `int` can count.
@@ -125,11 +125,11 @@ class Octets {
 public:
     /// All bytes zero.
     constexpr Octets() noexcept = default;
-    /// From exactly as many bytes.
+    /// From exactly Size bytes.
     constexpr explicit Octets(std::span<const unsigned char, Size> bytes) noexcept {
         std::copy(bytes.begin(), bytes.end(), bytes_.begin());
     }
-    /// From a byte string whose length is known when the program runs. @throws Error when it is another than Size.
+    /// From a byte string whose length is known only at run time. @throws Error when it is not Size.
     [[nodiscard]] static Octets from(View bytes) {
         detail::require(bytes.size() == Size, "wrong length of a key, signature or digest");
         return Octets(bytes.template first<Size>());
@@ -138,7 +138,7 @@ public:
     [[nodiscard]] constexpr std::span<const unsigned char, Size> bytes() const noexcept { return bytes_; }
     /// A copy of the bytes.
     [[nodiscard]] constexpr std::array<unsigned char, Size> array() const noexcept { return bytes_; }
-    /// Whether all bytes agree; not for secrets, the time tells where they differ.
+    /// Whether all bytes are equal; not for secrets: the time shows where they differ.
     friend bool operator==(const Octets&, const Octets&) = default;
 
 private:
@@ -152,10 +152,10 @@ using Signature = Octets<sizeof(ECC_SIGNATURE), struct SignatureKind>;
 /// An SM3 digest: of any data, or what a signature signs.
 using Digest = Octets<32, struct DigestKind>;
 
-/// The private scalar d, 32 bytes big-endian. Moves, but does not copy; wiped when it goes.
+/// The private scalar d, 32 bytes big-endian. Can be moved, but not copied; wiped when destroyed.
 class PrivateKey {
 public:
-    /// From the scalar's bytes. Its range is the curve's business: signing with one that is out of range throws.
+    /// From the scalar's bytes. The range is not checked here: signing with one that is out of range throws.
     explicit PrivateKey(std::span<const unsigned char, 32> d) noexcept {
         std::copy(d.begin(), d.end(), record_.value.d);
     }
@@ -184,14 +184,14 @@ struct KeyPair {
 /// An SM2 ciphertext, held as the record ::Ulmaro_ECC_CIPHER_BLOB.
 class Ciphertext {
 public:
-    /// In which order others write the parts of a ciphertext: C1C3C2 is today's standard, C1C2C3 an older draft's.
+    /// The order of the parts of a raw ciphertext: C1C3C2 is today's standard, C1C2C3 an older draft's.
     enum class Order { c1c3c2, c1c2c3 };
 
-    /// From a record. @throws Error when the length in it is not that of the bytes behind it.
+    /// From a record. @throws Error when the length field is not the number of bytes that follow it.
     [[nodiscard]] static Ciphertext from_record(View record) {
         detail::require(record.size() >= head, "a ciphertext record has at least 100 bytes");
         Ciphertext result(Bytes(record.begin(), record.end()));
-        detail::require(result.record().cipher_len == record.size() - head, "a ciphertext record of another length");
+        detail::require(result.record().cipher_len == record.size() - head, "a ciphertext record with a wrong length");
         return result;
     }
     /// From 04, C1, C3 and C2 as one byte string, in either order. @throws Error when it is too short, too long, or
@@ -228,7 +228,7 @@ public:
     }
     /// Length of the message inside.
     [[nodiscard]] std::size_t message_size() const noexcept { return bytes().size() - head; }
-    /// Whether all bytes agree.
+    /// Whether all bytes are equal.
     friend bool operator==(const Ciphertext& a, const Ciphertext& b) noexcept {
         return std::ranges::equal(a.bytes(), b.bytes());
     }
@@ -245,13 +245,13 @@ private:
     Bytes record_;  // empty when moved from
 };
 
-/// An SM3 stream; GM/T 0004. Wiped when it goes.
+/// An SM3 stream; GM/T 0004. Wiped when destroyed.
 class Sm3 {
 public:
     /// An empty stream.
     Sm3() noexcept { SM3_Init(&state_.value.context); }
-    Sm3(const Sm3&) = default;             ///< Both streams go on.
-    Sm3& operator=(const Sm3&) = default;  ///< Both streams go on.
+    Sm3(const Sm3&) = default;             ///< Both streams can go on.
+    Sm3& operator=(const Sm3&) = default;  ///< Both streams can go on.
     /// Leaves the other stream empty.
     Sm3(Sm3&& other) noexcept : state_(std::move(other.state_)) { other.restart(); }
     /// Leaves the other stream empty.
@@ -263,7 +263,7 @@ public:
         return *this;
     }
 
-    /// Absorbs bytes, in all fewer than 2^61.
+    /// Absorbs bytes, fewer than 2^61 in all.
     Sm3& update(View bytes) {
         detail::in_pieces(bytes.size(), [&](std::size_t at, int size) {
             SM3_Update(&state_.value.context, bytes.data() + at, size);
@@ -313,7 +313,7 @@ template <std::size_t Size>
 #ifdef ULMARO_HARDENED
 inline namespace hardened {
 #endif
-/// A curve, prepared, and what is done on it. Make one and keep it: preparing costs, using it does not.
+/// A prepared curve and its operations. Make one and keep it: preparing it is what costs.
 class Curve {
 public:
     /// The recommended curve of GM/T 0003.5.
@@ -321,8 +321,8 @@ public:
         SM2_Get_Paramter(&parameters_, 0);
         prepare();
     }
-    /// Another curve. @throws Error when p is even, the order is below 2^224 or the base point is not on the curve;
-    /// that p and n are primes is not looked at.
+    /// Another curve. @throws Error when p is even, the order is below 2^224 or the base point is not on the curve.
+    /// Whether p and n are prime is not checked.
     explicit Curve(const ECCParameter_st& parameters) : parameters_(parameters) {
         ECC_PUBLIC_KEY base;
         std::copy_n(parameters.Gx, 32, base.x);
@@ -349,7 +349,8 @@ public:
     [[nodiscard]] PublicKey public_key(const PrivateKey& key) const {
         ECCParameter_st recommended;
         SM2_Get_Paramter(&recommended, 0);
-        detail::require(memcmp(&recommended, &parameters_, sizeof recommended) == 0, "only on the recommended curve");
+        detail::require(memcmp(&recommended, &parameters_, sizeof recommended) == 0,
+                        "supported only on the recommended curve");
         detail::Wiped<bignum_st> d;
         for (std::size_t i = 0; i < 32; ++i) {
             d.value.words[7 - i / 4] = d.value.words[7 - i / 4] << 8 | key.bytes()[i];
@@ -360,7 +361,7 @@ public:
         detail::require(!detail::all_zero(result.bytes()), "not a private key");
         return result;
     }
-    /// Whether a key is a point of the curve with coordinates below p. Ask it of every key from elsewhere.
+    /// Whether a key is a point of the curve with coordinates below p. Check every key from elsewhere.
     [[nodiscard]] bool contains(const PublicKey& key) const {
         const ECC_PUBLIC_KEY record = to_record<ECC_PUBLIC_KEY>(key);
         return memcmp(record.x, parameters_.p, 32) < 0 && memcmp(record.y, parameters_.p, 32) < 0 &&
@@ -378,12 +379,12 @@ public:
         stream.update(length).update(bytes_of(user_id)).update(parameters_.a).update(parameters_.b);
         return stream.update(parameters_.Gx).update(parameters_.Gy).update(key.bytes()).finish();
     }
-    /// A stream that has absorbed Z: update it with a message of any length, finish it, and sign or verify the digest.
+    /// A stream that has absorbed Z: add a message of any length, finish it, and sign or verify the digest.
     [[nodiscard]] Sm3 message_stream(const PublicKey& key, std::string_view user_id = default_user_id) const {
         return Sm3().update(identity_digest(key, user_id).bytes());
     }
 
-    /// Signs a message, Z included. @throws Error when the key is out of range, and as identity_digest().
+    /// Signs a message, Z included. @throws Error when the key is out of range, and like identity_digest().
     [[nodiscard]] Signature sign(const KeyPair& key, View message, std::string_view user_id = default_user_id) const {
         return sign_digest(key.private_key, message_stream(key.public_key, user_id).update(message).finish());
     }
@@ -409,7 +410,7 @@ public:
     }
 
     /// Encrypts a message. @throws Error when it is empty (nobody could decrypt it) or longer than max_message_size, or
-    /// when the curve does not contains() the key.
+    /// when contains() is false for the key.
     [[nodiscard]] Ciphertext encrypt(const PublicKey& key, View message) const {
         detail::require(!message.empty() && message.size() <= max_message_size,
                         "SM2 cannot encrypt a message of this length");
@@ -452,14 +453,14 @@ private:
 }  // namespace hardened
 #endif
 
-/// An SM4 key, expanded once for both directions; GM/T 0002. Wiped when it goes.
+/// An SM4 key, expanded once for both directions; GM/T 0002. Wiped when destroyed.
 ///
-/// In all modes `in` and `out` have the same length, and are the same memory or apart.
+/// In all modes `in` and `out` have the same length, and are the same memory or do not overlap.
 class Sm4 {
 public:
     /// Bytes in a block, a key and an iv.
     static constexpr std::size_t block_size = 16;
-    /// The iv of a message; in the calls that take it by reference, what the next piece of a stream begins with.
+    /// The iv of a message; where a call takes it by reference, it becomes the iv of the stream's next piece.
     using Iv = std::array<unsigned char, block_size>;
 
     /// Expands a key.
@@ -469,11 +470,11 @@ public:
     }
 
     /// ECB. Shows which blocks are equal: for single blocks, hardly ever for messages.
-    /// @throws Error when the lengths differ or are no multiple of 16; so do all modes without padding.
+    /// @throws Error when the lengths differ or are not a multiple of 16, as do all modes without padding.
     void ecb_encrypt(View in, std::span<unsigned char> out) const { ecb(SM4_X_ECB_EN_MODE, in, out); }
     /// The inverse of ecb_encrypt().
     void ecb_decrypt(View in, std::span<unsigned char> out) const { ecb(SM4_X_ECB_DE_MODE, in, out); }
-    /// CBC without padding. `chain` is the iv before the first piece of a stream and is carried on from piece to piece.
+    /// CBC without padding. `chain` is the iv before the first piece of a stream and carries over from piece to piece.
     void cbc_encrypt(Iv& chain, View in, std::span<unsigned char> out) const {
         check(in, out);
         detail::in_pieces(in.size(), [&](std::size_t at, int size) {
@@ -501,13 +502,14 @@ public:
         cbc_encrypt(chain, result, result);
         return result;
     }
-    /// Decrypts and removes the padding. @throws Error when the length is 0 or no multiple of 16, and, after the whole
-    /// was decrypted, when the padding is not that of PKCS#7.
+    /// Decrypts and removes the padding. @throws Error when the length is 0 or not a multiple of 16, and, after all of
+    /// it has been decrypted, when the padding is not that of PKCS#7.
     ///
-    /// All 16 bytes that may be padding are looked at, whatever they hold, without a branch or an index on them, and
-    /// every wrong padding leaves in the same way. But *that* it was wrong shows, in the exception and in the time it
-    /// takes, and so does the length of a message that was accepted. Who may send many ciphertexts and sees which are
-    /// refused can decrypt with it: authenticate the ciphertext first, with a signature or a keyed digest.
+    /// All 16 bytes that may be padding are examined, whatever they hold, without a branch or an index on them, and
+    /// every wrong padding throws in the same way. But *that* it was wrong shows, in the exception and in the time it
+    /// takes, and so does the length of a message that was accepted. Anyone who can submit many ciphertexts and see
+    /// which are refused can use that to decrypt: authenticate the ciphertext first, with a signature or a keyed
+    /// digest.
     [[nodiscard]] Bytes cbc_decrypt_padded(const Iv& iv, View ciphertext) const {
         detail::require(!ciphertext.empty(), "an empty ciphertext has no padding");
         Bytes result(ciphertext.size());
@@ -530,16 +532,16 @@ private:
     const unsigned int* schedule() const noexcept { return schedule_.value.words; }
 
     void check(View in, std::span<unsigned char> out) const {
-        detail::require(schedule_.value.expanded, "this SM4 key was moved away");
+        detail::require(schedule_.value.expanded, "this SM4 key has been moved from");
         detail::require(in.size() == out.size() && in.size() % block_size == 0,
-                        "SM4 works on whole blocks, from and to as many bytes");
+                        "SM4 works on whole blocks, with input and output of equal length");
     }
     void ecb(decltype(SM4_X_ECB_EN_MODE)* mode, View in, std::span<unsigned char> out) const {
         check(in, out);
         detail::in_pieces(in.size(),
                           [&](std::size_t at, int size) { mode(in.data() + at, size, schedule(), out.data() + at); });
     }
-    /// How many bytes the last block has too many, 0 when it does not say.
+    /// The number of padding bytes in the last block, 0 when they are not valid padding.
     static std::size_t padding_of(std::span<const unsigned char, block_size> block) noexcept {
         const unsigned int padding = block[block_size - 1];
         unsigned int wrong = (padding - 1) >> 4;  // 0 for 1 to 16

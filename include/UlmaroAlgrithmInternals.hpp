@@ -2,9 +2,9 @@
  * @file UlmaroAlgrithmInternals.hpp
  * @brief The typed internal routines that the library exports under their own (C++) names.
  *
- * The argument types make the symbol names, so they are fixed: inputs are not `const` where the symbol has none.
- * Rules of ownership, byte order, exceptions and threads are those of UlmaroAlgrithm.h. New code should prefer the
- * C entry points; these are here for applications that already use them.
+ * The argument types determine the symbol names, so they are fixed: inputs are not `const` where the symbol has none.
+ * The rules for ownership, byte order, exceptions and threads are those of UlmaroAlgrithm.h. New code should prefer the
+ * C entry points; these are for applications that already use them.
  */
 #pragma once
 
@@ -23,7 +23,7 @@ void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out);
 /** What SM3_HASH() forwards to. */
 void SM3_HASH_ex(unsigned char* in, int len, unsigned char* out);
 
-/** Compresses one block, given as 16 words (the big-endian readings of its bytes), into ctx->V. */
+/** Compresses one block, given as 16 words read in big-endian order, into ctx->V. */
 void SM3_OPERAAT(SM3_CTX* ctx, unsigned int* w);
 
 /**
@@ -44,9 +44,9 @@ void KDF_ALGRITRHM(unsigned char* z, int zLen, int kLen, unsigned char* out);
 
 /** rk[32] from the key words mk[4]; mk is read before rk is written. */
 void KEY_EXPAND(unsigned int* mk, unsigned int* rk);
-/** Enciphers one block of 4 words (big-endian readings); out may be in. */
+/** Enciphers one block of 4 words, read in big-endian order; out may be in. */
 void ECB_EN_MOD(unsigned int* in, unsigned int* rk, unsigned int* out);
-/** Deciphers one block of 4 words (big-endian readings); out may be in. */
+/** Deciphers one block of 4 words, read in big-endian order; out may be in. */
 void ECB_DE_MOD(unsigned int* in, unsigned int* rk, unsigned int* out);
 
 /**
@@ -76,10 +76,10 @@ void CBC_DE_MOD_CHAR(unsigned char* in, int len, unsigned char* key, unsigned ch
 /**
  * @name Word-array numbers
  * Unsigned numbers of 32-bit words, least significant first, with a separate count `top` of the words in use. A count
- * is normalised when its top word is not zero; zero has count 0. Words from `top` on belong to nobody: they are neither
- * read nor written unless said so. A number buffer has 10 words (8 of value, 2 spare); a product buffer has 18.
+ * is normalised when its top word is not zero; zero has count 0. Words from `top` on are neither read nor written
+ * unless stated otherwise. A number buffer has 10 words (8 of value, 2 spare); a product buffer has 18.
  *
- * Nothing is allocated, kept or reported. Sizes are the caller's word. Counts that go out are written through `r_top`.
+ * Nothing is allocated, kept or reported. Sizes are taken on trust. Output counts are written through `r_top`.
  * "r may be a" means the same address; no other overlap is allowed. Threads: re-entrant.
  * This library's own arithmetic interface; Montgomery's method is that of Math. Comp. 44 (1985) 519.
  * @{
@@ -89,9 +89,9 @@ void CBC_DE_MOD_CHAR(unsigned char* in, int len, unsigned char* key, unsigned ch
 unsigned int bn_add_words(unsigned int* r, const unsigned int* a, const unsigned int* b, int num);
 /** r[num] = a[num] - b[num]; returns the borrow, 0 or 1. num < 1: returns 0, writes nothing. r may be a or b. */
 unsigned int bn_sub_words(unsigned int* r, const unsigned int* a, const unsigned int* b, int num);
-/** r[num] = a[num] * w; returns the word above. num < 1: returns 0, writes nothing. r may be a. */
+/** r[num] = a[num] * w; returns the carry word. num < 1: returns 0, writes nothing. r may be a. */
 unsigned int bn_mul_words(unsigned int* r, const unsigned int* a, int num, unsigned int w);
-/** r[num] += a[num] * w; returns the word above. num < 1: returns 0, writes nothing. r may be a. */
+/** r[num] += a[num] * w; returns the carry word. num < 1: returns 0, writes nothing. r may be a. */
 unsigned int bn_mul_add_words(unsigned int* r, const unsigned int* a, int num, unsigned int w);
 /** floor((h * 2^32 + l) / d) for h < d; 0xFFFFFFFF for d = 0; no quotient for h >= d. */
 unsigned int bn_div_words(unsigned int h, unsigned int l, unsigned int d);
@@ -103,7 +103,7 @@ unsigned int bn_div_words(unsigned int h, unsigned int l, unsigned int d);
 int BN_uadd(unsigned int* r, int* r_top, unsigned int* a, int a_top, unsigned int* b, int b_top);
 /**
  * r = a - b for a >= b and a_top >= b_top; returns 1. a_top words are written, *r_top is normalised. A smaller a wraps
- * modulo 2^(32 a_top) without notice. r may be a or b.
+ * modulo 2^(32 a_top) silently. r may be a or b.
  */
 int BN_usub(unsigned int* r, int* r_top, unsigned int* a, int a_top, unsigned int* b, int b_top);
 
@@ -118,7 +118,7 @@ int BN_lshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n);
 /**
  * r = floor(a / 2^n) for n >= 0 bits, in a buffer of 10 words; *r_top is normalised. Returns 1; 0 when n / 32 exceeds
  * a_top or a_top is 0, and then the 10 words are zero. Otherwise a_top - n / 32 words are written and a zero word above
- * them. When n is a multiple of 32 the word a[a_top] is read too: it comes along, between the result and the zero word.
+ * them. When n is a multiple of 32 the word a[a_top] is read too and stored between the result and the zero word.
  * Words above a number are read and written inside its buffer only: 10 words, 18 for a number of 11 to 18, and none
  * above a longer one. r may be a.
  */
@@ -153,11 +153,11 @@ int BN_num_bits(unsigned int* a, int a_top);
  *
  * Where num is below d by BN_ucmp(): dv is not written and *dv_top = 0; rm gets the num_top words of num, zeros up to
  * d_top, and *rm_top = num_top as passed. Otherwise both counts are normalised and exactly *dv_top words of dv are
- * written. In rm one zero word follows the remainder. A second one does where the bit length of d is a multiple of 32
- * (for the remainder 0 then all 10 words are zero), or where the top word of the remainder has more bits than that of
- * d. Zero words stay inside a buffer of 10 words, of 18 for a d_top of 11 to 18, of d_top words for a longer one. The
- * words above keep what they held: clear rm before reading it at a fixed count. For d = 0, or longer operands: both
- * counts 0, no words written. Time: depends on the numbers.
+ * written. In rm one zero word follows the remainder, and a second one where the bit length of d is a multiple of 32 (a
+ * remainder of 0 then zeroes all 10 words), or where the top word of the remainder has more bits than that of d. Zero
+ * words stay inside a buffer of 10 words, of 18 for a d_top of 11 to 18, of d_top words for a longer one. Words above
+ * them keep their contents: clear rm before reading it at a fixed count. For d = 0, or longer operands: both counts 0,
+ * no words written. Time: depends on the numbers.
  */
 void BN_div(unsigned int* dv, int* dv_top, unsigned int* rm, int* rm_top, unsigned int* num, int num_top,
             unsigned int* d, int d_top);
@@ -175,7 +175,7 @@ void BN_mod_inverse(unsigned int* r, int* r_top, unsigned int* a, int a_top, uns
 void BN_mod_add(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int* m, int len);
 /**
  * r[len] = (a - b) mod m for a, b < m. *r_top is len when a < b, else normalised: 0 means a = b. r may be a or b.
- * Time: constant in the words, but for the count.
+ * Time: constant in the words, except for the count.
  */
 void BN_mod_sub(unsigned int* r, int* r_top, unsigned int* a, unsigned int* b, unsigned int* m, int len);
 /** r[len] = 2 a mod m for a < m. r may be a. Time: constant in the words. */
@@ -183,8 +183,8 @@ void BN_mod_lshift1(unsigned int* r, unsigned int* a, unsigned int* m, int len);
 
 /**
  * Montgomery constants of an odd m[len], len <= 8: *nprime_out = -m^-1 mod 2^32; rr_out = R^2 mod m with R = 2^(32
- * len), written at its normalised length, and zeros above it as BN_div() writes them, but none beyond len words:
- * clear those before. An even m has none: *nprime_out and the len words of rr_out are zero.
+ * len), written at its normalised length, with the zeros above it that BN_div() writes, but none beyond len words:
+ * clear those first. An even m has none: *nprime_out and the len words of rr_out are zero.
  */
 void BN_MONT_CTX_set(unsigned int* m, int len, unsigned int* nprime_out, unsigned int* rr_out);
 /**
@@ -205,9 +205,9 @@ void BN_mod_mul_montgomery_one(unsigned int* r, unsigned int* a, unsigned int* m
 /** Reverses buf[len] in place. */
 void Exchange(unsigned char* buf, unsigned int len);
 /**
- * In place, after reversing all of buf[len] when mode is 0: reverses every unit of 4 bytes, and the len mod 4 bytes of
- * a last incomplete one. For whole units, mode 0 thus reverses the order of the units, any other mode the bytes in
- * each.
+ * In place: when mode is 0, reverses all of buf[len] first; then reverses every unit of 4 bytes, and the len mod 4
+ * bytes of an incomplete last one. For whole units, mode 0 thus reverses the order of the units, any other mode the
+ * bytes within each.
  */
 void Exchange_DWORD(unsigned char* buf, unsigned int len, int mode);
 /** dst[len] = src[len] reversed; returns dst. len < 1 copies nothing. The two do not overlap. */
@@ -216,9 +216,9 @@ unsigned char* sm2_copy(unsigned char* dst, unsigned char* src, int len);
 
 /**
  * @name Curve groups and points
- * Points are in Jacobian coordinates in Montgomery form, and reduced. Records are read and written where it is said and
- * nowhere else; a result may be the same record as an operand, but no other overlap is allowed. Nothing is validated.
- * Threads: re-entrant, but for the random source. Time: depends on the scalars, unless said otherwise.
+ * Points are in Jacobian coordinates in Montgomery form, and reduced. Records are read and written only where stated; a
+ * result may be the same record as an operand, but no other overlap is allowed. Nothing is validated. Threads:
+ * re-entrant, except for the random source. Time: depends on the scalars, unless stated otherwise.
  * @{
  */
 
@@ -230,7 +230,7 @@ int ec_GFp_simple_is_at_infinity(ec_group_st* grp, ec_point_st* P);
 /** r = 2a. For infinity only Z and z_is_one of r are written (zero). */
 void ec_GFp_simple_dbl(ec_group_st* grp, ec_point_st* r, ec_point_st* a);
 /**
- * r = a + b. When one of them is infinity, r is an exact copy of the other. When they are inverse to each other, only Z
+ * r = a + b. When one of them is infinity, r is an exact copy of the other. When they are each other's inverse, only Z
  * and z_is_one of r are written (zero).
  */
 void ec_GFp_simple_add(ec_group_st* grp, ec_point_st* r, ec_point_st* a, ec_point_st* b);
@@ -238,15 +238,15 @@ void ec_GFp_simple_add(ec_group_st* grp, ec_point_st* r, ec_point_st* a, ec_poin
 void ec_GFp_simple_point_get_affine_coordinates_GFp(ec_group_st* grp, ec_point_st* P, bignum_st* x, bignum_st* y);
 
 /**
- * The width-w non-adjacent form of words 0..len-1 of scalar, for w in 1..7 and len up to 10 (others are brought into
- * these ranges): digits that are zero or odd and below 2^w in size, least significant first, any two of them that are
- * not zero more than w places apart. *outLen counts them up to the last that is not zero, at most bit length + 1.
+ * The width-w non-adjacent form of words 0..len-1 of scalar, for w in 1..7 and len up to 10 (others are clamped to
+ * these ranges): digits that are zero, or odd and below 2^w in magnitude, least significant first, any two non-zero
+ * ones more than w places apart. *outLen counts them up to the last non-zero one, at most bit length + 1.
  * @return the digits, from malloc(): the caller frees them. Null with *outLen = 0 when there is no memory.
  */
 signed char* compute_wNAF(bignum_st* scalar, int w, int len, int* outLen);
 /**
- * r = [k]P + [l]Q, or [k]P when l is null (Q is not read then). The scalars count order_top words and are not reduced.
- * When all digits of the scalars are zero, r is NOT written: set it to infinity before. Allocates nothing.
+ * r = [k]P + [l]Q, or [k]P when l is null (Q is not read then). The scalars have order_top words and are not reduced.
+ * When all digits of the scalars are zero, r is NOT written: set it to infinity first. Allocates nothing.
  */
 void EC_POINTs_mul(ec_group_st* grp, ec_point_st* r, ec_point_st* P, bignum_st* k, ec_point_st* Q, bignum_st* l);
 /** @} */

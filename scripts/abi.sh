@@ -1,9 +1,9 @@
 #!/bin/sh
-# Holds the binary interface of what package.sh built (every symbol, its type, the records that it takes) against
-# tests/abi/interface.abi: both libraries, both architectures. Any difference is an error, but for the hardened library's
-# own names (tests/abi/exports_hardened.txt): functions that it has more.
+# Compares the binary interface of what package.sh built (every symbol, its type, the records that it takes) with
+# tests/abi/interface.abi: both libraries, both architectures. Any difference is an error, except the additional
+# functions of the hardened library (tests/abi/exports_hardened.txt).
 # usage: abi.sh [--update] [amd64 | arm64]...   (default: both)
-#   --update  writes tests/abi/interface.abi again; the commit says why the interface may change
+#   --update  rewrites tests/abi/interface.abi; the commit must say why the interface may change
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -35,6 +35,6 @@ for architecture in "$@"; do
       *) set -- ;;
     esac
     abidiff --harmless --redundant --ignore-soname --fail-no-debug-info "$@" "$stored" "$found"
-    echo "$library: the interface is the stored one"
+    echo "$library: the interface is unchanged"
   done
 done

@@ -1,9 +1,9 @@
 # shellcheck shell=sh
 # Sourced after packages.sh by the scripts that need Debian's arm64 packages: downloads them with a package index of
-# their own, so that nothing of the machine's changes.
+# their own, so that nothing on the machine changes.
 #
 #   fetch_arm64 FOLDER PACKAGE...    leaves them in FOLDER/debs, unless they are there
-#   unpack_arm64 FOLDER PACKAGE...   and what is in them in FOLDER/root
+#   unpack_arm64 FOLDER PACKAGE...   and their contents in FOLDER/root
 
 arm64_apt() { # FOLDER ARGUMENT...
   arm64_state=$1

@@ -3,7 +3,7 @@
 # .svg. Several minutes; leave the machine alone meanwhile.
 # usage: bench.sh [--quick | --render]
 #   --quick   half a minute: fewer repetitions, nothing beyond 64 KiB, no single kernels; writes to build/performance/
-#   --render  makes table and picture again from the numbers that are there
+#   --render  makes table and picture again from the existing numbers
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

@@ -2,7 +2,7 @@
 # Counts the instructions that each operation executes on 64-bit Arm, under the emulator, beside the peers of Debian's
 # arm64 archive, and writes docs/performance/aarch64.md. Nothing is installed for arm64: its packages are unpacked into
 # the build folder.
-# usage: count_arm64.sh [CASE...]   only the cases whose names begin so, printed instead of written
+# usage: count_arm64.sh [CASE...]   only the cases whose names begin like this, printed instead of written
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

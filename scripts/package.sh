@@ -17,8 +17,8 @@ export SOURCE_DATE_EPOCH
 out=$PWD/build/packages
 mkdir -p "$out"
 
-# What Debian's arm64 archive gives: the tool's libraries in root; each run-time package with its symbols file in debian,
-# where dpkg-shlibdeps looks. Inside the build tree, or its name would leave a trace in the tool.
+# From Debian's arm64 archive: the tool's libraries in root; each run-time package with its symbols file in debian,
+# where dpkg-shlibdeps looks. Inside the build tree, or its path would leave a trace in the tool.
 unpack_all_arm64() {
   arm64=build/package-arm64/arm64
   unpack_arm64 $arm64 libc6 libgcc-s1 libstdc++6 libmbedcrypto7 libmbedtls-dev libcli11-dev
@@ -57,7 +57,7 @@ string(APPEND CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS \", $tool\")" >depends.cmake
   )
 }
 
-# The archive: the tool finds the library by its own place, and brings its copy of Mbed TLS along.
+# The archive: the tool finds the library relative to itself, and has its own copy of Mbed TLS.
 pack_archive() {
   name=UlmaroAlgrithm-$version-$architecture
   rm -rf "${tree:?}/$name"

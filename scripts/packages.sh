@@ -1,5 +1,5 @@
 # shellcheck shell=sh disable=SC2034
-# Sourced by the scripts beside it: installs the Debian packages that are missing. Says nothing when none is.
+# Sourced by the other scripts: installs the Debian packages that are missing. Prints nothing when none is.
 #
 #   need_packages PACKAGE...
 

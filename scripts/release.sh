@@ -2,7 +2,7 @@
 # Makes a release of the checked-out commit: tests it, packages it for both architectures into build/packages/, writes
 # SHA256SUMS there and prints it.
 # usage: release.sh [--skip-tests]
-#   --skip-tests  to try it out; the version need not have a date in CHANGELOG.md then
+#   --skip-tests  for a trial run; the version then needs no date in CHANGELOG.md
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh

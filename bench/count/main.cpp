@@ -1,5 +1,5 @@
-// Runs cases so that a plugin of the emulator can count what one call costs: each case once for its result, then a
-// number of times between two marks. A mark is a system call that does nothing and carries a number no other does.
+// Runs cases so that a plugin of the emulator can count what one call costs: each case once for its result, then
+// several times between two marks. A mark is a system call that does nothing and carries a number no other does.
 //
 //   ulmaro_count                lists the cases
 //   ulmaro_count --about        names the kernels in use, the peers and the compiler

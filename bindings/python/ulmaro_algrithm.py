@@ -1,18 +1,18 @@
 """SM2, SM3 and SM4 from libUlmaroAlgrithm, for scripts and test benches.
 
-One file on top of ctypes: copy it where it is needed. The library is libUlmaroAlgrithmHardened.so, and it is looked for
+One file on top of ctypes: copy it where it is needed. It looks for libUlmaroAlgrithmHardened.so
 
 1. beside this file;
 2. where the dynamic linker looks.
 
-When it is in neither place, `OSError` is raised at the first use. The environment variable ULMARO_ALGRITHM_LIBRARY names
-another file, or the plain library, libUlmaroAlgrithm.so, whose keys can be guessed and which is never taken unasked; then
-nothing else is tried. What has no slash in it is a name for the dynamic linker.
+If it is in neither place, the first use raises `OSError`. The environment variable ULMARO_ALGRITHM_LIBRARY can name
+another file, or the plain library, libUlmaroAlgrithm.so, whose keys can be guessed and which is never used unasked;
+then nothing else is tried. A name without a slash is looked up by the dynamic linker.
 
 Byte strings go in as anything with a buffer (`bytes`, `bytearray`, `memoryview`, arrays of any element and shape, taken
-byte by byte) and come out as `bytes`, laid out as the C header says: numbers big-endian in 32 bytes, a public key x || y,
-a signature r || s, a ciphertext the record C1, C3, length, C2. What cannot be done, or is refused, raises `Error`. A
-refused signature or ciphertext also prints one line on the standard output of the process; that is the library's way.
+byte by byte) and come out as `bytes`, laid out as the C header says: numbers big-endian in 32 bytes, a public key
+x || y, a signature r || s, a ciphertext the record C1, C3, length, C2. Anything impossible or refused raises `Error`.
+For a refused signature or ciphertext the library also prints one line on the standard output of the process.
 
 Python keeps copies of what it handles, so keys stay in memory until they are overwritten by chance.
 
@@ -57,17 +57,17 @@ DEFAULT_USER_ID = b"1234567812345678"
 MAX_MESSAGE_SIZE = (1 << 29) - 65  # bytes that encrypt() takes: C3 is a digest of 64 more, and see _HASH_END
 
 _NAME = "libUlmaroAlgrithmHardened.so"
-_PIECE = 1 << 20  # bytes that are copied and handed over at a time; the library counts in int
+_PIECE = 1 << 20  # bytes copied and passed on at a time; the library counts in int
 _HASH_END = 1 << 29  # from here on the library's own digests are not the standard's
 _HEAD = 100  # bytes of a ciphertext record before C2
 
 
 class Error(ValueError):
-    """A value that cannot be, or that the library refuses."""
+    """An impossible value, or one that the library refuses."""
 
 
 def _prototypes() -> List[Tuple[str, bool, List[object]]]:
-    """Name, whether there is a result, argument types. Input bytes are never written to."""
+    """Name, whether it returns a result, argument types. Input bytes are never written to."""
     data, room, count = ctypes.c_char_p, ctypes.c_void_p, ctypes.c_int
     return [
         ("SM3_Init", False, [room]),
@@ -129,7 +129,7 @@ def _words(size: int) -> "ctypes.Array[ctypes.c_uint]":
 
 
 class Sm3:
-    """An SM3 stream, used as those of hashlib are."""
+    """An SM3 stream, used like those of hashlib."""
 
     digest_size = 32
     block_size = 64
@@ -142,7 +142,7 @@ class Sm3:
         self.update(data)
 
     def update(self, data: Data) -> None:
-        """Absorbs bytes, in all fewer than 2^61."""
+        """Absorbs bytes, fewer than 2^61 in all."""
         view = memoryview(data)
         if view.format != "B" or view.ndim != 1:
             view = memoryview(view.tobytes())
@@ -160,8 +160,8 @@ class Sm3:
 
     def digest(self) -> bytes:
         """The digest of what was absorbed so far; the stream may go on."""
-        # SM3_Final() would write a length that ends at 2^29 bytes. Padding fills a block, and then the eight words of
-        # the chaining value, behind one word in the context, are the digest.
+        # SM3_Final() writes a length that is right only below 2^29 bytes. Padding fills a block, and then the eight
+        # words of the chaining value, after one word in the context, are the digest.
         padded = self.copy()
         padded.update(b"\x80" + bytes((55 - self._size) % 64) + (8 * self._size).to_bytes(8, "big"))
         return b"".join(word.to_bytes(4, "big") for word in padded._context[1:9])
@@ -179,7 +179,7 @@ def derive_key(secret: Data, size: int) -> bytes:
     """`size` bytes, fewer than 2^31, from a shared secret of at most 2^29 - 5 bytes."""
     secret = _bytes(secret)
     if not 0 <= size < 1 << 31 or len(secret) + 4 >= _HASH_END:
-        raise Error("a length that the key derivation does not take")
+        raise Error("key derivation does not support this length")
     out = ctypes.create_string_buffer(max(size, 1))
     _library().SM2_KDF_ALGRITRHM(secret, len(secret), size, out)
     return out.raw[:size]
@@ -193,7 +193,7 @@ def pad(data: Data) -> bytes:
 
 
 def unpad(data: Data) -> bytes:
-    """Removes what pad() added. Tell no stranger whether that worked: authenticate before decrypting."""
+    """Removes what pad() added. Do not reveal whether that worked: authenticate before decrypting."""
     data = _bytes(data)
     count = data[-1] if len(data) > 0 and len(data) % 16 == 0 else 0
     if not 1 <= count <= 16 or data[-count:] != bytes([count]) * count:
@@ -215,17 +215,17 @@ class Sm4:
         return self._run(_library().SM4_X_ECB_DE_MODE, data)
 
     def cbc_encrypt(self, iv: Data, data: Data) -> bytes:
-        """To go on with a stream pass the last 16 bytes of the result as the next iv."""
+        """To continue a stream, pass the last 16 bytes of the result as the next iv."""
         return self._run(_library().SM4_X_CBC_EN_MODE, data, _exactly(iv, 16, "an iv"))
 
     def cbc_decrypt(self, iv: Data, data: Data) -> bytes:
-        """To go on with a stream pass the last 16 bytes of this ciphertext as the next iv."""
+        """To continue a stream, pass the last 16 bytes of this ciphertext as the next iv."""
         return self._run(_library().SM4_X_CBC_DE_MODE, data, _exactly(iv, 16, "an iv"))
 
     def _run(self, mode: Callable[..., None], data: Data, *iv: bytes) -> bytes:
         data = _bytes(data)
         if len(data) % 16 != 0 or len(data) > 1 << 30:
-            raise Error("SM4 works on whole blocks of 16 bytes, and on 1 GiB at a time")
+            raise Error("SM4 works on whole blocks of 16 bytes, at most 1 GiB at a time")
         out = ctypes.create_string_buffer(max(len(data), 1))
         mode(data, len(data), self._schedule, *iv, out)
         return out.raw[: len(data)]
@@ -256,7 +256,7 @@ class Curve:
         _library().SM2_ECC_InitParameter(self.parameters, self._group)
 
     def generate(self) -> KeyPair:
-        """Draws a key pair. Keys of the plain library can be guessed."""
+        """Draws a key pair. The plain library's keys can be guessed."""
         public, private = ctypes.create_string_buffer(64), ctypes.create_string_buffer(32)
         _library().SM2_ECC_GenerateKeyPair(self._group, public, private)
         return KeyPair(private.raw, public.raw)
@@ -265,7 +265,7 @@ class Curve:
         """The pair of a private key, on the recommended curve."""
         scalar = _exactly(private, 32, "a private key")
         if not self._recommended:
-            raise Error("only on the recommended curve")
+            raise Error("supported only on the recommended curve")
         words, public = _words(40), ctypes.create_string_buffer(64)
         for i in range(8):
             words[i] = int.from_bytes(scalar[28 - 4 * i : 32 - 4 * i], "big")
@@ -275,7 +275,7 @@ class Curve:
         return KeyPair(scalar, public.raw)
 
     def contains(self, public: Data) -> bool:
-        """Whether a public key is a point of the curve, with coordinates below p. Ask it of keys from elsewhere."""
+        """Whether a public key is a point of the curve, with coordinates below p. Check keys from elsewhere."""
         key = _exactly(public, 64, "a public key")
         p = self.parameters[:32]
         on_curve: int = _library().SM2_POINT_is_on_curve(self.parameters, key)
@@ -290,7 +290,7 @@ class Curve:
         return sm3((8 * len(user_id)).to_bytes(2, "big") + user_id + self.parameters[32:160] + key)
 
     def message_stream(self, public: Data, user_id: Data = DEFAULT_USER_ID) -> Sm3:
-        """A stream that has absorbed Z: update() it with a message and sign or verify its digest()."""
+        """A stream that has absorbed Z: update() it with a message, and sign or verify its digest()."""
         return Sm3(self.identity_digest(public, user_id))
 
     def sign(self, keys: KeyPair, message: Data, user_id: Data = DEFAULT_USER_ID) -> bytes:
@@ -358,14 +358,14 @@ def _make_record(c1: bytes, c3: bytes, c2: bytes) -> bytes:
 
 
 def ciphertext_to_raw(record: Data, order: str = "C1C3C2") -> bytes:
-    """04 and the parts of a record in one of the two orders, "C1C3C2" or "C1C2C3"."""
+    """04 and the parts of a record in either order, "C1C3C2" or "C1C2C3"."""
     record = _check_record(record)
     c3, c2 = record[64:96], record[_HEAD:]
     return b"\x04" + record[:64] + (c2 + c3 if _is_older(order) else c3 + c2)
 
 
 def ciphertext_from_raw(raw: Data, order: str = "C1C3C2") -> bytes:
-    """The record of what ciphertext_to_raw() makes."""
+    """The record for what ciphertext_to_raw() returns."""
     raw = _bytes(raw)
     if len(raw) <= 97 or raw[0] != 4:
         raise Error("not a raw ciphertext")
@@ -376,7 +376,7 @@ def ciphertext_from_raw(raw: Data, order: str = "C1C3C2") -> bytes:
 
 def _is_older(order: str) -> bool:
     if order not in ("C1C3C2", "C1C2C3"):
-        raise Error("the order is C1C3C2 or C1C2C3")
+        raise Error("the order must be C1C3C2 or C1C2C3")
     return order == "C1C2C3"
 
 
@@ -419,15 +419,15 @@ def _integer(number: bytes) -> bytes:
 def _number(content: bytes) -> bytes:
     value = int.from_bytes(content, "big")
     if value >> 256 or _integer(content)[2:] != content:
-        raise Error("not a number of 32 bytes in DER")
+        raise Error("not a DER number of at most 32 bytes")
     return value.to_bytes(32, "big")
 
 
 def _sequence(der: bytes, tags: Tuple[int, ...]) -> List[bytes]:
-    """The contents of the elements of the only SEQUENCE there is."""
+    """The contents of the elements of a single SEQUENCE."""
     contents, rest = [], _split(der, 0x30)
     if rest[1]:
-        raise Error("bytes behind the DER")
+        raise Error("bytes after the DER")
     inside = rest[0]
     for tag in tags:
         content, inside = _split(inside, tag)
@@ -438,7 +438,7 @@ def _sequence(der: bytes, tags: Tuple[int, ...]) -> List[bytes]:
 
 
 def _split(der: bytes, tag: int) -> Tuple[bytes, bytes]:
-    """Content of the first element and what follows it. Written again it must be the same bytes: that is DER."""
+    """Content of the first element, and what follows it. Encoding it again must give the same bytes: that is DER."""
     size, start = (der[1], 2) if len(der) > 1 else (0, 2)
     if size & 0x80:
         start += size & 0x7F

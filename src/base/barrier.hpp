@@ -1,4 +1,4 @@
-// Keeping the compiler from seeing what a value is, so that it cannot turn a selection by a mask into a branch.
+// Hides a value from the compiler, so that it cannot turn a selection by a mask into a branch.
 #pragma once
 
 namespace ulmaro {

@@ -14,7 +14,7 @@ namespace {
 
 constexpr bool has_bits(unsigned value, unsigned bits) { return (value & bits) == bits; }
 
-/// The register state that the operating system saves; only where cpuid announces OSXSAVE.
+/// The register state that the operating system saves; valid only where cpuid reports OSXSAVE.
 unsigned saved_state() {
     unsigned low, high;
     __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
@@ -46,7 +46,7 @@ CpuFeatures detect() {
 
 #elif defined(__aarch64__)
 
-// Bits of AT_HWCAP, which older C library headers do not all name.
+// Bits of AT_HWCAP; older C library headers do not define all of them.
 constexpr unsigned long hwcap_aes = 1ul << 3;
 constexpr unsigned long hwcap_pmull = 1ul << 4;
 constexpr unsigned long hwcap_sha3 = 1ul << 17;
@@ -56,7 +56,7 @@ constexpr unsigned long hwcap_sm4 = 1ul << 19;
 CpuFeatures detect() {
     const unsigned long hwcap = getauxval(AT_HWCAP);
     CpuFeatures f;
-    f.neon = true;  // part of the architecture's base
+    f.neon = true;  // part of the base architecture
     f.aes = (hwcap & hwcap_aes) != 0;
     f.pmull = (hwcap & hwcap_pmull) != 0;
     f.sha3 = (hwcap & hwcap_sha3) != 0;

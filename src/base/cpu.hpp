@@ -1,12 +1,12 @@
-// What the processor and the operating system together let us use. Read once, then constant.
+// What the processor and the operating system together support. Read once, then constant.
 #pragma once
 
 #include <span>
 
 namespace ulmaro {
 
-/// Each flag is true only when the instructions may be executed, which for vector registers beyond 128 bits includes
-/// that the operating system saves them. Flags of the other architecture are false.
+/// Each flag is true only when the instructions may be executed; for vector registers beyond 128 bits the operating
+/// system must save them too. Flags of the other architecture are false.
 struct CpuFeatures {
     bool aes = false;  // AES round instructions, on either architecture
 

@@ -1,4 +1,4 @@
-// The kernels of one room that this processor can run, in the order in which they were added: best first.
+// The kernels of one room that this processor can run, in the order they were added: best first.
 #pragma once
 
 #include <array>

@@ -24,7 +24,7 @@ inline bool overlap(const void* a, std::size_t n, const void* b, std::size_t m) 
     return n != 0 && m != 0 && (x < y ? y - x < n : x - y < m);
 }
 
-/// Heap bytes that are wiped before they are released; none at all for size 0. Allocation failure leaves as
+/// Heap bytes that are wiped before they are released; nothing is allocated for size 0. A failed allocation throws
 /// std::bad_alloc.
 class SecretBytes {
 public:

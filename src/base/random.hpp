@@ -8,7 +8,7 @@
 namespace ulmaro {
 
 /// Draws k < order from 32 fresh bytes; words are least significant first. The top word of order must not be zero.
-/// k = 0 says that these bytes gave no scalar: the caller draws again, and decides how often.
+/// k = 0 means that these bytes gave no scalar: the caller draws again, and decides how often.
 void draw_scalar(std::span<std::uint32_t, 8> k, std::span<const std::uint32_t, 8> order) noexcept;
 
 /// Tells the source that a curve group was prepared.

@@ -1,4 +1,4 @@
-// The kernel's generator. Scalars are uniform by rejection. Without randomness the process ends: never a weak key.
+// The kernel's generator. Scalars are made uniform by rejection. Without randomness the process ends: never a weak key.
 #include <sys/random.h>
 
 #include <bit>
@@ -36,7 +36,7 @@ std::uint32_t below_mask(std::span<const std::uint32_t, 8> k, std::span<const st
 
 void draw_scalar(std::span<std::uint32_t, 8> k, std::span<const std::uint32_t, 8> order) noexcept {
     fill(std::as_writable_bytes(k));
-    // Cut to the length of the order, so that at least half of all draws are below it.
+    // Truncated to the length of the order, so that at least half of all draws are below it.
     k[7] &= ~std::uint32_t{0} >> std::countl_zero(order[7]);
     const std::uint32_t keep = below_mask(k, order);
     for (std::uint32_t& word : k) word &= keep;

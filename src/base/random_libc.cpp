@@ -1,5 +1,5 @@
 // The C library's generator: what applications of libUlmaroAlgrithm have always seen, call for call. It is seeded from
-// the clock and its scalars are not uniform; libUlmaroAlgrithmHardened is for those who need secret keys.
+// the clock and its scalars are not uniform; applications that need secret keys use libUlmaroAlgrithmHardened.
 #include <cstdlib>
 #include <ctime>
 

@@ -8,7 +8,7 @@
 
 namespace ulmaro {
 
-/// Zeroes n bytes at p, also when p is never read again.
+/// Zeroes n bytes at p, even when p is never read again.
 inline void secure_wipe(void* p, std::size_t n) noexcept { explicit_bzero(p, n); }
 
 /// Scratch storage that saw a secret: wiped when it leaves scope, by return and by exception alike. Not initialised.
@@ -30,11 +30,11 @@ private:
 };
 
 /// Zeroes n bytes of the stack below the caller's frame, n a multiple of 16, where the frames of calls that have
-/// returned held spilled registers and temporaries. They become part of the caller's frame until it returns, so that
-/// nothing lies between the two.
+/// returned held spilled registers and temporaries. These bytes become part of the caller's frame until it returns, so
+/// that nothing lies in between.
 [[gnu::always_inline]] inline void wipe_used_stack(std::size_t n) noexcept {
     n |= 8;  // compilers round up to 16 and leave the rest above, where the calls had their return address
-    __asm__("" : "+r"(n));  // a size that the compiler knows would get another place than the frames had
+    __asm__("" : "+r"(n));  // a size known to the compiler would be placed elsewhere than the frames were
     explicit_bzero(__builtin_alloca_with_align(n, 128), n);
 }
 
@@ -43,7 +43,7 @@ template <typename F>
     return f();
 }
 
-/// f(), and then zeroes n bytes of the stack, a multiple of 16, which must be as many as f uses, its own frame
+/// Calls f() and then zeroes n bytes of the stack, a multiple of 16 that covers all that f uses, its own frame
 /// included.
 template <typename F>
 [[gnu::noinline]] auto with_wiped_stack(std::size_t n, F&& f) noexcept {

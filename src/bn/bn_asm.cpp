@@ -46,8 +46,8 @@ Word divide_digit(Word& h, Word& l, Word d) noexcept {
 
 }  // namespace
 
-// By half-word digits and not by one wide division: for h >= 2d there is no quotient word, and what is answered then is
-// what these steps happen to make of it.
+// By half-word digits and not by one wide division: for h >= 2d there is no quotient word, and the result is then
+// whatever these steps produce.
 unsigned int bn_div_words(unsigned int h, unsigned int l, unsigned int d) {
     if (d == 0) return 0xFFFFFFFF;
     if (h >= d) h -= d;

@@ -8,7 +8,7 @@
 namespace ulmaro::bn {
 namespace {
 
-/// u -= v * w over n words; returns what is still to be taken from the word above.
+/// u -= v * w over n words; returns what is still to be subtracted from the word above.
 Word mul_sub(Word* u, const Word* v, int n, Word w) noexcept {
     // At most 2^32 - 1: a product and the carry are at most 2^64 - 2^32 together, which has a low half of 0.
     Wide carry = 0;
@@ -25,7 +25,7 @@ Word mul_sub(Word* u, const Word* v, int n, Word w) noexcept {
 Word estimate(const Word* u, const Word* v, int k) noexcept {
     const Wide head = (Wide{u[k]} << 32) | u[k - 1];
     const Word v1 = v[k - 1];
-    // u[k] = v1 makes the digit 2^32 or more at first sight; 2^32 - 1 is the largest there is.
+    // For u[k] = v1 the estimate is 2^32 or more; the largest digit is 2^32 - 1.
     Wide q = u[k] == v1 ? 0xFFFFFFFF : head / v1;
     if (k == 1) return static_cast<Word>(q);
     Wide rest = head - q * v1;
@@ -36,8 +36,8 @@ Word estimate(const Word* u, const Word* v, int k) noexcept {
     return static_cast<Word>(q);
 }
 
-/// One step of long division: takes digit * v out of u[0..k] and returns the exact digit. What is left lies below u[k],
-/// which is spent and not brought up to date.
+/// One step of long division: subtracts digit * v from u[0..k] and returns the exact digit. The remainder is in
+/// u[0..k-1]; u[k] is no longer needed and not updated.
 Word divide_step(Word* u, const Word* v, int k) noexcept {
     Word q = estimate(u, v, k);
     if (u[k] < mul_sub(u, v, k, q)) {
@@ -54,8 +54,8 @@ DivisionTops divide(Word* q, Word* rem, const Word* num, int n, const Word* d, i
         if (rem != nullptr) copy_extended(rem, num, n, n);
         return {0, n};
     }
-    // Both are shifted so that the divisor's top bit is set. Left uninitialised: only the words used are written, and
-    // only those are wiped.
+    // Both are shifted so that the divisor's top bit is set. Uninitialised: only the words used are written, and only
+    // those are wiped.
     Word u[max_dividend_words + 1];
     Word v[max_divisor_words];
     const int shift = 32 - bit_length(d[k - 1]);

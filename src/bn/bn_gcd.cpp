@@ -12,7 +12,7 @@ namespace {
 
 constexpr int operand_words = 20;
 
-/// A number of the algorithm: what a product of two of them, at most one word above the modulus, needs.
+/// A number of the algorithm, with room for a product of two of them, at most one word longer than the modulus.
 struct Number {
     Word words[operand_words + 1];
     int top;
@@ -43,8 +43,8 @@ void next_coefficient(Number& t, const Number& d, const Number& x, const Number&
 
 /// The inverse of a modulo n into k; false when there is none. Lengths are normalised, n > 0.
 ///
-/// The coefficients x and y alternate in sign along the way; they are kept as magnitudes, and the parity of the number
-/// of steps tells the sign at the end. Pointers rotate, words do not.
+/// The coefficients x and y alternate in sign; they are kept as magnitudes, and the parity of the number of steps gives
+/// the sign at the end. Pointers rotate, words do not move.
 bool invert(Number& k, const Word* a_words, int a_top, const Word* n_words, int n_top) noexcept {
     ulmaro::Wiped<Work> work;
     Number* a = &work->store[0];

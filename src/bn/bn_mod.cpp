@@ -1,5 +1,5 @@
-// Addition, subtraction and doubling of residues at a fixed word count. No branch depends on a word, but for the count
-// that a subtraction answers: it looks for the top word. The 256-bit length runs on limbs.
+// Addition, subtraction and doubling of residues at a fixed word count. No branch depends on a word, except for the
+// count that a subtraction returns: it looks for the top word. The 256-bit length runs on limbs.
 #include "UlmaroAlgrithmInternals.hpp"
 #include "bn/limbs.hpp"
 
@@ -31,7 +31,7 @@ Word reduce_words(Word* r, Word carry, const Word* m, int len) noexcept {
     return carry - sub_masked(r, m, len, keep - 1);
 }
 
-/// The word above a sum changes only when the sum had one, yet the decision costs no branch.
+/// The word above a sum changes only when the sum had one, but without a branch.
 void store_top(Word* top, Word carry, Word value) noexcept {
     const Word mask = 0U - carry;
     *top = (*top & ~mask) | (value & mask);
@@ -70,7 +70,7 @@ void BN_mod_sub(unsigned int* r, int* r_top, unsigned int* a, unsigned int* b, u
             carry = static_cast<Word>(t >> 32);
         }
     }
-    // A difference that went below zero counts with its leading zero words.
+    // The count of a difference that went below zero includes its leading zero words.
     *r_top = borrow != 0 ? len : normalised(r, len);
 }
 

@@ -2,8 +2,8 @@
 // multiple of m that clears its lowest word, so the accumulator moves up one word (or limb) per row.
 //
 // A result T = (a b + q m) / R with q < R is below R + m for any a, b < R, and below 2m where one of the two is below
-// m: one subtraction of m brings it into len words, or below m, and the rule is one for both, subtract when T >= m. T
-// may need one bit above len words.
+// m: one subtraction of m brings it into len words, or below m, and the rule is the same for both, subtract when
+// T >= m. T may need one bit above len words.
 #include <algorithm>
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int max_words = 8;
 
-/// -m^-1 modulo 2^32 for odd m, by Newton steps: m is its own inverse modulo 8, every step doubles the bits.
+/// -m^-1 modulo 2^32 for odd m, by Newton steps: m is its own inverse modulo 8, and every step doubles the bits.
 Word negated_inverse(Word m) noexcept {
     Word x = m;
     for (int bits = 3; bits < 32; bits *= 2) x *= 2 - m * x;
@@ -46,7 +46,7 @@ void finish_limbs(Word* r, const Sum& t, const Limbs& m) noexcept {
 
 struct Accumulator {
     Word t[2 * max_words + 1] = {};
-    Word less[max_words];  ///< the result less m
+    Word less[max_words];  ///< the result minus m
 };
 
 /// Adds carry, the top word of row i, into the words above the row. The sum so far is below 2^(32 (i + len + 1) + 1),
@@ -62,7 +62,7 @@ void reduce_words_row(Accumulator& acc, int i, const Word* m, int len, Word npri
     add_row_carry(acc, i + len, mul_add(acc.t + i, m, len, acc.t[i] * nprime));
 }
 
-/// r = T - m or T for T = acc.t[len..2 len], all words looked at.
+/// r = T - m or T for T = acc.t[len..2 len]; reads all words.
 void finish_words(Word* r, Accumulator& acc, const Word* m, int len) noexcept {
     const Word* t = acc.t + len;
     const Word borrow = sub(acc.less, t, m, len);

@@ -9,7 +9,7 @@ using namespace ulmaro::bn;
 int BN_lshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n) {
     n = std::max(n, 0);
     const int words = n / 32;
-    // The low words are cleared last, since in place they hold the number itself.
+    // The low words are cleared last, because in place they hold the number itself.
     r[words + a_top] = shift_left(r + words, a, a_top, n % 32);
     std::fill_n(r, words, 0U);
     *r_top = normalised(r, a_top + words + 1);
@@ -28,7 +28,7 @@ int BN_rshift(unsigned int* r, int* r_top, unsigned int* a, int a_top, int n) {
     const int top = a_top - words;
     const int room = buffer_words(top);
     shift_right(r, a + words, top, bits);
-    // A zero word above the result; a shift by whole words takes the word above the number along, below the zero.
+    // A zero word above the result; a shift by whole words also moves the word above the number, below the zero.
     int above = top;
     if (bits == 0) {
         if (above < room) r[above] = a_top < buffer_words(a_top) ? a[a_top] : 0;

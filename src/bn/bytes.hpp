@@ -1,4 +1,4 @@
-// 256-bit numbers between their 32-byte big-endian form at the interface and words, least significant first.
+// Converts 256-bit numbers between 32 big-endian bytes, as at the interface, and words, least significant first.
 #pragma once
 
 #include "UlmaroAlgrithm.h"

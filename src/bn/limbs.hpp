@@ -1,6 +1,6 @@
-// 256-bit numbers as four 64-bit limbs, for the length at which nearly all the time of this library's general curve
-// engine is spent. Two words make a limb, the lower one first. Free of branches, and of loops, so that the limbs stay
-// in registers at any level of optimisation.
+// 256-bit numbers as four 64-bit limbs, the length at which the general curve engine spends nearly all its time. Two
+// words make a limb, the lower one first. No branches, and no loops, so that the limbs stay in registers at any level
+// of optimisation.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ __extension__ typedef unsigned __int128 Wide128;
 using Limb = unsigned long long;
 static_assert(sizeof(Limb) == 8);
 
-/// A carry or borrow between limbs: 0 or 1. The type is what keeps it in the processor's carry flag.
+/// A carry or borrow between limbs: 0 or 1. The type keeps it in the processor's carry flag.
 using Carry = unsigned char;
 
 constexpr int limb_words = 8;
@@ -97,8 +97,7 @@ inline Limbs masked(const Limbs& a, Limb mask) noexcept {
     return {a.v[0] & mask, a.v[1] & mask, a.v[2] & mask, a.v[3] & mask};
 }
 
-/// One subtraction of m from the number (top, a), made when that is at least m; top is 0 or 1. Returns the word above
-/// the result.
+/// Subtracts m once from the number (top, a) when that is at least m; top is 0 or 1. Returns the word above the result.
 inline Limb reduce_once(Limbs& a, Limb top, const Limbs& m) noexcept {
     const Limb borrow = sub(a, a, m);
     const Limb below = borrow & (top ^ 1);

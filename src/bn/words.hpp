@@ -1,9 +1,7 @@
-// Word vectors: the loops that every unit of this room is made of. Numbers are unsigned, least significant word first;
-// a count never includes words above the value unless the caller says so. Nothing here looks at words beyond its
-// counts.
+// Word vectors: the loops that every file of this room is made of. Numbers are unsigned, least significant word first;
+// a count never includes words above the value unless the caller says so. Nothing here reads words beyond its counts.
 //
-// The exported routines wrap these. They are inline, so that nothing in this room takes the detour over an exported
-// symbol.
+// The exported routines wrap these. They are inline, so that nothing in this room goes through an exported symbol.
 #pragma once
 
 #include <bit>
@@ -65,7 +63,7 @@ inline Word mul(Word* r, const Word* a, int n, Word w) noexcept {
     return carry;
 }
 
-/// r += a * w; returns the top word: (2^32 - 1)^2 + 2 (2^32 - 1) just fits two words. r may be a.
+/// r += a * w; returns the top word: (2^32 - 1)^2 + 2 (2^32 - 1) just fits in two words. r may be a.
 inline Word mul_add(Word* r, const Word* a, int n, Word w) noexcept {
     Word carry = 0;
     for (int i = 0; i < n; ++i) {
@@ -105,7 +103,7 @@ inline void copy_extended(Word* r, const Word* a, int n, int count) noexcept {
     for (int i = n; i < count; ++i) r[i] = 0;
 }
 
-/// 1, 0 or -1 as a >, =, < b over n words. Looks at every word, whatever it finds.
+/// 1, 0 or -1 as a >, =, < b over n words. Reads every word, whatever it finds.
 inline int compare(const Word* a, const Word* b, int n) noexcept {
     int result = 0;
     for (int i = 0; i < n; ++i) {
@@ -123,8 +121,8 @@ inline int normalised(const Word* a, int top) noexcept {
 
 inline int bit_length(Word w) noexcept { return static_cast<int>(std::bit_width(w)); }
 
-/// The least room that a caller has for a number of so many words: a number buffer, a product buffer, or its words
-/// alone. Words above a number are read and written inside it only.
+/// The smallest buffer that a caller has for a number of this many words: a number buffer, a product buffer, or just
+/// its words. Words above a number are read and written only inside it.
 constexpr int buffer_words(int words) noexcept { return words <= 10 ? 10 : words <= 18 ? 18 : words; }
 
 }  // namespace ulmaro::bn

@@ -1,4 +1,4 @@
-// The C-linkage entry points of the hash, the key derivation and the cipher: each hands its arguments on to the
+// The C-linkage entry points of the hash, the key derivation and the cipher: each passes its arguments on to the
 // routine that does the work. Checks and conversions belong there, not here. The inputs that the C header promises
 // not to write are not const in the symbol names of those routines.
 #include "UlmaroAlgrithmInternals.hpp"

@@ -1,5 +1,5 @@
-// Names that only the hardened library has, for all that draws or prepares a group. The headers choose them for
-// programs that are built for this library: in a process that has the plain one too, the loader could give the common
+// Names that only the hardened library has, for every function that draws or prepares a group. The headers choose them
+// for programs built for this library: in a process that also has the plain one, the loader could resolve the common
 // names to that. Each calls the routine of its own library.
 #include "UlmaroAlgrithm.h"
 #include "UlmaroAlgrithmInternals.hpp"

@@ -1,4 +1,4 @@
-// Which kernels are in use, for programs that say so. No part of the shared library.
+// Which kernels are in use, for programs that report them. Not part of the shared library.
 #pragma once
 
 #include <span>
@@ -10,7 +10,7 @@ struct KernelName {
     const char* name;
 };
 
-/// On this machine, one for each algorithm; for SM2 that of the recommended curve.
+/// On this machine, one per algorithm; for SM2 that of the recommended curve.
 std::span<const KernelName> kernel_names() noexcept;
 
 }  // namespace ulmaro

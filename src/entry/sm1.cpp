@@ -1,9 +1,9 @@
-// The SM1 primitives: placeholders without a cipher. They stand alone in this unit, and every call to them goes
-// through the dynamic symbol, so that an application can define functions of the same names.
+// The SM1 primitives: placeholders without a cipher. They are alone in this file, and every call to them goes through
+// the dynamic symbol, so that an application can define functions of the same names.
 #include "UlmaroAlgrithm.h"
 
 #ifdef ULMARO_STATIC
-// No loader chooses between two definitions: in an archive these give way to the application's.
+// In an archive no loader chooses between two definitions; weak ones give way to the application's.
 #pragma weak KEY_INIT
 #pragma weak KEY_EXTEND
 #pragma weak ECB_EN

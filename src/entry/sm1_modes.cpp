@@ -4,7 +4,7 @@
 #include "base/wipe.hpp"
 
 #ifdef ULMARO_STATIC
-// As the primitives (sm1.cpp): the raw-key modes reach them through these, which an application may define too.
+// Like the primitives (sm1.cpp): the raw-key modes reach them through these, which an application may define too.
 #pragma weak SM1_ECB_EN
 #pragma weak SM1_ECB_DE
 #pragma weak SM1_X_CBC_EN_MODE
@@ -33,8 +33,8 @@ struct Schedules {
     }
 };
 
-/// ceil(len / 16) blocks. The output words are zero before each call, so that a primitive that writes nothing lets
-/// no stale memory out.
+/// ceil(len / 16) blocks. The output words are zero before each call, so that a primitive that writes nothing leaks no
+/// stale memory.
 void run_ecb(void (*block)(const unsigned int*, int, const unsigned int*, unsigned int*), const unsigned int* schedule,
              const unsigned char* in, int len, unsigned char* out) {
     Wiped<unsigned int[4]> x;

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// What is hashed, as it lies in memory. Copied together first, because Z may be written over its own inputs.
+/// The hashed bytes as they lie in memory. Collected first, because Z may be written over its own inputs.
 struct Message {
     unsigned char entl[2] = {0x00, 0x80};  // the identity's length in bits
     unsigned char identity[16] = {'1', '2', '3', '4', '5', '6', '7', '8', '1', '2', '3', '4', '5', '6', '7', '8'};

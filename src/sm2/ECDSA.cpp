@@ -25,7 +25,7 @@ using namespace ulmaro::ec;
 
 namespace {
 
-// A usable order has eight words, and so has everything that is computed modulo it.
+// A usable order has eight words, and so does everything computed modulo it.
 constexpr int kWords = 8;
 
 using Bytes32 = ulmaro::sm2p256::In;
@@ -52,7 +52,7 @@ bool load_key(U256& d, U256& inverse, const Order& n, const unsigned char* d_be3
     return true;
 }
 
-/// Steps A5 and A6 for one scalar and x1; false when it does not serve.
+/// Steps A5 and A6 for one scalar and x1; false when it has to be rejected.
 bool finish(ECC_SIGNATURE& out, const Order& n, const unsigned char* e_be32, const SigningScratch& of) noexcept {
     const U256 k = limbs(of.k.words);
     const U256 r = n.add(n.reduced(load(e_be32)), n.reduced(limbs(of.kg.x.words)));
@@ -92,7 +92,7 @@ bool sign_recommended(ec_group_st& grp, Bytes32 e, Bytes32 d, ECC_SIGNATURE& out
     return false;
 }
 
-/// Steps B5 to B7 for 0 < r, s < n: how r compares with R = (e + x1') mod n. Nothing when there is no R.
+/// Steps B5 to B7 for 0 < r, s < n: how r compares with R = (e + x1') mod n. Empty when there is no R.
 std::optional<int> compare(ec_group_st& grp, const unsigned char* e_be32, AffinePoint& key, bool on_curve, bignum_st& r,
                            bignum_st& s) noexcept {
     bignum_st e, t, R;
@@ -123,7 +123,7 @@ std::optional<int> compare_recommended(Bytes32 e, const ECC_PUBLIC_KEY& key, con
 
 int ECDSA_Signature(ec_group_st* grp, unsigned char* e, ECC_PRIVATE_KEY* key, ECC_SIGNATURE* signature) {
     ECC_SIGNATURE made;
-    // What sign uses with an even order, the deepest way; what multiplies points wipes for itself.
+    // The stack that sign uses with an even order, the deepest case; the point multiplications wipe their own.
     constexpr std::size_t used_stack = 5120;
     const bool done = is_recommended(*grp)
                           ? sign_recommended(*grp, Bytes32(e, 32), key->d, made)
@@ -151,7 +151,7 @@ int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, 
     }
     if (!is_usable(*grp) || is_zero(r) || is_zero(s)) return 0;
 
-    // A key off the curve is carried on to the comparison, so that a bad signature is reported all the same.
+    // A key off the curve goes on to the comparison, so that a bad signature is reported all the same.
     AffinePoint pub = load_point(reinterpret_cast<unsigned char*>(key));
     const bool on_curve = is_on_curve(*grp, pub);
     const std::optional<int> compared = on_curve && is_recommended(*grp)

@@ -25,7 +25,7 @@ using namespace ulmaro::ec;
 namespace {
 
 constexpr std::size_t kHashBytes = 32;
-/// x2 || M || y2 has a length of its own, which fits an int too.
+/// The length of x2 || M || y2 fits an int too.
 constexpr int kMaxMessage = INT_MAX - 64;
 
 struct Record {

@@ -19,7 +19,7 @@ constexpr std::size_t kBlock = 64;
 constexpr std::size_t kDigest = 32;
 constexpr std::size_t kRows = 68;
 
-/// The first group, with its expansion, takes as long as two to four digests one by one, any other as up to two.
+/// The first group, with its expansion, takes as long as two to four single digests, any other as long as up to two.
 constexpr std::size_t kWorthwhile = 4;
 
 class Groups {
@@ -36,8 +36,8 @@ public:
     Groups(const Groups&) = delete;
     Groups& operator=(const Groups&) = delete;
 
-    /// The final chaining values for the counters base, base + 1, ... of one group; row after row, valid until the
-    /// next.
+    /// The final chaining values for the counters base, base + 1, ... of one group; row after row, valid until the next
+    /// call.
     const std::uint32_t* compress(std::uint32_t base) noexcept {
         const std::size_t lanes = kernels_.lanes;
         const auto origin = base & ~static_cast<std::uint32_t>(series_ * lanes - 1);
@@ -72,7 +72,7 @@ private:
         if (!started_ && (series_ > 1 || padding() != nullptr)) expand_columns();
         store_be32(message_.bytes + message_.counter_offset, origin);
         const unsigned char* bytes = message_.bytes + kBlock * block_;
-        // A counter that begins in the block before makes that another one in every series.
+        // A counter that begins in the previous block changes that block in every series.
         if (!started_ || block_ != 0) {
             Wiped<std::uint32_t[8]> v;
             std::copy_n(message_.v, 8, v.get());
@@ -88,7 +88,7 @@ private:
         started_ = true;
     }
 
-    /// Each in a lane: in their own place where that has as many columns, else where the words of the message will be.
+    /// One per lane: in their own place where that has as many columns, else where the words of the message will be.
     void expand_columns() noexcept {
         const std::size_t lanes = kernels_.lanes;
         std::uint32_t* rows = lanes > kColumns ? words_ : columns_;
@@ -112,8 +112,8 @@ private:
     const std::size_t series_;  // groups in a series, 1 to kColumns
     bool started_ = false;
     std::uint32_t origin_ = 0;  // the first counter of the series
-    // W_0 to W_67 of what is no secret: in column 0 of the padding, in column i of the difference between the groups 0
-    // and i of a series.
+    // W_0 to W_67 of non-secret parts: of the padding in column 0, of the difference between the groups 0 and i of a
+    // series in column i.
     alignas(64) std::uint32_t columns_[kRows * kColumns];
     // The message with the counters of group 0 in its lanes, the chaining value before it, and the one after a group.
     alignas(64) std::uint32_t words_[kRows * kMaxLanes];

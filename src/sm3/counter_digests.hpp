@@ -1,4 +1,4 @@
-// Digests of messages that differ in a 32-bit counter alone, near their end.
+// Digests of messages that differ only in a 32-bit counter near their end.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 namespace ulmaro::sm3 {
 
 /// The messages: v is the chaining value before their last one or two blocks; these are in bytes, padded, with the
-/// counter at counter_offset, big-endian. What the counter's four bytes hold does not matter.
+/// counter at counter_offset, big-endian. The contents of the counter's four bytes do not matter.
 struct CounterMessage {
     std::uint32_t v[8];
     unsigned char bytes[128];
@@ -17,8 +17,8 @@ struct CounterMessage {
     std::size_t counter_offset;
 };
 
-/// out := the digests for the counters first, first + 1, ... (modulo 2^32), 32 bytes each, cut to size bytes. out is
-/// apart from the message, of which the counter's bytes change. No scratch copy of words or digests is left behind.
+/// out := the digests for the counters first, first + 1, ... (modulo 2^32), 32 bytes each, cut to size bytes. out does
+/// not overlap the message, whose counter bytes change. No scratch copy of words or digests is left behind.
 void counter_digests(const Kernels& kernels, CounterMessage& message, std::uint32_t first, unsigned char* out,
                      std::size_t size) noexcept;
 

@@ -28,8 +28,8 @@ constexpr std::uint32_t gg(std::uint32_t x, std::uint32_t y, std::uint32_t z) no
     return early ? x ^ (y ^ z) : ((y ^ z) & x) ^ z;
 }
 
-/// One round in place. Instead of moving eight registers the caller renames them: what the standard calls A..H
-/// afterwards stands in d, a, b, c, h, e, f, g. t is T_j <<< j, w is W_j, wp is W'_j.
+/// One round in place. Instead of moving eight registers the caller renames them: what the standard calls A..H is
+/// afterwards in d, a, b, c, h, e, f, g. t is T_j <<< j, w is W_j, wp is W'_j.
 template <bool early>
 [[gnu::always_inline]] inline void round(std::uint32_t a, std::uint32_t& b, std::uint32_t c, std::uint32_t& d,
                                          std::uint32_t e, std::uint32_t& f, std::uint32_t g, std::uint32_t& h,

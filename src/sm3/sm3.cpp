@@ -20,10 +20,10 @@ void write_digest(unsigned char* out, const std::uint32_t* v) noexcept {
     for (int i = 0; i < 8; ++i) store_be32(out + 4 * i, v[i]);
 }
 
-/// Pads and compresses the last bytes of a message of total bytes: used of them, fewer than 120.
+/// Pads and compresses the last `used` bytes, fewer than 120, of a message of `total` bytes.
 void finish(std::uint32_t* v, const unsigned char* last, std::size_t used, std::uint32_t total) noexcept {
     unsigned char padded[2 * kBlock] = {};
-    // A copy of known size is a few vector moves, any other a slow string instruction.
+    // A copy of known size is a few vector moves; any other is a slow string instruction.
     const std::size_t whole = used / kBlock * kBlock;
     if (whole != 0) std::memcpy(padded, last, kBlock);
     if (used != whole) std::memcpy(padded + whole, last + whole, used - whole);
@@ -47,8 +47,8 @@ void SM3_Init_ex(SM3_CTX* ctx) {
     ctx->total_len = 0;
 }
 
-// The input may lie inside the context, so nothing of the context but the count is written before the last byte of
-// the input has been read. The bytes that wait are followed by zeros, whatever lay there before.
+// The input may lie inside the context, so only the context's count is written before the last byte of the input has
+// been read. The waiting bytes are followed by zeros, whatever was there before.
 void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     std::size_t left = checked_length(len);
     const std::size_t waiting = pending(ctx);
@@ -93,7 +93,7 @@ void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out) {
 
 void SM3_HASH_ex(unsigned char* in, int len, unsigned char* out) {
     const std::size_t size = checked_length(len);
-    // Two blocks in one call of the kernel take less time than in two calls.
+    // Two blocks take less time in one call of the kernel than in two.
     const std::size_t used = size < kBlock || size % kBlock >= 56 ? size % kBlock : size % kBlock + kBlock;
     std::uint32_t v[8];
     std::copy_n(sm3::kInitialValue, 8, v);

@@ -1,4 +1,4 @@
-// Bulk block transforms of SM4. Every kernel does the same work; they differ in what the processor must have.
+// Bulk block transforms of SM4. Every kernel does the same work; they differ in the instructions they need.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 namespace ulmaro::sm4 {
 
 /// One way to run whole blocks. Shapes: in and out 16 * blocks bytes, rk 32 words in encryption order (decryption reads
-/// it backwards), iv 16 bytes, read before out is written. Any count of blocks, 0 included. out may be in, may lie
-/// below in at any distance, or be apart from it; it never overlaps rk. Nothing is allocated.
+/// it backwards), iv 16 bytes, read before out is written. Any count of blocks, 0 included. out may be in, may start
+/// below in at any distance, or not overlap it; it never overlaps rk. Nothing is allocated.
 struct Kernels {
     using EcbFunction = void (*)(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
                                  const std::uint32_t* rk) noexcept;
@@ -27,7 +27,7 @@ struct Kernels {
     CbcFunction cbc_decrypt;
 };
 
-/// Those of this architecture. A name is the architecture and the instructions that make the kernel.
+/// Those of this architecture, each named after the architecture and its instructions.
 extern const Kernels portable_kernels;
 #if defined(__x86_64__)
 extern const Kernels x86_aesni_kernels;
@@ -40,7 +40,7 @@ extern const Kernels arm_aes_kernels;
 extern const Kernels arm_sm4_kernels;
 #endif
 
-/// The kernels that this processor can run, best first; the portable one is last and always there.
+/// The kernels that this processor can run, best first; the portable one is always last.
 std::span<const Kernels* const> supported_kernels() noexcept;
 
 /// The best of them.

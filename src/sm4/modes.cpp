@@ -18,7 +18,7 @@ constexpr std::size_t schedule_bytes = 4 * ULMARO_SM4_SCHEDULE_WORDS;
 /// Whole blocks in len bytes. Lengths that truncate to a negative number of words are refused.
 std::size_t whole_blocks(int len) { return checked_length(len / 4) / 4; }
 
-/// Input and schedule in places from which a kernel can read while it writes out: their own, or a wiped copy.
+/// Input and schedule where a kernel can read them while it writes out: in place, or as a copy that is wiped.
 class Operands {
 public:
     Operands(const unsigned char* in, const unsigned int* rk, const unsigned char* out, std::size_t blocks)

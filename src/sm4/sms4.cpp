@@ -10,7 +10,7 @@ using namespace ulmaro;
 
 namespace {
 
-/// One block of words, big-endian readings of the bytes that kernels work on. out may be in.
+/// One block as words; the kernels work on its bytes, big-endian. out may be in.
 void run_block(sm4::Kernels::EcbFunction kernel, const unsigned int* in, const unsigned int* rk, unsigned int* out) {
     Wiped<unsigned char[16]> block;
     for (int i = 0; i < 4; ++i) store_be32(block.get() + 4 * i, in[i]);
@@ -42,7 +42,7 @@ void ECB_EN_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { encrypt
 
 void ECB_DE_MOD(unsigned int* in, unsigned int* rk, unsigned int* out) { decrypt_words(in, rk, out); }
 
-// The vector is read before the length is looked at, and out may be in.
+// iv is read before the length is checked, and out may be in.
 void CBC_EN_MOD(unsigned int* in, int len, unsigned int* rk, unsigned int* iv, unsigned int* out) {
     Wiped<std::uint32_t[4]> chain;
     std::uint32_t* v = chain.get();

@@ -27,8 +27,8 @@ int usage_error(const char* message) {
     return kExitUsage;
 }
 
-/// The empty argument that means nothing, if there is one: only an identity may be empty. It names no file, and the
-/// parser passes over it.
+/// The first empty argument that is an error: only an identity may be empty. An empty argument names no file, and the
+/// parser skips it.
 std::vector<std::string>::const_iterator find_empty(const std::vector<std::string>& args) {
     for (auto at = args.begin(); at != args.end(); ++at) {
         if (*at == "--") return std::find(at, args.end(), "");
@@ -37,16 +37,16 @@ std::vector<std::string>::const_iterator find_empty(const std::vector<std::strin
     return args.end();
 }
 
-/// A file that the tool opens must not become descriptor 0, 1 or 2, where messages and results go. Reading or writing
-/// what was closed goes on failing.
+/// A file that the tool opens must not become descriptor 0, 1 or 2, where messages and results go. Reads and writes on
+/// a descriptor that was closed still fail.
 void occupy_standard_descriptors() {
     for (int fd = 0; fd <= 2; ++fd) {
         if (::fcntl(fd, F_GETFD) < 0) ::open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
     }
 }
 
-/// The operands of sm3 may be any file names, but the parser takes one in brackets for a list and leaves the
-/// subcommand at "--". All options of sm3 are flags, so its operands can be told apart and taken out before.
+/// The operands of sm3 may be any file names, but the parser takes a name in brackets for a list and leaves the
+/// subcommand at "--". All options of sm3 are flags, so its operands can be recognised and removed beforehand.
 std::vector<std::string> take_operands(std::vector<std::string>& args) {
     std::vector<std::string> operands;
     if (args.empty() || args.front() != "sm3") return operands;
@@ -62,7 +62,7 @@ std::vector<std::string> take_operands(std::vector<std::string>& args) {
 int run(int argc, char** argv, ExitCodes& exit) {
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     if (const auto empty = find_empty(args); empty != args.end()) {
-        // What stands before it may be a key.
+        // Do not print the argument before it unless it is an option: it may be a key.
         const bool option = empty != args.begin() && empty[-1].starts_with('-');
         complain(option ? empty[-1] + ": an empty argument" : "an empty argument");
         return kExitUsage;
@@ -74,10 +74,9 @@ int run(int argc, char** argv, ExitCodes& exit) {
     app.set_version_flag("--version", "ulmaro " ULMARO_ALGRITHM_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Exit codes: 0 success, 1 failure, 2 wrong usage. 'verify' and 'sm3 --check': 0 yes, 1 no, 2 it could not be "
-        "told.\n"
-        "'-' stands for standard input or output. A file that -o replaces keeps owner and permissions, but no\n"
-        "set-user-ID or set-group-ID bit.");
+        "Exit codes: 0 success, 1 failure, 2 wrong usage. 'verify' and 'sm3 --check': 0 yes, 1 no, 2 not checked.\n"
+        "'-' stands for standard input or output. A file that -o replaces keeps its owner and permissions, but not\n"
+        "its set-user-ID and set-group-ID bits.");
 
     add_sm3(app, operands, exit);
     add_sm4(app);
@@ -105,7 +104,7 @@ int run(int argc, char** argv, ExitCodes& exit) {
     return exit.status;
 }
 
-/// A full disk shows itself to printf() only when the buffer is written.
+/// printf() notices a full disk only when the buffer is written.
 int close_stdout(int status, const ExitCodes& exit) {
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
     std::fprintf(stderr, "ulmaro: standard output: %s\n", std::strerror(errno));

@@ -2,9 +2,9 @@
 //
 //   compress(v[8], data[64 * blocks], blocks)    v and data do not overlap; any alignment of data
 //
-// Without lanes: a block takes fewer than seven instructions a round here, and nine in four lanes of NEON registers.
+// Without lanes: a block takes fewer than seven instructions per round here, and nine in four lanes of NEON registers.
 //
-// The instructions want A and E in the highest lane, so the halves of the state are kept backwards: D C B A, H G F E.
+// The instructions need A and E in the highest lane, so the halves of the state are kept backwards: D C B A, H G F E.
 #include <arm_neon.h>
 
 #include <utility>

@@ -2,7 +2,7 @@
 //
 //   compress_portable(v[8], data[64 * blocks], blocks)    v and data do not overlap; any alignment of data
 //
-// Expansion runs four words ahead of the rounds, in a ring of 16 words: what fits the registers least badly.
+// Expansion runs four words ahead of the rounds, in a ring of 16 words, which needs the fewest spills.
 #include "base/bytes.hpp"
 #include "base/wipe.hpp"
 #include "sm3/constants.hpp"
@@ -17,8 +17,8 @@ struct State {
     std::uint32_t a, b, c, d, e, f, g, h;
 };
 
-/// Rounds j to j + 3 of sixteen; t and w are the constants and the words of the sixteen. Words four rounds ahead that
-/// are not the block's own are made on the way, in the place of those that are 16 older.
+/// Rounds j to j + 3 of sixteen; t and w are the constants and the words of the sixteen. Words four rounds ahead,
+/// beyond the block's own, are computed along the way and replace those 16 older.
 template <bool early, unsigned j>
 [[gnu::always_inline]] inline void four_rounds(State& s, std::uint32_t* w, const std::uint32_t* t) noexcept {
     const auto at = [w](unsigned i) -> std::uint32_t& { return w[i % 16]; };

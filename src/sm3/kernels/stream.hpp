@@ -1,4 +1,4 @@
-// One stream, for the kernels that share it: as Kernels::compress.
+// One stream, for the kernels that share it: like Kernels::compress.
 #pragma once
 
 #include <cstddef>

@@ -25,7 +25,7 @@ struct Avx512 {
     static Vector exor(Vector a, Vector b, Vector c) { return _mm512_ternarylogic_epi32(a, b, c, exor_table); }
     template <int n>
     static Vector rotate(Vector v) {
-        return _mm512_maskz_rol_epi32(0xffff, v, n);  // the plain form makes g++ 12 warn of its own header
+        return _mm512_maskz_rol_epi32(0xffff, v, n);  // the plain form makes g++ 12 warn about its own header
     }
     static Vector majority(Vector a, Vector b, Vector c) { return _mm512_ternarylogic_epi32(a, b, c, majority_table); }
     static Vector choice(Vector e, Vector f, Vector g) { return _mm512_ternarylogic_epi32(e, f, g, choice_table); }

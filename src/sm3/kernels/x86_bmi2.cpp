@@ -2,11 +2,11 @@
 //
 //   compress_bmi2(v[8], data[64 * blocks], blocks)    v and data do not overlap; any alignment of data
 //
-// The rounds are bound by one chain of dependent instructions through E, 6 cycles a round below 16 and 7 from there
-// on, and by the four integer units, which they keep busy for about 6. So all that is not a round runs in the vector
-// units: the message expansion, three words a step, and W xor W[+4]. Both reach the rounds through memory operands.
+// The rounds are bound by one chain of dependent instructions through E, 6 cycles per round below 16 and 7 from there
+// on, and by the four integer units, which they keep busy for about 6. So everything else runs in the vector units: the
+// message expansion, three words per step, and W xor W[+4]. Both reach the rounds through memory operands.
 //
-// A round is inline assembly: with the order that compilers give the same instructions a block takes 15 % longer.
+// A round is inline assembly: in the order that compilers choose for the same instructions a block takes 15 % longer.
 // round() in sm3/rounds.hpp is its twin in C++.
 #include <immintrin.h>
 
@@ -29,13 +29,13 @@ struct Schedule {
 };
 
 /// The words that later ones come from, as rings: aligned[i % 6] is W_3i to W_3i+2 and shifted[i % 6] is W_3i+1 to
-/// W_3i+3. Nothing is known of the fourth lanes.
+/// W_3i+3. The fourth lanes are unspecified.
 struct Triples {
     __m128i aligned[6];
     __m128i shifted[6];
 };
 
-/// A to D and E to H as the first round finds them; every round renames them by one place.
+/// A to D and E to H at the first round; every round renames them by one place.
 struct State {
     std::uint32_t left[4];
     std::uint32_t right[4];
@@ -56,7 +56,7 @@ template <int n>
     _mm_store_si128(reinterpret_cast<__m128i*>(s->wp[row % 8]), _mm_xor_si128(w, w4));
 }
 
-/// Row i < 4 from the block, which is read in its quarters: they are what a caller that filled it wrote as a whole.
+/// Row i < 4 from the block, which is read in quarters: a caller that has just filled it wrote each in one store.
 template <unsigned i>
 [[gnu::always_inline]] inline void known_row(Triples& t, Schedule* s, const std::uint8_t* data) {
     if constexpr (i == 0) {
@@ -219,7 +219,7 @@ template <unsigned... i>
 void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept {
     if (blocks == 0) return;
     compress_blocks(v, data, blocks);
-    wipe_used_stack(512);  // the schedule, and what is left of the triples and the state
+    wipe_used_stack(512);  // the schedule, and the rest of the triples and the state
 }
 
 }  // namespace ulmaro::sm3

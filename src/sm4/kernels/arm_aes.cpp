@@ -65,7 +65,7 @@ struct Aes128 {
         g = shuffle(map(y, table_g), unshift_rotation1);
     }
 
-    // One word a vector: it stands in all four columns, where the row shift changes nothing, and bytes rotate through
+    // One word per vector: it stands in all four columns, where the row shift changes nothing, and bytes rotate through
     // the whole register.
     template <int word>
     static Vector take_word(Vector v) {

@@ -64,7 +64,7 @@ template <std::size_t blocks>
     for (std::size_t i = 0; i < blocks; ++i) vst1q_u8(out + 16 * i, x[i]);
 }
 
-// Inlined, so that the schedule has no place in memory.
+// Inlined, so that the schedule never gets a place in memory.
 [[gnu::always_inline]] inline void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
                                        const Schedule& s) {
     for (; blocks >= wide; blocks -= wide, in += 16 * wide, out += 16 * wide) ecb_some<wide>(in, out, s);
@@ -77,7 +77,7 @@ template <std::size_t blocks>
     for (; blocks != 0; --blocks, in += 16, out += 16) ecb_some<1>(in, out, s);
 }
 
-/// The ciphertext stays in registers, for out may be in or lie below it. chain is the block before in.
+/// The ciphertext stays in registers, because out may be in or lie below it. chain is the block before in.
 template <std::size_t blocks>
 [[gnu::always_inline]] inline void cbc_some(const std::uint8_t* in, std::uint8_t* out, const Schedule& s,
                                             uint8x16_t& chain) {

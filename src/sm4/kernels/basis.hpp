@@ -120,7 +120,7 @@ constexpr AfterInversion after(S sbox_output) {
 inline constexpr ByteMap undo_isomorphism = inverse(isomorphism);
 inline constexpr ByteMap undo_aes_affine = inverse(aes_affine);
 
-/// The output of the S-box, from what the instruction gives for a byte that enter_key has mapped.
+/// The output of the S-box, from the result of the instruction for a byte that enter_key has mapped.
 inline constexpr ByteMap sbox_after_inverse = affine([](unsigned y) { return sm4_affine(undo_isomorphism(y)); });
 inline constexpr ByteMap sbox_after_aes = affine([](unsigned y) { return sbox_after_inverse(undo_aes_affine(y)); });
 
@@ -191,7 +191,7 @@ constexpr Table spread_word(unsigned word) {
 }
 inline constexpr Table spread_words[4] = {spread_word(0), spread_word(1), spread_word(2), spread_word(3)};
 
-/// The way back, with zero in the place of the other words.
+/// The way back, with zero in place of the other words.
 constexpr Table collect_word(unsigned word) {
     Table t = all(0x80);
     for (unsigned i = 0; i < 4; ++i) t.byte[4 * word + i] = static_cast<std::uint8_t>(4 * i);

@@ -1,7 +1,7 @@
 // SM4 in plain C++. Contract: sm4/kernels.hpp.
 //
-// A round waits on its S-box loads for most of its time, so blocks that do not depend on each other are run side by
-// side: four at once for ECB and for CBC decryption. CBC encryption has one chain and runs alone.
+// A round waits for its S-box loads most of the time, so independent blocks are run side by side: four at once for ECB
+// and for CBC decryption. CBC encryption is one chain and runs one block at a time.
 #include <cstring>
 
 #include "base/wipe.hpp"
@@ -81,7 +81,7 @@ void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const st
 }
 
 /// Decrypts width blocks; v is the ciphertext block before the first of them, and the last of them afterwards. The
-/// ciphertext is kept, for out may be in.
+/// ciphertext is kept, because out may be in.
 template <unsigned width>
 [[gnu::always_inline]] inline void cbc_group(const std::uint8_t* in, std::uint8_t* out, const std::uint32_t* rk,
                                              std::uint32_t (&v)[4]) noexcept {
@@ -121,7 +121,7 @@ void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, 
 
 /// tau without the table.
 std::uint32_t substitute_by_circuit(std::uint32_t x) noexcept {
-    constexpr std::uint32_t lowest = 0x01010101;  // of the bits of a plane only those are looked at
+    constexpr std::uint32_t lowest = 0x01010101;  // only these bits of a plane are used
     Planes<std::uint32_t> p;
     for (unsigned i = 0; i < 8; ++i) p.plane[i] = x >> i;
     p = substitute_planes(p);
@@ -130,7 +130,7 @@ std::uint32_t substitute_by_circuit(std::uint32_t x) noexcept {
     return y;
 }
 
-/// Slower than the table by a factor of five, but a key deserves it.
+/// Five times slower than the table, but keys must not be looked up.
 void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
     with_wiped_stack(kStack, [=] {
         std::uint32_t k[4];

@@ -1,7 +1,7 @@
 // The S-box of SM4 as logic on bit planes, for as many bytes side by side as a word W has bits: no look-up, no branch.
 //
 // The S-box is an inversion in GF(2^8) between two affine maps (sm4/kernels/basis.hpp). Here the field is a tower of
-// quadratic extensions, in which an inversion comes down to one in the field below and a few products:
+// quadratic extensions, in which an inversion reduces to one in the field below and a few products:
 //     GF(2^2) = GF(2)[w]   / (w^2 + w + 1)
 //     GF(2^4) = GF(2^2)[z] / (z^2 + z + w)
 //     GF(2^8) = GF(2^4)[y] / (y^2 + y + w z)

@@ -2,10 +2,9 @@
 //
 // Wide holds Wide::lanes blocks in a vector, of which there are Wide::registers. Four such vectors, transposed, are the
 // words X0..X3 of 4 * lanes blocks: a group. Up to `most` groups run side by side, so that the latency of one hides
-// behind the others. Straight code for so many is quicker only while registers hold their state: up to `unrolled`
-// groups have that, and more run in loops, at a fraction of the size. Narrow holds one block, and is as quick as can be
-// for a single one. Both keep state in the basis of basis.hpp between load and store. Nothing here branches on data or
-// looks data up in memory.
+// behind the others. Straight code is faster only while registers hold the state: up to `unrolled` groups use it, and
+// more run in loops, at a fraction of the size. Narrow holds one block, and is the fastest for a single one. Both keep
+// state in the basis of basis.hpp between load and store. Nothing here branches on data or looks data up in memory.
 #pragma once
 
 #include <cstddef>
@@ -67,7 +66,7 @@ struct SerialBlock {
                 Narrow::template take_word<3>(v)};
     }
 
-    /// The block that the reverse transform makes of the words.
+    /// The block that the reverse transform makes from the words.
     Vector reversed() const { return Narrow::leave(Narrow::join_words(x3, x2, x1, x0)); }
 };
 
@@ -80,8 +79,8 @@ struct VectorModes {
     static constexpr std::size_t group_blocks = 4 * Wide::lanes;
     static constexpr std::size_t vector_bytes = 16 * Wide::lanes;
 
-    /// What a group leaves in the frames of run and its callees: its state in both, and where there are few registers
-    /// once more on its way from one to the other.
+    /// What a group leaves in the frames of run and its callees: its state in both and, where registers are few, once
+    /// more on its way from one to the other.
     static constexpr std::size_t spilled = (Wide::registers < 32 ? 3 : 2) * 4 * sizeof(Vector);
 
     struct Keys {
@@ -94,7 +93,7 @@ struct VectorModes {
             Narrow::store(reinterpret_cast<std::uint8_t*>(keys.word + i), four_keys<Narrow, order>(rk, i));
     }
 
-    /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)). Of what is summed first, X1 may be ready last.
+    /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)). X1 may be ready last, so X2 + X3 is summed first.
     [[gnu::always_inline]] static void round(Vector& x0, Vector x1, Vector x2_x3, Vector key) {
         Vector f, g;
         Wide::substitute(x1, x2_x3, key, f, g);
@@ -137,7 +136,7 @@ struct VectorModes {
         }
     }
 
-    /// Vector j of `blocks` blocks at p, of which the last vectors may lack some or all.
+    /// Vector j of `blocks` blocks at p; the last vectors may be partial or empty.
     static Vector load_some(const std::uint8_t* p, std::size_t j, std::size_t blocks) {
         const std::size_t first = j * Wide::lanes;
         return first < blocks ? Wide::load_blocks(p + 16 * first, blocks - first) : Wide::zero();
@@ -170,7 +169,7 @@ struct VectorModes {
         }
     }
 
-    /// The blocks that the reverse transform makes of the words of a group.
+    /// The blocks that the reverse transform makes from the words of a group.
     [[gnu::always_inline]] static void reverse(Group& v, const Group& x) {
 #pragma GCC unroll 4
         for (std::size_t j = 0; j < 4; ++j) v[j] = x[3 - j];
@@ -194,8 +193,8 @@ struct VectorModes {
         for (std::size_t j = 0; j < 4; ++j) store_some(out, v[j], j, blocks);
     }
 
-    /// For CBC: in is what the words came from; chain is the block before it, and afterwards its last. What is added is
-    /// read one vector ahead of what is written, for out may be in or lie below it.
+    /// For CBC: the words came from in; chain is the block before it, and afterwards its last. Reading runs one vector
+    /// ahead of writing, because out may be in or lie below it.
     [[gnu::noinline]] static void store_chained(const Group* x, std::uint8_t* out, std::size_t blocks,
                                                 const std::uint8_t* in, Block& chain) {
         Vector before = Wide::load_behind(chain, in, blocks);
@@ -289,7 +288,7 @@ struct VectorModes {
         all<Order::backward>(in, out, blocks, rk, &chain);
     }
 
-    /// The chaining value stays in the basis, a word a vector: a block adds one sum to the chain of its rounds.
+    /// The chaining value stays in the basis, one word per vector: a block adds one sum to the chain of its rounds.
     static void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                             const std::uint8_t* iv) noexcept {
         auto v = SerialBlock<Narrow>::load(iv);

@@ -1,4 +1,4 @@
-// Rounds of SM4 with the AES instructions of x86: one block a vector, and with AVX2 two.
+// Rounds of SM4 with the AES instructions of x86: one block per vector, and with AVX2 two.
 #pragma once
 
 #include "sm4/kernels/basis.hpp"
@@ -18,7 +18,7 @@ inline constexpr basis::NibbleTables table_f = basis::nibble_tables(basis::linea
 inline constexpr basis::NibbleTables table_g = basis::nibble_tables(basis::linear_part(basis::after_aes.g));
 inline constexpr basis::NibbleTables table_sum = basis::nibble_tables(basis::linear_part(basis::after_aes.sum));
 
-/// The same key for a word that stands in the first bytes of the columns: the other bytes become AES(0) + 63 = 0.
+/// The same key for a word in the first bytes of the columns: the other bytes become AES(0) + 63 = 0.
 inline constexpr basis::Table aes_key_for_word = [] {
     basis::Table t = basis::all(0x63);
     for (unsigned i = 0; i < 16; i += 4) t.byte[i] = basis::after_aes.root;

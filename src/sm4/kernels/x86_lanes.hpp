@@ -1,5 +1,5 @@
 // Blocks in x86 vector registers: one, two or four in each, and the steps that all kernels of this architecture share.
-// A width is there when the including file is compiled for it.
+// A width exists when the including file is compiled for it.
 #pragma once
 
 #include <immintrin.h>
@@ -38,7 +38,7 @@ struct Lanes128 {
         return _mm_or_si128(_mm_slli_epi32(v, bits), _mm_srli_epi32(v, 32 - bits));
     }
     static Vector shuffle(Vector v, const basis::Table& from) { return _mm_shuffle_epi8(v, repeat(from)); }
-    // One word a vector: byte i of the word is the first of column i, so that a rotation by bytes is one of columns.
+    // One word per vector: byte i of the word is the first of column i, so that a rotation by bytes is one of columns.
     template <int word>
     static Vector take_word(Vector v) {
         return shuffle(v, basis::spread_words[word]);

@@ -1,4 +1,4 @@
-// The command line as the commands see it. Only this room and main() include the parser, whose templates take seconds
+// The command line as the commands see it. Only this folder and main() include the parser, whose templates take seconds
 // to compile.
 #pragma once
 
@@ -48,7 +48,7 @@ void choice(CLI::App& app, const std::string& names, T& value, const std::map<st
     choice(app, names, words, store, help, need);
 }
 
-/// Refuses the option together with any of the others.
+/// Refuses the option in combination with any of the others.
 void exclude(CLI::App& app, const std::string& name, std::initializer_list<const char*> others);
 
 }  // namespace ulmaro::tool::cli

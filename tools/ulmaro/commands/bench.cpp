@@ -22,10 +22,10 @@ constexpr std::size_t kMessage = 32;
 struct Task {
     const char* name;
     std::size_t bytes;           // in one call; 0: calls are counted
-    std::function<bool()> call;  // whether the result was right, as far as the call tells
+    std::function<bool()> call;  // returns whether the result was right, as far as it can tell
 };
 
-/// Of the processor, not of the wall: other programs do not count.
+/// Processor time, not wall time: other programs do not count.
 double seconds_of(const Task& task, long calls) {
     const std::clock_t start = std::clock();
     for (long i = 0; i < calls; ++i) {
@@ -34,7 +34,7 @@ double seconds_of(const Task& task, long calls) {
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-/// Calls a second: the median of five batches that together take about the time given.
+/// Calls per second: the median of five batches that together take about the given time.
 double rate_of(const Task& task, double seconds) {
     std::array<double, 5> rates{};
     const double batch = seconds / rates.size();
@@ -54,7 +54,7 @@ void print_rate(const Task& task, double rate) {
     std::fflush(stdout);
 }
 
-/// What the tasks work on: fresh keys, and nothing that is worth hiding.
+/// What the tasks work on: fresh keys, and nothing worth protecting.
 struct Workplace {
     ec_group_st group{};
     ECC_PUBLIC_KEY public_key{}, other_public_key{};
@@ -120,9 +120,9 @@ void measure(double seconds) {
 
 void add_bench(CLI::App& app) {
     const auto seconds = std::make_shared<double>(0.3);
-    CLI::App& sub = cli::command(app, "bench", "Measure this machine, and name the kernels in use",
+    CLI::App& sub = cli::command(app, "bench", "Measure the speed of this machine, and name the kernels in use",
                                  [seconds] { measure(*seconds); });
-    cli::number(sub, "--time", *seconds, 0.001, 60, "Seconds for each line (default 0.3)");
+    cli::number(sub, "--time", *seconds, 0.001, 60, "Seconds per line (default: 0.3)");
 }
 
 }  // namespace ulmaro::tool

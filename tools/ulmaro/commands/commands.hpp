@@ -13,7 +13,7 @@ namespace ulmaro::tool {
 
 struct ExitCodes;
 
-/// operands: the file names, which main() has taken out of the command line.
+/// operands: the file names, which main() has removed from the command line.
 void add_sm3(CLI::App& app, const std::vector<std::string>& operands, ExitCodes& exit);
 void add_sm4(CLI::App& app);
 void add_keygen(CLI::App& app);

@@ -17,11 +17,11 @@ struct Files {
 };
 
 void add_files(CLI::App& sub, Files& files) {
-    cli::option(sub, "-i,--in,--input", files.input, "Input, standard input when not given");
-    cli::option(sub, "-o,--out,--output", files.output, "Output, standard output when not given");
+    cli::option(sub, "-i,--in,--input", files.input, "Input (default: standard input)");
+    cli::option(sub, "-o,--out,--output", files.output, "Output (default: standard output)");
 }
 
-/// Reads in one format, writes in another. Value is what stands between them.
+/// Reads one format and writes another, by way of a Value.
 template <typename Format, typename Value>
 void add_pair(CLI::App& convert, const char* name, const char* help, const std::map<std::string, Format>& formats,
               Value (*read)(std::span<const unsigned char>, Format), SecretBuffer (*write)(const Value&, Format)) {
@@ -69,7 +69,7 @@ void convert_key(const KeyConversion& o) {
     keep_input(o.files.output,
                {o.passphrase_file.value_or(""), o.new_passphrase_file.value_or(""), drops_secret ? o.files.input : ""});
     if (o.only_public || !key.has_secret) {
-        if (encrypt) throw Failure(o.files.input + ": a public key is not encrypted");
+        if (encrypt) throw Failure(o.files.input + ": a public key cannot be encrypted");
         return write_whole(o.files.output, write_public_key(key.point, o.to).span());
     }
     SecretBuffer passphrase(0);
@@ -83,8 +83,8 @@ void add_key(CLI::App& convert) {
                                  [o] { convert_key(*o); });
     add_files(sub, o->files);
     cli::choice(sub, "--to", o->to, kKeyFormats, "Format of the output", cli::Need::required);
-    cli::flag(sub, "--public", o->only_public, "Write the public key, of a private one too");
-    cli::option(sub, "--passphrase-file", o->passphrase_file, "First line: passphrase of the input");
+    cli::flag(sub, "--public", o->only_public, "Write only the public key, also of a private one");
+    cli::option(sub, "--passphrase-file", o->passphrase_file, "File whose first line is the input's passphrase");
     cli::flag(sub, "--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
     cli::option(sub, "--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
 }
@@ -95,8 +95,8 @@ void add_convert(CLI::App& app) {
     CLI::App& convert = cli::family(app, "convert", "Convert keys, signatures and ciphertexts between formats");
     cli::footer(
         convert,
-        "Ciphertexts: der is GM/T 0009, raw the library's record; c1c3c2 (the order of today) and c1c2c3 (the one\n"
-        "before) begin with the byte 04, their -bare forms do not.");
+        "Ciphertexts: der is GM/T 0009, raw the library's record; c1c3c2 (today's order) and c1c2c3 (the older one)\n"
+        "begin with the byte 04, their -bare forms do not.");
     add_key(convert);
     add_pair(convert, "signature", "Convert a signature", kSignatureFormats, read_signature, write_signature);
     add_pair(convert, "ciphertext", "Convert an SM2 ciphertext", kCiphertextFormats, read_ciphertext, write_record);

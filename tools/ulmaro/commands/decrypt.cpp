@@ -38,9 +38,9 @@ void add_decrypt(CLI::App& app) {
     const auto o = std::make_shared<Options>();
     CLI::App& sub = cli::command(app, "decrypt", "Decrypt a file with SM2", [o] { run(*o); });
     add_key_options(sub, o->key, "The private key");
-    cli::option(sub, "-i,--in,--input", o->input, "The ciphertext, standard input when not given");
+    cli::option(sub, "-i,--in,--input", o->input, "The ciphertext (default: standard input)");
     cli::option(sub, "-o,--out,--output", o->output,
-                "The message, standard output when not given; a new file is readable for its owner only");
+                "The message (default: standard output); a new file is readable only by its owner");
     cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
 }
 

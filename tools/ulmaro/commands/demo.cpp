@@ -54,7 +54,7 @@ public:
         step("Verify the signature with the public key");
         expect(verify(e, point_, signature_), "valid", "the signature was refused");
 
-        step("Verify it over a tampered copy: the file with one byte more");
+        step("Verify it against a tampered copy: the file with one byte more");
         const Digest tampered = digest_with(z, "!");
         show("e", to_hex(tampered));
         expect(!verify(tampered, point_, signature_), "refused, as it should be", "a tampered file was accepted");
@@ -83,7 +83,7 @@ private:
         if (!good) throw Failure(complaint);
         show("result", result);
     }
-    /// e of the file with something after it.
+    /// e of the file with something appended.
     Digest digest_with(const Digest& z, std::string_view suffix) const {
         Input input(path_);
         Sm3 hash;
@@ -130,7 +130,7 @@ void Tour::encrypt_and_decrypt_file() {
     sm4_encrypt(job_, original, sealed_out);
     std::array<unsigned char, 48> start{};
     sealed.reader().read(start);
-    show("IV", to_hex(std::span(start).first(16)) + "  (random, stands before the ciphertext)");
+    show("IV", to_hex(std::span(start).first(16)) + "  (random, stored before the ciphertext)");
     show("ciphertext", to_hex(std::span(start).last(32)) + "...");
     show("size", std::to_string(original.size()) + " bytes became " + std::to_string(sealed.reader().size()) +
                      ", with IV and padding");
@@ -147,7 +147,7 @@ void Tour::encrypt_and_decrypt_file() {
 }
 
 void run(const std::string& file) {
-    // Without a file the program itself is at hand on every machine.
+    // Without a file, use the program itself: every machine has it.
     const std::string path = file.empty() ? "/proc/self/exe" : file;
     const Input probe(path);
     if (path == "-" || probe.size() == 0) throw Failure(probe.name() + ": the demo needs a regular file with content");

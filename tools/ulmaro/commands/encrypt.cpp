@@ -22,7 +22,7 @@ void run(const Options& o) {
     load_key(o.key, key);
     Input input(o.input);
     const SecretBuffer message = input.read_all(kMaxMessage);
-    if (message.size() == 0) throw Failure(input.name() + ": empty, and SM2 cannot decrypt an empty message");
+    if (message.size() == 0) throw Failure(input.name() + ": empty, and SM2 cannot encrypt an empty message");
     const SecretBuffer record = encrypt(message.span(), key.point);
     write_whole(o.output, write_ciphertext(record.span(), o.format).span());
 }
@@ -33,11 +33,11 @@ void add_encrypt(CLI::App& app) {
     const auto o = std::make_shared<Options>();
     CLI::App& sub = cli::command(app, "encrypt", "Encrypt a file with SM2", [o] { run(*o); });
     add_key_options(sub, o->key, "The receiver's public key, or private key");
-    cli::option(sub, "-i,--in,--input", o->input, "The message, standard input when not given");
-    cli::option(sub, "-o,--out,--output", o->output, "The ciphertext, standard output when not given");
+    cli::option(sub, "-i,--in,--input", o->input, "The message (default: standard input)");
+    cli::option(sub, "-o,--out,--output", o->output, "The ciphertext (default: standard output)");
     cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
     cli::footer(sub, "The message has 1 to " + std::to_string(kMaxMessage) +
-                         " bytes and is held in memory. For a large file encrypt it with sm4, and its key with this.");
+                         " bytes and is held in memory. Encrypt a large file with sm4, and its key with this.");
 }
 
 }  // namespace ulmaro::tool

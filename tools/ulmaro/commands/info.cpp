@@ -14,7 +14,7 @@
 namespace ulmaro::tool {
 namespace {
 
-/// The file that keys come from at run time, which need not be the one of the build.
+/// The library that draws keys at run time, which need not be the one of the build.
 std::string library_path() {
     Dl_info info{};
     const auto* const source_of_keys = reinterpret_cast<const void*>(&SM2_ECC_GenerateKeyPair);

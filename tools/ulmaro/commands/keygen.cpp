@@ -37,8 +37,7 @@ void run(const Options& o) {
     Key key;
     key.has_secret = true;
     generate_key_pair(*key.secret, key.point);
-    // Both are written before one appears, so that a full disk leaves neither; and no public key without its private
-    // one.
+    // Both are written before either appears, so that a full disk leaves neither; and the private key appears first.
     private_file.write(write_private_key(key, o.format, passphrase.span()).span());
     if (public_file) public_file->write(write_public_key(key.point, o.format).span());
     private_file.commit();
@@ -50,13 +49,13 @@ void run(const Options& o) {
 void add_keygen(CLI::App& app) {
     const auto o = std::make_shared<Options>();
     CLI::App& sub = cli::command(app, "keygen", "Make an SM2 key pair", [o] { run(*o); });
-    cli::option(sub, "-o,--out,--output", o->output, "The private key, readable for its owner only",
+    cli::option(sub, "-o,--out,--output", o->output, "The private key, readable only by its owner",
                 cli::Need::required);
     cli::option(sub, "--pub", o->public_output, "The public key");
     cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
     cli::flag(sub, "-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
     cli::option(sub, "--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
-    cli::flag(sub, "--force", o->force, "Replace files that exist already");
+    cli::flag(sub, "--force", o->force, "Replace existing files");
 }
 
 }  // namespace ulmaro::tool

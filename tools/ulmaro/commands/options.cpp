@@ -38,14 +38,14 @@ void keep_input(const std::string& output, std::initializer_list<std::string> in
         struct stat in {};
         const int result = input == "-" ? ::fstat(STDIN_FILENO, &in) : ::stat(input.c_str(), &in);
         if (result == 0 && in.st_dev == out.st_dev && in.st_ino == out.st_ino) {
-            throw Failure(output + ": is an input, which would be lost");
+            throw Failure(output + ": also an input, which would be lost");
         }
     }
 }
 
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help) {
     cli::option(sub, "-k,--key", options.file, help, cli::Need::required);
-    cli::option(sub, "--passphrase-file", options.passphrase_file, "First line: passphrase of an encrypted key");
+    cli::option(sub, "--passphrase-file", options.passphrase_file, "File whose first line is the key's passphrase");
 }
 
 void load_key(const KeyOptions& options, Key& key) {
@@ -66,14 +66,13 @@ void load_private_key(const KeyOptions& options, Key& key) {
 }
 
 void add_message_options(CLI::App& sub, MessageOptions& options) {
-    cli::option(sub, "-i,--in,--input", options.input, "The message, standard input when not given");
-    cli::option(sub, "--id", options.identity, "User identity, '1234567812345678' when not given");
-    cli::flag(sub, "--no-progress", options.no_progress, "Draw no progress bar");
+    cli::option(sub, "-i,--in,--input", options.input, "The message (default: standard input)");
+    cli::option(sub, "--id", options.identity, "User identity (default: '1234567812345678')");
+    cli::flag(sub, "--no-progress", options.no_progress, "Show no progress bar");
 }
 
 void add_digest_option(CLI::App& sub, MessageOptions& options) {
-    cli::option(sub, "--digest", options.digest,
-                "Take this e, 64 digits, instead of a message; it is not hashed again");
+    cli::option(sub, "--digest", options.digest, "Use this e, 64 digits, instead of a message; it is not hashed again");
     cli::exclude(sub, "--digest", {"--input", "--id"});
 }
 

@@ -1,4 +1,4 @@
-// Options that several commands have, and what they stand for.
+// Options that several commands share, and their meaning.
 #pragma once
 
 #include <initializer_list>
@@ -20,12 +20,12 @@ struct KeyOptions {
 
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help);
 
-/// Reads the key; messages carry the file's name.
+/// Reads the key; messages name the file.
 void load_key(const KeyOptions& options, Key& key);
 /// The same, and refuses a file without a private key.
 void load_private_key(const KeyOptions& options, Key& key);
 
-/// What is signed: a message and who signs it, or a digest that is ready.
+/// What is signed: a message and the signer's identity, or a digest already computed.
 struct MessageOptions {
     std::string input = "-";
     std::optional<std::string> identity;
@@ -43,11 +43,11 @@ std::string message_input(const MessageOptions& options);
 /// e, from the message or as given.
 Digest digest_to_sign(const MessageOptions& options, const ECC_PUBLIC_KEY& point);
 
-/// Refuses when more than one of the inputs is standard input: the second would find nothing.
+/// Refuses more than one input from standard input: the second would find nothing.
 void require_one_stdin(std::initializer_list<std::string> inputs);
 
-/// Refuses an output that would take the place of one of these inputs, which is more than a new form of it. Empty names
-/// stand for nothing.
+/// Refuses an output that would replace one of these inputs and so lose it, unlike a mere conversion. Empty names are
+/// ignored.
 void keep_input(const std::string& output, std::initializer_list<std::string> inputs);
 
 extern const std::map<std::string, KeyFormat> kKeyFormats;

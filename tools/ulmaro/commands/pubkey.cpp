@@ -17,14 +17,14 @@ struct Options {
 
 void add_pubkey(CLI::App& app) {
     const auto o = std::make_shared<Options>();
-    CLI::App& sub = cli::command(app, "pubkey", "Print the public key of a private one", [o] {
+    CLI::App& sub = cli::command(app, "pubkey", "Print the public key of a private key", [o] {
         Key key;
         load_key(o->key, key);
         keep_input(o->output, {o->key.passphrase_file.value_or(""), key.has_secret ? o->key.file : ""});
         write_whole(o->output, write_public_key(key.point, o->format).span());
     });
     add_key_options(sub, o->key, "The private key");
-    cli::option(sub, "-o,--out,--output", o->output, "Output, standard output when not given");
+    cli::option(sub, "-o,--out,--output", o->output, "Output (default: standard output)");
     cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
 }
 

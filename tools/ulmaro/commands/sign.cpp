@@ -29,7 +29,7 @@ void add_sign(CLI::App& app) {
     add_key_options(sub, o->key, "The private key");
     add_message_options(sub, o->message);
     add_digest_option(sub, o->message);
-    cli::option(sub, "-o,--out,--output", o->output, "The signature, standard output when not given");
+    cli::option(sub, "-o,--out,--output", o->output, "The signature (default: standard output)");
     cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
 }
 

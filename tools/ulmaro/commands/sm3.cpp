@@ -80,17 +80,17 @@ void add_sm3(CLI::App& app, const std::vector<std::string>& operands, ExitCodes&
         o->files = operands;
         run(*o, exit);
     });
-    cli::option(sub, "FILE", o->files, "Files; none or '-' is standard input");
+    cli::option(sub, "FILE", o->files, "Files; with none, or for '-', standard input");
     cli::flag(sub, "-c,--check", o->check, "Read digests from the FILEs and check them");
     cli::flag(sub, "-b,--binary,!-t,!--text", o->binary, "Mark names with '*' (default: two blanks); same digest");
     cli::flag(sub, "--tag", o->tag, "Print lines in the form 'SM3 (NAME) = DIGEST'");
-    cli::flag(sub, "-z,--zero", o->zero, "End lines with NUL, and leave names as they are");
-    cli::flag(sub, "--ignore-missing", o->checking.ignore_missing, "Check: pass over files that are not there");
+    cli::flag(sub, "-z,--zero", o->zero, "End lines with NUL, and do not escape names");
+    cli::flag(sub, "--ignore-missing", o->checking.ignore_missing, "Check: skip files that do not exist");
     cli::flag(sub, "-q,--quiet", o->checking.quiet, "Check: print no OK lines");
-    cli::flag(sub, "-s,--status", o->checking.status_only, "Check: print nothing, the exit code tells");
-    cli::flag(sub, "--strict", o->checking.strict, "Check: malformed lines are a failure");
+    cli::flag(sub, "-s,--status", o->checking.status_only, "Check: print nothing, only set the exit code");
+    cli::flag(sub, "--strict", o->checking.strict, "Check: treat malformed lines as a failure");
     cli::flag(sub, "-w,--warn", o->checking.warn, "Check: warn about each malformed line");
-    cli::flag(sub, "--no-progress", o->no_progress, "Draw no progress bar");
+    cli::flag(sub, "--no-progress", o->no_progress, "Show no progress bar");
     cli::footer(
         sub,
         "Exit codes of --check: 0 every digest is right, 1 at least one is wrong, 2 none is wrong but something could\n"

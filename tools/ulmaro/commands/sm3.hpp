@@ -14,7 +14,7 @@ struct Sm3CheckOptions {
 };
 
 enum class Sm3Verdict {
-    good,      ///< all that was asked for holds
+    good,      ///< everything that was to be checked is right
     mismatch,  ///< at least one digest is wrong
     unknown,   ///< none is wrong, but something could not be checked
 };

@@ -67,7 +67,7 @@ void run(const Options& o, Transform transform, Access access) {
     if (o.iv) decode(*o.iv, "IV", job.iv.emplace());
     Input input(o.input);
     Output output(o.output, access);
-    if (output.feeds(input)) throw Failure(input.name() + ": is the output as well");
+    if (output.feeds(input)) throw Failure(input.name() + ": also the output");
     transform(job, input, output);
     output.commit();
 }
@@ -79,21 +79,21 @@ void add_direction(CLI::App& sm4, const char* name, const char* help, Transform 
     cli::choice(sub, "-p,--padding", o->padding, kPaddings, "The default is pkcs7, which always adds 1 to 16 bytes");
     cli::option(sub, "-K,--key", o->key, "32 hexadecimal digits; other users can see them, prefer --key-file");
     cli::option(sub, "-k,--key-file", o->key_file,
-                "File of 16 bytes or 32 hexadecimal digits; this or --key must be given");
+                "File with 16 bytes or 32 hexadecimal digits; this or --key is required");
     cli::exclude(sub, "--key-file", {"--key"});
-    cli::option(sub, "--iv", o->iv, "32 hexadecimal digits; without it the IV stands before the ciphertext");
-    cli::option(sub, "-i,--in,--input", o->input, "Input, standard input when not given");
-    cli::option(sub, "-o,--out,--output", o->output, "Output, standard output when not given");
-    cli::flag(sub, "--no-progress", o->no_progress, "Draw no progress bar");
+    cli::option(sub, "--iv", o->iv, "32 hexadecimal digits; without it the IV is stored before the ciphertext");
+    cli::option(sub, "-i,--in,--input", o->input, "Input (default: standard input)");
+    cli::option(sub, "-o,--out,--output", o->output, "Output (default: standard output)");
+    cli::flag(sub, "--no-progress", o->no_progress, "Show no progress bar");
 }
 
 }  // namespace
 
 void add_sm4(CLI::App& app) {
     CLI::App& sm4 = cli::family(app, "sm4", "Encrypt or decrypt a file with SM4");
-    cli::footer(sm4, "The ciphertext is not authenticated: a change to it can go unnoticed.");
+    cli::footer(sm4, "The ciphertext is not authenticated: changes to it can go unnoticed.");
     add_direction(sm4, "encrypt", "Encrypt a file", sm4_encrypt, Access::usual);
-    add_direction(sm4, "decrypt", "Decrypt a file; a new one is readable for its owner only", sm4_decrypt,
+    add_direction(sm4, "decrypt", "Decrypt a file; a new one is readable only by its owner", sm4_decrypt,
                   Access::secret);
 }
 

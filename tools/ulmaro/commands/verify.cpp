@@ -20,13 +20,13 @@ struct Options {
     SignatureFormat format = SignatureFormat::der;
 };
 
-/// Nothing when the file can be read but holds no signature; that is said.
+/// Nothing when the file can be read but holds no signature; says so.
 std::optional<ECC_SIGNATURE> load_signature(const Options& o) {
     Input input(o.signature);
     std::array<unsigned char, kLargestSignature + 1> bytes;
     const std::size_t n = input.read(bytes);
     try {
-        if (n > kLargestSignature) throw FormatError("more bytes than a signature has");
+        if (n > kLargestSignature) throw FormatError("too long for a signature");
         return read_signature(std::span(bytes).first(n), o.format);
     } catch (const FormatError& error) {
         complain(input.name() + ": " + error.what());
@@ -61,8 +61,8 @@ void add_verify(CLI::App& app, ExitCodes& exit) {
     cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
     cli::footer(
         sub,
-        "Exit codes: 0 the signature is valid, 1 it is not, also when the file holds no signature, 2 it could not\n"
-        "be told: a file cannot be read, the key is damaged, wrong usage.");
+        "Exit codes: 0 the signature is valid; 1 it is not, or the file holds none; 2 it could not be checked: a file\n"
+        "cannot be read, the key is damaged, wrong usage.");
 }
 
 }  // namespace ulmaro::tool

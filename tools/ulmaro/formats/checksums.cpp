@@ -27,7 +27,7 @@ std::string_view skip_blank(std::string_view text) {
     return start == std::string_view::npos ? std::string_view{} : text.substr(start);
 }
 
-/// "(NAME) = DIGEST", what follows the algorithm in the tagged form.
+/// "(NAME) = DIGEST", the part after the algorithm in the tagged form.
 bool split_tagged(std::string_view rest, std::string_view& digest, std::string_view& name) {
     if (rest.starts_with(' ')) rest.remove_prefix(1);
     const std::size_t close = rest.rfind(')');

@@ -20,7 +20,7 @@ enum class ChecksumForm {
     tagged,  ///< SM3 (NAME) = DIGEST
 };
 
-/// One line without its end; nothing when it is malformed, or has no name.
+/// Parses one line without its end; nothing when it is malformed, or has no name.
 std::optional<Checksum> read_checksum(std::string_view line);
 
 /// The line without its end. A name that needs it is written escaped, with a backslash before the line.

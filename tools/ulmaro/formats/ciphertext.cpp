@@ -25,7 +25,7 @@ unsigned char* append(unsigned char* at, Bytes bytes) { return std::ranges::copy
 
 SecretBuffer assemble(const Pieces& pieces) {
     const std::size_t length = pieces.sealed.size();
-    if (length == 0) throw FormatError("a ciphertext of no message");
+    if (length == 0) throw FormatError("a ciphertext of an empty message");
     if (length > kMaxRecordMessage) throw FormatError("a ciphertext that is too long");
     SecretBuffer record(kRecordHeader + length);
     unsigned char* at = append(append(record.data(), pieces.point), pieces.hash);
@@ -42,7 +42,7 @@ SecretBuffer read_record(Bytes bytes) {
     if (bytes.size() <= kRecordHeader) throw FormatError("a ciphertext record that is too short");
     std::size_t length = 0;
     for (std::size_t i = 4; i-- > 0;) length = length << 8 | bytes[kLengthAt + i];
-    if (length != bytes.size() - kRecordHeader) throw FormatError("a ciphertext record whose length is not its own");
+    if (length != bytes.size() - kRecordHeader) throw FormatError("a ciphertext record with a wrong length");
     return assemble(take_apart(bytes));
 }
 
@@ -54,7 +54,7 @@ SecretBuffer read_der(Bytes bytes) {
     std::ranges::copy(parts.integer(), point.begin());
     std::ranges::copy(parts.integer(), point.begin() + 32);
     const Bytes hash = parts.take(kDerOctetString);
-    if (hash.size() != kHash) throw FormatError("a ciphertext whose hash does not have 32 bytes");
+    if (hash.size() != kHash) throw FormatError("a ciphertext whose hash is not 32 bytes");
     const Bytes sealed = parts.take(kDerOctetString);
     parts.finish();
     return assemble({point, hash, sealed});

@@ -1,4 +1,4 @@
-// SM2 ciphertexts in the layouts that are in use. The library's record is the form in between:
+// SM2 ciphertexts in the layouts in use. Conversions go by way of the library's record:
 //   record       x || y || C3 || length (4 bytes, little-endian) || C2
 //   der          SEQUENCE { x, y, C3, C2 }, GM/T 0009 clause 7.2
 //   c1c3c2       04 || x || y || C3 || C2, GM/T 0003.4 in the order of 2012

@@ -63,7 +63,7 @@ unsigned DerReader::small_integer() {
 
 std::span<const unsigned char> DerReader::bits(int tag) {
     const auto contents = take(tag);
-    if (contents.empty() || contents[0] != 0) throw FormatError("a bit string is not made of whole bytes");
+    if (contents.empty() || contents[0] != 0) throw FormatError("a bit string does not consist of whole bytes");
     return contents.subspan(1);
 }
 
@@ -79,7 +79,7 @@ std::span<const unsigned char> DerReader::oid() {
 }
 
 void DerReader::finish() const {
-    if (!done()) throw FormatError("bytes follow where the data should end");
+    if (!done()) throw FormatError("trailing bytes after the data");
 }
 
 void DerWriter::wrap(int tag, std::size_t mark_before) {

@@ -11,7 +11,7 @@
 
 namespace ulmaro::tool {
 
-/// Input that is not in the format it should be in. The loader adds the file's name.
+/// Input in a wrong format. The caller that loads the file adds its name.
 struct FormatError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -38,7 +38,7 @@ public:
 
     /// Contents of the next element, which must have this tag.
     std::span<const unsigned char> take(int tag);
-    /// Passes over the next element, whatever its tag.
+    /// Skips the next element, whatever its tag.
     void skip() { take(rest_.empty() ? 0 : rest_.front()); }
     /// The inside of the next element, a SEQUENCE unless the tag says otherwise.
     DerReader enter(int tag = kDerSequence) { return DerReader(take(tag)); }
@@ -57,8 +57,7 @@ private:
     std::span<const unsigned char> rest_;
 };
 
-/// Builds DER from the end to the start: what comes last is written first. A container is closed by wrap() with the
-/// mark() taken before its contents.
+/// Builds DER backwards, last element first. wrap() closes a container with the mark() taken before its contents.
 class DerWriter {
 public:
     explicit DerWriter(std::size_t capacity) : buffer_(capacity), at_(buffer_.data() + capacity) {}

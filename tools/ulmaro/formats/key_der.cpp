@@ -26,7 +26,7 @@ bool names_sm2(std::string_view oid) {
 
 void read_curve(DerReader& from) {
     if (from.next_is(kDerSequence))
-        throw FormatError("a key with explicit curve parameters, only the named curve is read");
+        throw FormatError("a key with explicit curve parameters; only the named curve is supported");
     if (text(from.take(kDerOid)) != kSm2) throw FormatError("a key of another curve");
 }
 
@@ -42,7 +42,7 @@ void read_algorithm(DerReader algorithm) {
     algorithm.finish();
 }
 
-/// d of a key in DER. The leading zero bytes that its standard asks for are missing in some keys, and others have more.
+/// d of a key in DER. Some keys lack the leading zero bytes that the standard requires, and others have more.
 void set_scalar(Key& key, std::span<const unsigned char> d) {
     PrivateKey padded;
     const std::size_t n = std::min(d.size(), sizeof padded->d);
@@ -61,7 +61,7 @@ ECC_PUBLIC_KEY read_encoded_point(std::span<const unsigned char> bytes) {
 void compare_public(const Key& key, std::span<const unsigned char> bytes) {
     const ECC_PUBLIC_KEY point = read_encoded_point(bytes);
     if (std::memcmp(&point, &key.point, sizeof point) != 0) {
-        throw FormatError("the public part does not belong to the private one");
+        throw FormatError("the public key does not belong to the private key");
     }
 }
 
@@ -85,7 +85,7 @@ void read_sec1(DerReader ec, bool curve_known, Key& key) {
     ec.finish();
 }
 
-/// SET OF Attribute (RFC 5280 A.1), which mean nothing here: each an OBJECT IDENTIFIER and a set of values.
+/// SET OF Attribute (RFC 5280 A.1), ignored here: each an OBJECT IDENTIFIER and a set of values.
 void read_attributes(DerReader attributes) {
     while (!attributes.done()) {
         DerReader attribute = attributes.enter();
@@ -127,7 +127,7 @@ void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, 
     DerReader top(der);
     const DerReader inside = top.enter();
     top.finish();
-    DerReader probe = inside;  // the second element tells the structure
+    DerReader probe = inside;  // the second element shows which structure it is
     if (inside.next_is(kDerInteger)) {
         probe.integer();
         if (probe.next_is(kDerSequence)) return read_pkcs8(inside, key);
@@ -144,7 +144,7 @@ void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, 
         read_pkcs8(info, key);
     } catch (const FormatError& error) {
         // One wrong passphrase in 256 leaves a padding that looks right.
-        throw FormatError(std::string("wrong passphrase, or inside the encryption: ") + error.what());
+        throw FormatError(std::string("wrong passphrase, or in the decrypted key: ") + error.what());
     }
 }
 
@@ -176,7 +176,8 @@ std::array<unsigned char, 65> uncompressed(const ECC_PUBLIC_KEY& point) {
 }
 
 ECC_PUBLIC_KEY read_point(std::span<const unsigned char> bytes) {
-    if (bytes.size() == 33 && (bytes[0] == 2 || bytes[0] == 3)) throw FormatError("compressed points are not read");
+    if (bytes.size() == 33 && (bytes[0] == 2 || bytes[0] == 3))
+        throw FormatError("compressed points are not supported");
     if (bytes.size() == 65 && bytes[0] == 4) bytes = bytes.subspan(1);
     if (bytes.size() != 64) throw FormatError("a public key that is not 04 || x || y");
     ECC_PUBLIC_KEY point;
@@ -186,7 +187,7 @@ ECC_PUBLIC_KEY read_point(std::span<const unsigned char> bytes) {
 }
 
 void set_secret(Key& key, std::span<const unsigned char> d) {
-    if (d.size() != sizeof key.secret->d) throw FormatError("a private key that does not have 32 bytes");
+    if (d.size() != sizeof key.secret->d) throw FormatError("a private key that is not 32 bytes");
     std::ranges::copy(d, key.secret->d);
     if (!usable(*key.secret)) throw FormatError("a private key out of range");
     key.point = public_key_of(*key.secret);

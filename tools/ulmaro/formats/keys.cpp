@@ -43,7 +43,7 @@ private:
     mbedtls_pem_context context_{};
 };
 
-/// The parser leaves the cipher's padding, 1 to 16 bytes that each hold their number, where it is.
+/// The parser does not remove the cipher's padding, 1 to 16 bytes that each hold their number.
 std::span<const unsigned char> without_padding(std::span<const unsigned char> bytes) {
     const std::size_t pad = bytes.empty() ? 0 : bytes.back();
     if (pad == 0 || pad > 16 || pad > bytes.size()) throw FormatError("wrong passphrase");
@@ -53,7 +53,7 @@ std::span<const unsigned char> without_padding(std::span<const unsigned char> by
 constexpr std::string_view kBegin = "-----BEGIN ";
 constexpr std::string_view kEnd = "-----END ";
 
-/// Where the next line that begins with these words is in text; npos when there is none.
+/// The position in text of the next line that begins with these words; npos when there is none.
 std::size_t find_line(std::string_view text, std::string_view words, std::size_t from = 0) {
     for (std::size_t at = from; (at = text.find(words, at)) != std::string_view::npos; ++at) {
         if (at == 0 || text[at - 1] == '\n') return at;
@@ -68,7 +68,7 @@ std::string_view line_at(std::string_view text, std::size_t at) {
 
 /// The key in block, which begins and ends with the words of its label.
 void read_block(std::string_view block, const Label& label, const AskPassphrase& ask, Key& key) {
-    SecretBuffer text(block.size() + 1);  // the parser wants a NUL at the end
+    SecretBuffer text(block.size() + 1);  // the parser needs a NUL at the end
     std::ranges::copy(block, text.data());
     text.data()[block.size()] = 0;
     PemContext pem;
@@ -86,7 +86,7 @@ void read_block(std::string_view block, const Label& label, const AskPassphrase&
     read_key_der(padded ? without_padding(der) : der, ask, key);
 }
 
-/// The first key in a PEM text; what is of another kind, and what stands between, is passed over.
+/// The first key in a PEM text; everything else is skipped.
 void read_pem(std::string_view text, const AskPassphrase& ask, Key& key) {
     for (std::size_t at = 0; (at = find_line(text, kBegin, at)) != std::string_view::npos; ++at) {
         const auto label = std::ranges::find(kReadable, line_at(text, at), &Label::begin);
@@ -128,7 +128,7 @@ SecretBuffer in_pem(const Label& label, std::span<const unsigned char> der) {
                                  &length) != 0) {
         throw Failure("the key does not fit its buffer");
     }
-    text.shrink(length - 1);  // the NUL is counted
+    text.shrink(length - 1);  // length includes the NUL
     return text;
 }
 

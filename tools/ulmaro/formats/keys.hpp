@@ -1,5 +1,5 @@
-// Keys in every form in which they come: PKCS#8 (also encrypted), SEC1, SubjectPublicKeyInfo, PEM or DER, hexadecimal
-// digits, and the library's own records.
+// Keys in every supported form: PKCS#8 (also encrypted), SEC1, SubjectPublicKeyInfo, PEM or DER, hexadecimal digits,
+// and the library's own records.
 #pragma once
 
 #include <functional>
@@ -23,8 +23,8 @@ enum class KeyFormat { pem, der, hex, raw };
 /// Called only when a key turns out to be encrypted.
 using AskPassphrase = std::function<SecretBuffer()>;
 
-/// Reads a key of any form; the form is told from the content. The parts are checked: range, curve, and that a public
-/// part belongs to the private one. Throws FormatError.
+/// Reads a key in any form, recognised by its content. Checks range, curve, and that a public key belongs to the
+/// private one. Throws FormatError.
 void read_key(std::span<const unsigned char> content, const AskPassphrase& ask, Key& key);
 
 /// PKCS#8, encrypted when passphrase is not empty; or d as 64 digits or 32 bytes.

@@ -91,7 +91,7 @@ bool crypt(mbedtls_operation_t direction, const Scheme& scheme, std::span<const 
     const auto key = std::span(*store).first(static_cast<std::size_t>(bits) / 8);
     derive(scheme, passphrase, key);
     if (mbedtls_cipher_setkey(cipher.get(), key.data(), bits, direction) != 0) {
-        throw Failure("the cipher cannot be keyed");
+        throw Failure("the cipher's key cannot be set");
     }
     std::size_t length = 0;
     if (mbedtls_cipher_crypt(cipher.get(), scheme.iv.data(), scheme.iv.size(), in.data(), in.size(), out.data(),
@@ -115,7 +115,8 @@ mbedtls_md_type_t read_prf(DerReader algorithm) {
 }
 
 void read_derivation(DerReader algorithm, Scheme& scheme) {
-    if (!(algorithm.take(kDerOid) == kPbkdf2)) throw FormatError("encrypted in an unknown way, only PBKDF2 is read");
+    if (!(algorithm.take(kDerOid) == kPbkdf2))
+        throw FormatError("encrypted in an unknown way; only PBKDF2 is supported");
     DerReader parameters = algorithm.enter();
     algorithm.finish();
     scheme.salt = parameters.take(kDerOctetString);
@@ -123,7 +124,8 @@ void read_derivation(DerReader algorithm, Scheme& scheme) {
     if (scheme.iterations == 0 || scheme.iterations > kMostIterations) {
         throw FormatError("encrypted with an unreasonable number of iterations");
     }
-    if (parameters.next_is(kDerInteger)) parameters.small_integer();  // the key length, which the cipher tells too
+    if (parameters.next_is(kDerInteger))
+        parameters.small_integer();  // the key length, which follows from the cipher too
     scheme.md = parameters.done() ? MBEDTLS_MD_SHA1 : read_prf(parameters.enter());
     parameters.finish();
 }
@@ -137,7 +139,7 @@ void read_cipher(DerReader algorithm, Scheme& scheme) {
         scheme.cipher = aes.type;
         return;
     }
-    throw FormatError("encrypted with an unknown cipher, only AES in CBC mode is read");
+    throw FormatError("encrypted with an unknown cipher; only AES in CBC mode is supported");
 }
 
 }  // namespace
@@ -181,7 +183,7 @@ SecretBuffer read_encrypted(std::span<const unsigned char> der, std::span<const 
     DerReader algorithm = info.enter();
     const auto sealed = info.take(kDerOctetString);
     info.finish();
-    if (!(algorithm.take(kDerOid) == kPbes2)) throw FormatError("encrypted in an unknown way, only PBES2 is read");
+    if (!(algorithm.take(kDerOid) == kPbes2)) throw FormatError("encrypted in an unknown way; only PBES2 is supported");
     DerReader parameters = algorithm.enter();
     algorithm.finish();
     Scheme scheme;

@@ -11,7 +11,7 @@ namespace ulmaro::tool {
 /// EncryptedPrivateKeyInfo around plain: AES-256-CBC, HMAC-SHA-256, fresh salt and IV.
 void write_encrypted(DerWriter& out, std::span<const unsigned char> plain, std::span<const unsigned char> passphrase);
 
-/// What stands inside an EncryptedPrivateKeyInfo. Reads AES of every key size and HMAC with SHA-1 or SHA-2. Throws
+/// The contents of an EncryptedPrivateKeyInfo. Reads AES of every key size and HMAC with SHA-1 or SHA-2. Throws
 /// FormatError, also for a wrong passphrase.
 SecretBuffer read_encrypted(std::span<const unsigned char> der, std::span<const unsigned char> passphrase);
 

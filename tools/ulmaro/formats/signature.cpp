@@ -13,7 +13,7 @@ constexpr std::size_t kRecord = sizeof(ECC_SIGNATURE);
 constexpr std::size_t kRoomForDer = 80;
 
 ECC_SIGNATURE from_record(std::span<const unsigned char> bytes) {
-    if (bytes.size() != kRecord) throw FormatError("not a signature record, which has 64 bytes");
+    if (bytes.size() != kRecord) throw FormatError("not a signature record of 64 bytes");
     ECC_SIGNATURE signature;
     std::ranges::copy(bytes.first(32), signature.r);
     std::ranges::copy(bytes.last(32), signature.s);

@@ -11,7 +11,7 @@ namespace ulmaro::tool {
 using Digest = std::array<unsigned char, 32>;
 using algrithm::Sm3;
 
-/// Absorbs what is left of input, in constant memory.
+/// Absorbs the rest of input, in constant memory.
 void absorb(Sm3& hash, Input& input, bool show_progress);
 
 Digest digest_of(Input& input, bool show_progress);

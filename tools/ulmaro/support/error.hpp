@@ -12,7 +12,7 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
-/// How the run ends. A command with a verdict keeps 1 for "no" and has failure at 2, as grep and cmp do.
+/// How the run ends. A command with a verdict uses 1 for "no" and 2 for failure, as grep and cmp do.
 struct ExitCodes {
     int status = kExitOk;
     int failure = kExitFailure;

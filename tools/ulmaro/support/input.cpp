@@ -43,7 +43,7 @@ std::size_t Input::read(std::span<unsigned char> buffer) {
 SecretBuffer Input::read_all(std::size_t limit) {
     const auto too_much = [&] { return Failure(name_ + ": more than " + std::to_string(limit) + " bytes"); };
     if (size() > limit) throw too_much();
-    // One byte more than expected, so that the end shows without another round.
+    // One byte more than expected, so that the end is seen without another round.
     SecretBuffer buffer(std::max<std::size_t>(static_cast<std::size_t>(size()), kFirstGuess) + 1);
     std::size_t filled = read(buffer.span());
     while (filled == buffer.size()) {

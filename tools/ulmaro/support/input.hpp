@@ -17,16 +17,16 @@ class Input {
 public:
     /// Opens path; "-" is standard input. Throws Failure.
     explicit Input(const std::string& path);
-    /// Reads from an open descriptor, from its start; name is what messages call it.
+    /// Reads from an open descriptor, from its start; messages call it name.
     Input(Fd fd, std::string name);
 
-    /// Fills as much of buffer as there is input: fewer bytes than asked mean the end. Throws Failure.
+    /// Fills as much of buffer as there is input: fewer bytes than asked for mean the end. Throws Failure.
     std::size_t read(std::span<unsigned char> buffer);
 
     /// Everything that is left; throws Failure when it is more than limit bytes.
     SecretBuffer read_all(std::size_t limit);
 
-    /// As fstat() has it; false when that fails.
+    /// The result of fstat(); false when that fails.
     bool status(struct stat& st) const { return ::fstat(fd_, &st) == 0; }
     /// Bytes of a regular file, 0 for anything else.
     std::uint64_t size() const;

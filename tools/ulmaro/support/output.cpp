@@ -20,8 +20,8 @@ namespace {
 constexpr char kTemporary[] = ".ulmaro-XXXXXX";
 constexpr std::size_t kRandomAt = 8;
 
-/// A temporary file that a signal must remove. The rest is complete before `used` says so, because the handler may run
-/// between any two instructions.
+/// A temporary file that a signal must remove. `used` is set last, because the handler may run between any two
+/// instructions.
 struct Pending {
     std::atomic<bool> used{false};
     int folder = -1;
@@ -71,7 +71,7 @@ mode_t usual_mode() {
     return 0666 & ~mask;
 }
 
-/// To the disk. What has no disk, or no way to say so, is as good as it gets.
+/// Flushes to disk. An object that does not support that is left as it is.
 void synchronise(int fd, const std::string& name) {
     if (::fsync(fd) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS || errno == EROFS) return;
     throw system_failure(name);
@@ -106,7 +106,7 @@ Output::Output(const std::string& path, Access access, Existing existing)
         return;
     }
     if (place_.old && place_.old->st_size != 0 && existing == Existing::refused) {
-        throw Failure(path + ": exists already; --force replaces it");
+        throw Failure(path + ": already exists; --force replaces it");
     }
     open_temporary();
 }
@@ -188,7 +188,7 @@ void Output::commit() {
         temporary_.clear();
     }
     const Fd folder(::openat(place_.folder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.valid()) synchronise(folder.get(), name_);  // a folder that may not be read cannot be asked
+    if (folder.valid()) synchronise(folder.get(), name_);  // a folder without read permission cannot be synchronised
 }
 
 bool Output::meets(const Output& other) const {

@@ -29,12 +29,12 @@ enum class Existing {
 /// file; SIGKILL and a power failure leave it beside the old one, as .ulmaro-XXXXXX. After commit() the new file is on
 /// the disk as well, as far as the file system can promise that. Owner, group and access list are those of the file
 /// that is replaced (rights.hpp); its other attributes are not copied, and a second hard link keeps the old content.
-/// Standard output ("-"), pipes, devices and descriptors by their names are written directly.
+/// Standard output ("-"), pipes, devices and descriptors given by name are written directly.
 class Output {
 public:
     /// Throws Failure.
     explicit Output(const std::string& path, Access access = Access::usual, Existing existing = Existing::replaced);
-    /// Writes to an open descriptor directly; name is what messages call it.
+    /// Writes to an open descriptor directly; messages call it name.
     Output(Fd fd, std::string name);
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
@@ -45,7 +45,7 @@ public:
     /// Puts the finished file in its place. Throws Failure.
     void commit();
 
-    /// Whether both would end under one name, or in one stream.
+    /// Whether both would end up under one name, or in one stream.
     bool meets(const Output& other) const;
     /// Whether what is written here could be read there.
     bool feeds(const Input& input) const;

@@ -15,7 +15,7 @@ SecretBuffer first_line(const std::string& path) {
     Input file(path);
     SecretBuffer line(kMostBytes + 1);
     std::size_t n = 0;
-    // Byte by byte: whoever writes a pipe may not close it after the line.
+    // Byte by byte: the writer of a pipe may not close it after the line.
     while (file.read(line.span().subspan(n, 1)) == 1 && line.data()[n] != '\n') {
         if (++n > kMostBytes) throw Failure(file.name() + ": the passphrase has more than 1023 bytes");
     }

@@ -13,7 +13,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr int kMostLinks = 40;  // what the kernel follows
+constexpr int kMostLinks = 40;  // as many as the kernel follows
 
 struct Split {
     std::string folder;
@@ -42,25 +42,25 @@ std::string resolved(const std::string& folder) {
 
 enum class Whose { nobody, ours, others };
 
-/// Whose descriptors have their names in folder.
+/// The process whose descriptors are named in folder.
 Whose descriptors_in(const std::string& folder) {
     const std::string real = resolved(folder);
     if (!real.starts_with("/proc/") || !real.ends_with("/fd")) return Whose::nobody;
     return real == resolved("/proc/self/fd") || real == resolved("/proc/thread-self/fd") ? Whose::ours : Whose::others;
 }
 
-/// A second descriptor of the same open file, so that its offset and its mode of appending go on.
+/// A second descriptor of the same open file, which shares its offset and its append mode.
 Fd duplicate(const std::string& path, const std::string& number) {
     const int fd = std::stoi(number);
     const int flags = ::fcntl(fd, F_GETFD);
-    // What this program has opened itself is nobody's to write to; all of it is closed on execution.
+    // Files that this program opened itself must not be written to; all of them are close-on-exec.
     if (flags < 0 || (flags & FD_CLOEXEC) != 0 || (::fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDONLY) refuse(path, EBADF);
     Fd copy(::fcntl(fd, F_DUPFD_CLOEXEC, 3));
     if (!copy.valid()) throw system_failure(path);
     return copy;
 }
 
-/// The text of a link, or nothing when path is none.
+/// The text of a link, or nothing when path is not one.
 std::optional<std::string> link_text(const std::string& path) {
     char text[PATH_MAX];
     const ssize_t n = ::readlink(path.c_str(), text, sizeof text);
@@ -92,14 +92,14 @@ Place find_place(const std::string& path) {
         }
         struct stat st {};
         if (whose == Whose::others && ::stat(at.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
-            throw Failure(path + ": a file that another process has open; give the file's own name");
+            throw Failure(path + ": a file that another process has open; use the file's own name");
         }
         const std::optional<std::string> text = link_text(at);
         if (whose == Whose::others || !text) break;
         at = text->starts_with('/') ? *text : parts.folder + "/" + *text;
     }
 
-    // Asked of the name as it was given, so that the kernel's rules for links in shared folders hold.
+    // Checked on the name as given, so that the kernel's rules for links in shared folders apply.
     struct stat st {};
     const bool exists = ::stat(path.c_str(), &st) == 0;
     if (!exists && errno != ENOENT) throw system_failure(path);

@@ -5,13 +5,13 @@
 
 namespace ulmaro::tool {
 
-/// Draws only when standard error is a terminal, the caller wants it and the input is large enough to wait for.
+/// Draws only when standard error is a terminal, the caller asks for it and the input is large enough to wait for.
 class Progress {
 public:
     Progress(std::uint64_t total, bool wanted);
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    ~Progress();  ///< erases the bar, so that a message after it starts on a clean line
+    ~Progress();  ///< erases the bar, so that the next message starts on a clean line
 
     void advance(std::uint64_t bytes);
 

@@ -5,7 +5,7 @@
 
 namespace ulmaro::tool {
 
-/// Fills out from the kernel's generator; throws Failure when it has none to give.
+/// Fills out from the kernel's generator; throws Failure when that is not available.
 void fill_random(std::span<unsigned char> out);
 
 }  // namespace ulmaro::tool

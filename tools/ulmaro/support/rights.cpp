@@ -20,21 +20,21 @@ struct stat status_of(int fd, const std::string& name) {
     return st;
 }
 
-/// What the kernel refuses to open(O_CREAT) where fs.protected_regular is set, and rename() would not ask about.
+/// What the kernel refuses to open(O_CREAT) where fs.protected_regular is set; rename() does not check it.
 bool lies_ready(const struct stat& folder, const struct stat& old) {
     return (folder.st_mode & S_ISVTX) != 0 && (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0 &&
            old.st_uid != ::geteuid() && old.st_uid != folder.st_uid;
 }
 
-/// Whether file has the access list of the old file, which may be none.
+/// Whether file has the access list of the old file, which may have none.
 bool copy_access_list(int folder, const std::string& base, int file) {
-    // Through the descriptor: a path may have changed its meaning by now. Old files need not be readable for this.
+    // Through the descriptor: the path may name another file by now. Old files need not be readable for this.
     const std::string path = "/proc/self/fd/" + std::to_string(folder) + "/" + base;
     std::vector<char> list(kLargestAttribute);
     const ssize_t n = ::lgetxattr(path.c_str(), kAccessList, list.data(), list.size());
     if (n >= 0) return ::fsetxattr(file, kAccessList, list.data(), static_cast<std::size_t>(n), 0) == 0;
     if (errno != ENODATA && errno != ENOTSUP) return false;
-    // The folder may have given the new file a list.
+    // The folder may have given the new file a default list.
     return ::fremovexattr(file, kAccessList) == 0 || errno == ENODATA || errno == ENOTSUP;
 }
 
@@ -48,7 +48,7 @@ void take_owner(int folder, int file, const struct stat& old, const std::string&
     if (now.st_uid == old.st_uid && now.st_gid == old.st_gid) return;
     if (::fchown(file, old.st_uid, old.st_gid) == 0) return;
     if (now.st_uid != old.st_uid) throw Failure(name + ": belongs to another user and could not be given back to them");
-    // The same owner in a group that the caller is not in: the bits are narrowed later.
+    // The owner is kept, but the caller is not in the group: the bits are narrowed later.
 }
 
 void take_mode(int folder, const std::string& base, int file, const struct stat& old, const std::string& name) {
@@ -56,7 +56,7 @@ void take_mode(int folder, const std::string& base, int file, const struct stat&
     if (!copy_access_list(folder, base, file)) {
         mode &= S_IRWXU;
     } else if (status_of(file, name).st_gid != old.st_gid) {
-        // The old group are others now, and some others the group: each gets what both had.
+        // The old group now counts as others, and some others as the group: each gets only what both had.
         const mode_t both = (mode >> 3) & mode & S_IRWXO;
         mode = (mode & S_IRWXU) | both << 3 | both;
     }

@@ -1,4 +1,4 @@
-// Owner and rights of a file that takes the place of another.
+// Owner and permissions of a file that replaces another.
 #pragma once
 
 #include <sys/stat.h>
@@ -7,13 +7,13 @@
 
 namespace ulmaro::tool {
 
-/// Throws Failure when the caller must not replace the file: it is another's and its owner could not be kept, or it
-/// lies ready in a folder like /tmp. file: a new file in the same folder, whose owner becomes the old one's.
+/// Throws Failure when the caller must not replace the file: it is another user's and its owner could not be kept, or
+/// it already exists in a folder like /tmp. file: a new file in the same folder, whose owner becomes the old one's.
 void take_owner(int folder, int file, const struct stat& old, const std::string& name);
 
-/// Gives file the access list of the old one, named base in folder, and its permission bits: those bits only, and none
-/// that gives anyone more than before. Not the set-user-ID, set-group-ID and sticky bits, and no capabilities: they
-/// vouch for the content, and the content is new. Throws Failure.
+/// Gives file the access list of the old one, named base in folder, and its permission bits, except any that would give
+/// someone more access than before. Not the set-user-ID, set-group-ID and sticky bits, and no capabilities: they vouch
+/// for the content, and the content is new. Throws Failure.
 void take_mode(int folder, const std::string& base, int file, const struct stat& old, const std::string& name);
 
 }  // namespace ulmaro::tool

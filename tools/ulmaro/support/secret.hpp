@@ -11,7 +11,7 @@
 
 namespace ulmaro::tool {
 
-/// A record (or array) that holds a secret. Value-initialised, not copied, wiped on every way out.
+/// A record (or array) that holds a secret. Value-initialised, never copied, always wiped.
 template <typename T>
 class Secret {
 public:
@@ -29,7 +29,7 @@ private:
     T value_{};
 };
 
-/// Heap bytes that are wiped before they are released. The size can only go down.
+/// Heap bytes that are wiped before they are released. The size can only shrink.
 class SecretBuffer {
 public:
     explicit SecretBuffer(std::size_t size)

@@ -5,7 +5,7 @@
 
 namespace ulmaro::tool {
 
-/// Those that a person, a shell or a limit sends and whose default ends the process.
+/// Those sent by a user, a shell or a limit that end the process by default.
 constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE,   SIGTERM, SIGALRM,
                                   SIGUSR1, SIGUSR2, SIGXCPU, SIGVTALRM, SIGPROF};
 
@@ -16,7 +16,7 @@ inline sigset_t ending_signals() {
     return set;
 }
 
-/// Holds the signals of a set back while it lives.
+/// Blocks a set of signals while it lives.
 class SignalHold {
 public:
     explicit SignalHold(const sigset_t& set = ending_signals()) { sigprocmask(SIG_BLOCK, &set, &saved_); }
@@ -24,7 +24,7 @@ public:
     SignalHold(const SignalHold&) = delete;
     SignalHold& operator=(const SignalHold&) = delete;
 
-    const sigset_t& before() const { return saved_; }  ///< what was held back outside
+    const sigset_t& before() const { return saved_; }  ///< what was blocked outside
 
 private:
     sigset_t saved_{};

@@ -31,8 +31,8 @@ const Curve& curve() {
     return instance;
 }
 
-/// Keeps the library's diagnostics away from standard output while it lives: the tool says in its own words on
-/// standard error what went wrong, and standard output may be carrying data.
+/// Keeps the library's diagnostics off standard output while it lives: the tool reports errors in its own words on
+/// standard error, and standard output may be carrying data.
 class QuietLibrary {
 public:
     QuietLibrary() {

@@ -1,4 +1,4 @@
-// SM2 on the recommended curve: the library's entry points with the checks that they leave to their caller.
+// SM2 on the recommended curve: the library's entry points with the checks they leave to the caller.
 #pragma once
 
 #include <optional>

@@ -46,7 +46,7 @@ Failure ragged(const Input& input, const char* what) {
     return Failure(input.name() + ": " + what + " is not a whole number of 16-byte blocks");
 }
 
-/// Length of the message in a last block padded as PKCS#7 says, or -1. Looks at every byte whatever it finds.
+/// Length of the message in a last block with PKCS#7 padding, or -1. Reads every byte whatever it finds.
 int unpadded_length(const Block& last) {
     const unsigned pad = last[kBlock - 1];
     unsigned bad = static_cast<unsigned>(pad == 0) | static_cast<unsigned>(pad > kBlock);
@@ -66,7 +66,7 @@ void sm4_encrypt(const Sm4Job& job, Input& input, Output& output) {
     }
     Cipher cipher(job.mode, *job.key, iv);
     Progress progress(input.size(), job.show_progress);
-    SecretBuffer plain(kPiece + kBlock);  // room for the padding of a piece that is short by less than a block
+    SecretBuffer plain(kPiece + kBlock);  // room for the padding of the last piece
     SecretBuffer sealed(kPiece + kBlock);
     std::size_t n;
     do {
@@ -92,7 +92,7 @@ void sm4_decrypt(const Sm4Job& job, Input& input, Output& output) {
     Progress progress(input.size(), job.show_progress);
     SecretBuffer sealed(kPiece);
     SecretBuffer plain(kPiece);
-    Secret<Block> held;  // the last block so far: only the end of the input tells whether it carries padding
+    Secret<Block> held;  // the last block so far: only the end of the input shows whether it carries padding
     bool holding = false;
     std::size_t n;
     do {

@@ -23,8 +23,8 @@ struct Sm4Job {
     bool show_progress = true;
 };
 
-/// Both throw Failure when the input is not what the mode and the padding ask for; output is then not committed, and
-/// what it got must not be used. The caller commits.
+/// Both throw Failure when the input does not fit the mode and the padding; output is then not committed, and what was
+/// written to it must not be used. The caller commits.
 void sm4_encrypt(const Sm4Job& job, Input& input, Output& output);
 void sm4_decrypt(const Sm4Job& job, Input& input, Output& output);
 

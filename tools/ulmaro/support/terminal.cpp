@@ -19,7 +19,7 @@ namespace ulmaro::tool {
 namespace {
 
 constexpr const char* kTerminal = "/dev/tty";
-constexpr std::size_t kLongestLine = 4096;  // what the terminal hands over at once
+constexpr std::size_t kLongestLine = 4096;  // the most the terminal returns at once
 
 volatile sig_atomic_t g_caught = 0;  // bit n: signal n
 
@@ -32,7 +32,7 @@ sigset_t noted_signals() {
     return set;
 }
 
-/// Signals are only noted while it lives, except those that the process ignores.
+/// Signals are only recorded while it lives, except those that the process ignores.
 class Noted {
 public:
     Noted() {
@@ -65,8 +65,8 @@ private:
     std::array<struct sigaction, kSignals> saved_{};
 };
 
-/// No echo while it lives. In the background the process stops here, before it has touched anything; a signal ends the
-/// wait.
+/// Turns echo off while it lives. In the background the process stops here, before it has changed anything; a signal
+/// ends the wait.
 class SilentTerminal {
 public:
     explicit SilentTerminal(int fd) : fd_(fd) {
@@ -101,14 +101,14 @@ void say(int fd, const std::string& text) {
     if (::write(fd, text.data(), text.size()) < 0) throw system_failure(kTerminal);
 }
 
-/// Asks once. False when a signal came instead of an answer; g_caught then tells which.
+/// Asks once. False when a signal came instead of an answer; g_caught then shows which.
 bool ask_once(int fd, const std::string& prompt, SecretBuffer& line) {
     const Noted noted;
     const SilentTerminal silent(fd);
     const SignalHold hold(noted_signals());
     if (!silent.changed() || g_caught != 0) return false;
     say(fd, prompt + ": ");
-    // From here on signals arrive in the wait only, so that none falls between a look at g_caught and the wait.
+    // From here on signals arrive only in the wait, so that none falls between a check of g_caught and the wait.
     pollfd wait{fd, POLLIN, 0};
     const int ready = ::ppoll(&wait, 1, nullptr, &hold.before());
     if (ready < 0 && errno != EINTR) throw system_failure(kTerminal);
@@ -120,7 +120,7 @@ bool ask_once(int fd, const std::string& prompt, SecretBuffer& line) {
     return true;
 }
 
-/// Those that were noted take their own way now.
+/// Delivers the signals that were recorded.
 void raise_caught() {
     for (int number = 1; number < Noted::kSignals; ++number) {
         if ((g_caught >> number & 1) != 0 && number != SIGCONT) ::raise(number);

@@ -1,4 +1,4 @@
-// A line that must not be seen, from the terminal.
+// Reads a line from the terminal without showing it.
 #pragma once
 
 #include <string>
@@ -7,8 +7,8 @@
 
 namespace ulmaro::tool {
 
-/// Asks on the terminal, without echo, for a line of at most limit bytes; its end is taken off. A signal that ends or
-/// stops the process finds the terminal as it was before; when the process goes on it asks again. Throws Failure.
+/// Asks on the terminal, without echo, for a line of at most limit bytes; the line end is removed. A signal that ends
+/// or stops the process leaves the terminal as it was before; when the process continues it asks again. Throws Failure.
 SecretBuffer ask_terminal(const std::string& prompt, std::size_t limit);
 
 }  // namespace ulmaro::tool

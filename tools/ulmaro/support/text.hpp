@@ -6,11 +6,11 @@
 
 namespace ulmaro::tool {
 
-/// text on one line and without anything that a terminal obeys: control characters, also those above 0x7f, and bytes
-/// that are not UTF-8 become \n, \r, \t or three octal digits after a backslash.
+/// text on one line and without anything that a terminal would act on: control characters, including those above 0x7f,
+/// and bytes that are not UTF-8 become \n, \r, \t or three octal digits after a backslash.
 std::string printable(std::string_view text);
 
-/// "ulmaro: message" as one line on standard error, in order with what went to standard output before.
+/// "ulmaro: message" as one line on standard error, after everything already sent to standard output.
 void complain(const std::string& message);
 
 }  // namespace ulmaro::tool
