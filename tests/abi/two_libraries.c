@@ -25,35 +25,38 @@ void srand(unsigned int seed) { calls += seed != 0; }
 
 #include "UlmaroAlgrithm.h"
 
-struct calls {
-    int (*curve)(ECCParameter_st*, int);
-    int (*prepare)(const ECCParameter_st*, ec_group_st*);
-    int (*generate)(const ec_group_st*, ECC_PUBLIC_KEY*, ECC_PRIVATE_KEY*);
-    int (*public_key)(ECC_PUBLIC_KEY*, const bignum_st*);
-    int (*sign)(const ec_group_st*, const unsigned char*, const ECC_PRIVATE_KEY*, ECC_SIGNATURE*);
-    int (*verify)(const ec_group_st*, const unsigned char*, const ECC_PUBLIC_KEY*, const ECC_SIGNATURE*);
-    int (*encrypt)(const ec_group_st*, const unsigned char*, int, const ECC_PUBLIC_KEY*, Ulmaro_ECC_CIPHER_BLOB*);
-    int (*decrypt)(const ec_group_st*, const Ulmaro_ECC_CIPHER_BLOB*, const ECC_PRIVATE_KEY*, unsigned char*);
-};
+#ifdef USE
+#define CALL(name) name
+#else
+static void* handle;
+
+static void* find(const char* name) {
+    void* const function = dlsym(handle, name);
+    if (function == NULL) abort();
+    return function;
+}
+#define FIND(type, name) ((__typeof__(&type))find(name))
+#define CALL(name) FIND(name, #name)
+#endif
 
 static unsigned int record_words[50]; /* 100 bytes and a message of as many */
 static unsigned char message[100];
+static ECCParameter_st curve;
+static ec_group_st grp;
+static ECC_PUBLIC_KEY key;
+static ECC_PRIVATE_KEY d;
+static ECC_SIGNATURE signature;
 
-static void use_calls(const struct calls* c) {
+static void use_calls(void) {
     Ulmaro_ECC_CIPHER_BLOB* const record = (Ulmaro_ECC_CIPHER_BLOB*)record_words;
-    ECCParameter_st curve;
-    ec_group_st grp;
-    ECC_PUBLIC_KEY key;
-    ECC_PRIVATE_KEY d;
-    ECC_SIGNATURE signature;
-    c->curve(&curve, 0);
-    c->prepare(&curve, &grp);
-    c->generate(&grp, &key, &d);
-    c->sign(&grp, message, &d, &signature);
-    if (c->verify(&grp, message, &key, &signature) != 1) abort();
-    c->encrypt(&grp, message, 100, &key, record);
-    if (c->decrypt(&grp, record, &d, message) != 1) abort();
-    c->public_key(&key, &grp.mont_one);
+    CALL(SM2_Get_Paramter)(&curve, 0);
+    CALL(SM2_ECC_InitParameter)(&curve, &grp);
+    CALL(SM2_ECC_GenerateKeyPair)(&grp, &key, &d);
+    CALL(SM2_ECDSA_Signature)(&grp, message, &d, &signature);
+    if (CALL(SM2_ECDSA_Verification)(&grp, message, &key, &signature) != 1) abort();
+    CALL(SM2_ECES_Encryption)(&grp, message, 100, &key, record);
+    if (CALL(SM2_ECES_Decryption)(&grp, record, &d, message) != 1) abort();
+    CALL(SM2_CalcPubKeyByPriKey)(&key, &grp.mont_one);
 }
 
 #ifdef USE
@@ -64,20 +67,14 @@ static void use_calls(const struct calls* c) {
 
 static void use_cpp() {
     namespace ua = ulmaro::algrithm;
-    const ua::Curve curve;
-    const ua::KeyPair keys = curve.generate();
-    (void)curve.public_key(keys.private_key);
-    if (!curve.verify(keys.public_key, ua::bytes_of("m"), curve.sign(keys, ua::bytes_of("m")))) abort();
-    if (curve.decrypt(keys.private_key, curve.encrypt(keys.public_key, ua::bytes_of("m"))).size() != 1) abort();
-
-    ECCParameter_st parameters;
-    ECC_PUBLIC_KEY key;
-    ECC_PRIVATE_KEY d;
-    ECC_SIGNATURE signature;
-    SM2_Get_Paramter(&parameters, 0);
-    ECC_InitParameter(&parameters, &group);
-    ECC_GenerateKeyPair(&group, &key, &d);
+    const ua::Curve own;
+    const ua::KeyPair keys = own.generate();
+    (void)own.public_key(keys.private_key);
+    if (!own.verify(keys.public_key, ua::bytes_of("m"), own.sign(keys, ua::bytes_of("m")))) abort();
+    if (own.decrypt(keys.private_key, own.encrypt(keys.public_key, ua::bytes_of("m"))).size() != 1) abort();
+    ECC_InitParameter(&curve, &group);
     ECC_ProduceKey(0, key.x, d.d);
+    ECC_GenerateKeyPair(&group, &key, &d);
     ECDSA_Signature(&group, message, &d, &signature);
     if (ECDSA_Verification(&group, message, &key, &signature) != 1) abort();
     ECES_Encryption(&group, message, 100, &key, reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record_words));
@@ -87,10 +84,7 @@ extern "C"
     void
     USE(void);
 void USE(void) {
-    static const struct calls linked = {SM2_Get_Paramter,       SM2_ECC_InitParameter, SM2_ECC_GenerateKeyPair,
-                                        SM2_CalcPubKeyByPriKey, SM2_ECDSA_Signature,   SM2_ECDSA_Verification,
-                                        SM2_ECES_Encryption,    SM2_ECES_Decryption};
-    use_calls(&linked);
+    use_calls();
 #ifdef __cplusplus
     use_cpp();
 #endif
@@ -108,26 +102,12 @@ static void run(const char* what, void (*use)(void)) {
     printf(" %s=%s", what, random_calls() == 0 ? "kernel" : "rand");
 }
 
-static void* handle;
-
-static void find(void* function, const char* name) {
-    if ((*(void**)function = dlsym(handle, name)) == NULL) abort();
-}
-
 static void use_handle(void) {
-    struct calls c;
-    find(&c.curve, "SM2_Get_Paramter");
-    find(&c.prepare, "SM2_ECC_InitParameter");
-    find(&c.generate, "SM2_ECC_GenerateKeyPair");
-    find(&c.public_key, "SM2_CalcPubKeyByPriKey");
-    find(&c.sign, "SM2_ECDSA_Signature");
-    find(&c.verify, "SM2_ECDSA_Verification");
-    find(&c.encrypt, "SM2_ECES_Encryption");
-    find(&c.decrypt, "SM2_ECES_Decryption");
-    use_calls(&c);
-    find(&c.generate, "_Z19ECC_GenerateKeyPairP11ec_group_stP14ECC_PUBLIC_KEYP15ECC_PRIVATE_KEY");
-    find(&c.sign, "_Z15ECDSA_SignatureP11ec_group_stPhP15ECC_PRIVATE_KEYP13ECC_SIGNATURE");
-    use_calls(&c);
+    use_calls();
+    FIND(SM2_ECC_GenerateKeyPair, "_Z19ECC_GenerateKeyPairP11ec_group_stP14ECC_PUBLIC_KEYP15ECC_PRIVATE_KEY")
+    (&grp, &key, &d);
+    FIND(SM2_ECDSA_Signature, "_Z15ECDSA_SignatureP11ec_group_stPhP15ECC_PRIVATE_KEYP13ECC_SIGNATURE")
+    (&grp, message, &d, &signature);
 }
 
 int main(int argc, char** argv) {

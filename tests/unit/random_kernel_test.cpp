@@ -6,26 +6,21 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <functional>
 #include <random>
 
 #include "base/random.hpp"
-#include "support/curves.hpp"
+#include "support/bytes.hpp"
 
 namespace {
 
 std::function<ssize_t(unsigned char*, std::size_t)> kernel;
-int libc_calls = 0;
 
 }  // namespace
 
-extern "C" {
-
-ssize_t getrandom(void* buf, std::size_t size, unsigned int) { return kernel(static_cast<unsigned char*>(buf), size); }
-
-int rand() noexcept { return ++libc_calls; }
-
-void srand(unsigned int) noexcept { ++libc_calls; }
+extern "C" ssize_t getrandom(void* buf, std::size_t size, unsigned int) {
+    return kernel(static_cast<unsigned char*>(buf), size);
 }
 
 namespace ulmaro::test {
@@ -103,19 +98,6 @@ TEST(KernelRandom, SpreadsEvenlyBelowASmallTopWord) {
         ++i;
     }
     for (const int count : seen) EXPECT_NEAR(count, 1000, 200);
-}
-
-TEST(KernelRandom, LeavesTheLibcGeneratorAlone) {
-    kernel = [](unsigned char* out, std::size_t size) {
-        std::memset(out, 0x42, size);
-        return static_cast<ssize_t>(size);
-    };
-    const ec_group_st grp = prepare(kRecommended);
-    ECC_PUBLIC_KEY pub;
-    ECC_PRIVATE_KEY key;
-    SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
-    EXPECT_EQ(Bytes(key.d, key.d + 32), Bytes(32, 0x42));
-    EXPECT_EQ(libc_calls, 0);
 }
 
 }  // namespace
