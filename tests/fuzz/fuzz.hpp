@@ -12,7 +12,7 @@
 
 namespace ulmaro::fuzz {
 
-using test::Bytes;
+using namespace test;
 
 /// An input. Numbers are taken from its end and byte strings from its beginning, so that a seed file can be read; what
 /// goes beyond it is zeros.

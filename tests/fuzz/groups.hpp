@@ -8,25 +8,16 @@
 
 namespace ulmaro::fuzz {
 
-using test::be32;
-using test::from_be;
-using test::Integer;
-using test::inverse;
-using test::mod;
-using test::Point;
-using test::value_of;
-using test::xy_of;
-
 /// A number below 2^256: any, or beside one of the edges.
 inline Integer take_number(Data& data, const Integer& m) {
     if (data.flip()) return from_be(data.take(32));
-    return mod(data.one_of(test::edges(m)) + data.between(-20, 20), test::power_of_two(256));
+    return mod(data.one_of(edges(m)) + data.between(-20, 20), power_of_two(256));
 }
 
 struct Group {
     ECCParameter_st param;
     ec_group_st grp;
-    test::Points curve;
+    Points curve;
     Integer b, n, R;
     Point G;
     mutable std::vector<Point> doubles;  // 2^i G, as far as they were needed
@@ -36,7 +27,7 @@ struct Group {
         require(SM2_ECC_InitParameter(&param, &grp) == 0, "a group returns");
         curve.p = value_of(grp.prime);
         n = value_of(grp.order);
-        R = test::power_of_two(static_cast<unsigned>(32 * grp.prime_top));
+        R = power_of_two(static_cast<unsigned>(32 * grp.prime_top));
         if (!prepared()) return;
         curve.a = plain(grp.a_mont), b = plain(grp.b_mont);
         G = {plain(grp.generator.X), plain(grp.generator.Y)};
@@ -49,7 +40,7 @@ struct Group {
     }
     /// In Montgomery form; the words above are nobody's.
     bignum_st form(const Integer& a) const {
-        bignum_st r = test::record_of<bignum_st>(mod(a * R, curve.p));
+        bignum_st r = record_of<bignum_st>(mod(a * R, curve.p));
         for (int i = grp.prime_top; i < 10; ++i) r.words[i] = 0xc5c5c5c5;
         return r;
     }
@@ -59,7 +50,7 @@ struct Group {
     }
     Point multiple(const Integer& k) const {
         if (doubles.empty()) doubles.push_back(G);
-        Point r = test::infinity;
+        Point r = infinity;
         for (std::size_t i = 0; i < mpz_sizeinbase(k.get_mpz_t(), 2); ++i) {
             if (i == doubles.size()) doubles.push_back(curve.sum(doubles.back(), doubles.back()));
             if (mpz_tstbit(k.get_mpz_t(), i) != 0) r = curve.sum(r, doubles[i]);
@@ -71,9 +62,20 @@ struct Group {
     }
 };
 
+/// Of every named curve; the first seven have a prime order, and the seventh is the first again, the general way.
+inline std::vector<Group>& groups() {
+    static std::vector<Group> all = [] {
+        std::vector<Group> list;
+        for (const Curve& curve : kCurves) list.emplace_back(parameters(curve));
+        list.insert(list.begin() + 6, Group(list[0]))->grp.generator.z_is_one = 2;  // reads the same
+        return list;
+    }();
+    return all;
+}
+
 /// The scalar, with words above the order's that are nobody's.
 inline bignum_st scalar_of(const Integer& k, const Group& group) {
-    bignum_st r = test::record_of<bignum_st>(k);
+    bignum_st r = record_of<bignum_st>(k);
     for (int i = group.grp.order_top; i < 10; ++i) r.words[i] = 0xffffffff;
     return r;
 }

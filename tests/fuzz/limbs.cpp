@@ -19,7 +19,6 @@
 namespace ulmaro::fuzz {
 namespace {
 
-using test::record_of;
 using u256::U256;
 
 /// Raw limbs below the modulus: the functions do not know of forms. e is a result that a product is made to have.
@@ -30,7 +29,7 @@ struct Operands {
 /// F is a field's functions over elements of type E, modulo m.
 template <class E, class F>
 void check_field(const F& f, const Integer& m, const Operands& o) {
-    const Integer radix = test::power_of_two(256), per_radix = inverse(radix, m);
+    const Integer radix = power_of_two(256), per_radix = inverse(radix, m);
     const E a = record_of<E>(o.a), b = record_of<E>(o.b), c = record_of<E>(o.c), d = record_of<E>(o.d);
     const auto is = [&](const E& got, const Integer& expected, const char* what) {
         require(value_of(got) == mod(expected, m), what);
@@ -84,7 +83,7 @@ void check_any_modulus(const Integer& m, const Operands& o) {
 /// Any numbers of 256 bits, not only residues.
 void check_conversions(const Integer& a, const Integer& b) {
     using namespace sm2p256;
-    const Integer p = value_of(field_prime), n = value_of(group_order), R = test::power_of_two(256);
+    const Integer p = value_of(field_prime), n = value_of(group_order), R = power_of_two(256);
     const Fe element = fe_from(record_of<U256>(a));
     require(value_of(element) == mod(a * R, p) && value_of(fe_residue(element)) == mod(a, p), "to the field and back");
     require(value_of(fe_residue(fe_invert(element))) == inverse(mod(a, p), p), "fe_invert");
@@ -129,14 +128,14 @@ void check(const Integer& m, const Operands& any) {
     check_recommended(residues(value_of(sm2p256::field_prime)));
     check_conversions(any.a, any.b);
     if (mpz_odd_p(m.get_mpz_t()) != 0) check_any_modulus(m, residues(m));
-    if (m >= test::power_of_two(224)) check_order(m, residues(m), any.a);
+    if (m >= power_of_two(224)) check_order(m, residues(m), any.a);
 }
 
 }  // namespace
 
 /// The modulus is a curve's, or any.
 void run(Data& data) {
-    const test::Curve& curve = data.one_of(test::kCurves);
+    const Curve& curve = data.one_of(kCurves);
     Integer m = from_be(data.flip() ? curve.p : curve.n);
     if (data.rarely(4)) m = 3 + take_number(data, m) / 2;  // even too, and with divisors
     Operands o;
@@ -145,10 +144,9 @@ void run(Data& data) {
 }
 
 void run_edges() {
-    using test::kCurves;
     for (const char* modulus : {kCurves[0].p, kCurves[0].n, kCurves[1].p, kCurves[1].n, kCurves[4].p, kCurves[5].n}) {
         const Integer m = from_be(modulus);
-        const std::vector<Integer> all = test::edges(m);
+        const std::vector<Integer> all = edges(m);
         const std::size_t count = all.size();
         for (std::size_t i = 0; i < count; ++i) {
             check(3 * (m / 5 | 1), {3 * all[i] / 5, all[i], m / 3, all[0], all[i]});

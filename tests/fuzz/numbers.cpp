@@ -13,15 +13,6 @@
 namespace ulmaro::fuzz {
 namespace {
 
-using test::count;
-using test::Integer;
-using test::inverse;
-using test::mod;
-using test::power_of_two;
-using test::Words;
-
-constexpr unsigned int kMax = test::kMax;
-
 /// Words of which many are all ones, zero or one bit: where carries, borrows and quotient estimates go wrong.
 Words take_words(Data& data, int size) {
     Words words(static_cast<std::size_t>(size));
@@ -55,10 +46,10 @@ int size_of(const Integer& a) { return a == 0 ? 0 : static_cast<int>((mpz_sizein
 struct Result {
     Words apart, *words, before;
 
-    Result(Data& data, std::initializer_list<Words*> operands, int room) : apart(test::buffer({}, 0)), words(&apart) {
+    Result(Data& data, std::initializer_list<Words*> operands, int room) : apart(buffer({}, 0)), words(&apart) {
         const auto choice = data.up_to(operands.size());
         if (choice < operands.size()) words = operands.begin()[choice];
-        *words = test::buffer(std::move(*words), static_cast<std::size_t>(room) + 2);
+        *words = buffer(std::move(*words), static_cast<std::size_t>(room) + 2);
         before = *words;
     }
 
@@ -129,26 +120,26 @@ void check_shifts(Data& data) {
     require(BN_lshift(left.data(), &top, a.data(), a_top, n) == 1, "BN_lshift returns");
     left.expect(x << static_cast<unsigned>(up), a_top + up / 32 + 1, "BN_lshift", top);
     // By whole words the word above the number comes along, and a zero word follows it; else the zero alone.
-    a = test::buffer(original, test::room(a_top));
+    a = buffer(original, room(a_top));
     const int kept = std::max(a_top - up / 32, 0);
     const bool beyond = up / 32 > a_top || a_top == 0;
     Words expected = words_for(x >> static_cast<unsigned>(up), kept);
-    if (up % 32 == 0 && !beyond) expected.push_back(test::room(a_top) > original.size() ? test::kStale : 0);
+    if (up % 32 == 0 && !beyond) expected.push_back(room(a_top) > original.size() ? kStale : 0);
     expected.push_back(0);
     if (beyond) expected.resize(10);
-    expected.resize(std::min(expected.size(), test::room(kept)));
+    expected.resize(std::min(expected.size(), room(kept)));
     Result right(data, {&a}, count(a));
     require(BN_rshift(right.data(), &top, a.data(), a_top, n) == (beyond ? 0 : 1), "BN_rshift returns");
     right.expect(expected, "BN_rshift");
     require(top == size_of(x >> static_cast<unsigned>(up)), "the length of BN_rshift");
     if (a_top > 10) return;
     bignum_st half, whole;
-    std::ranges::copy(test::buffer(original), whole.words);
+    std::ranges::copy(buffer(original), whole.words);
     half = whole;
     bignum_st* const to = data.flip() ? &whole : &half;
     const int written = a_top == 0 ? 10 : a_top;
     BN_rshift1(to, &top, &whole, a_top);
-    expected = test::buffer(original);
+    expected = buffer(original);
     std::ranges::copy(words_for(x / 2, written), expected.begin());
     require(Words(to->words, to->words + 10) == expected && top == size_of(x / 2), "BN_rshift1");
 }
@@ -181,26 +172,26 @@ void check_questions(Data& data) {
 void check_quotient(Words num, Words d, bool swapped) {
     const Integer x = value(num), y = value(d), q = x / y, r = x % y;
     const std::size_t room = std::max({num.size(), d.size(), std::size_t{18}});
-    Words dv = test::buffer({}, static_cast<std::size_t>(size_of(q)) + 1), rm = test::buffer({}, room);
+    Words dv = buffer({}, static_cast<std::size_t>(size_of(q)) + 1), rm = buffer({}, room);
     const bool is_smaller = BN_ucmp(num.data(), count(num), d.data(), count(d)) < 0;
     int dv_top = -1, rm_top = -1;
     const Words num_before = num, d_before = d;
     BN_div(dv.data(), &dv_top, rm.data(), &rm_top, num.data(), count(num), d.data(), count(d));
     require(num == num_before && d == d_before, "operands stay");
-    require(dv == test::buffer(words_for(q, size_of(q)), dv.size()) && dv_top == size_of(q), "a quotient");
+    require(dv == buffer(words_for(q, size_of(q)), dv.size()) && dv_top == size_of(q), "a quotient");
     const auto used = static_cast<std::size_t>(rm_top);
     require(value(std::span(rm).first(used)) == r, "a remainder");
     require(is_smaller ? rm_top == count(num) : rm_top == size_of(r), "the length of a remainder");
     if (used < d.size() && used < 10) require(rm[used] == 0, "a zero word follows a remainder");
 
     // Over the operands, and one result alone.
-    Words n2 = test::buffer(num, room), d2 = test::buffer(d, room);
+    Words n2 = buffer(num, room), d2 = buffer(d, room);
     Words &over_q = swapped ? d2 : n2, &over_r = swapped ? n2 : d2;
     BN_div(over_q.data(), &dv_top, over_r.data(), &rm_top, n2.data(), count(num), d2.data(), count(d));
     require(dv_top == size_of(q) && value(std::span(over_q).first(static_cast<std::size_t>(dv_top))) == q &&
                 value(std::span(over_r).first(used)) == r,
             "results over the operands");
-    Words alone = test::buffer({}, room);
+    Words alone = buffer({}, room);
     BN_div(nullptr, nullptr, alone.data(), &rm_top, num.data(), count(num), d.data(), count(d));
     require(alone == rm, "a remainder alone");
     BN_div(num.data(), &dv_top, nullptr, nullptr, num.data(), count(num), d.data(), count(d));

@@ -28,7 +28,7 @@ Ulmaro_ECC_CIPHER_BLOB* blob_of(unsigned char* record) { return reinterpret_cast
 Bytes drawn;
 
 void draw_next(std::initializer_list<Integer> scalars) {
-    auto& random = test::reset_random();
+    auto& random = reset_random();
     for (const Integer& k : scalars) random.next_scalar(be32(k));
     std::srand(1);
     drawn.clear();
@@ -56,7 +56,7 @@ public:
 
     /// A 64-byte x || y as the library takes it. Coordinates count modulo p.
     Point point_of(std::span<const unsigned char> xy) const {
-        const Integer most = test::power_of_two(static_cast<unsigned>(32 * group_.grp.prime_top));
+        const Integer most = power_of_two(static_cast<unsigned>(32 * group_.grp.prime_top));
         const Point raw = test::point_of(xy);
         return {mod(mod(raw.x, most), group_.curve.p), mod(mod(raw.y, most), group_.curve.p)};
     }
@@ -68,7 +68,7 @@ public:
             at_ += 32;
             Integer top = k >> 224;
             while (top >= n_ >> 224) top /= 2;
-            k = mod(k, test::power_of_two(224)) + (top << 224);
+            k = mod(k, power_of_two(224)) + (top << 224);
             if (k != 0) return true;
         }
         return false;
@@ -105,12 +105,12 @@ public:
         const auto size = static_cast<std::uint32_t>(message.size());
         for (Integer k; draw(k);) {
             const Point shared = group_.curve.multiple(k, P);
-            Bytes cipher = test::openssl_kdf(xy_of(shared), size);
+            Bytes cipher = openssl_kdf(xy_of(shared), size);
             if (shared.x == 0 || (size != 0 && is_zero(cipher))) continue;
             for (std::size_t i = 0; i < size; ++i) cipher[i] ^= message[i];
-            return joined({xy_of(group_.multiple(k)), digest(shared, message), test::snapshot(size), cipher});
+            return joined({xy_of(group_.multiple(k)), digest(shared, message), snapshot(size), cipher});
         }
-        return joined({Bytes(96), test::snapshot(size), Bytes(size)});
+        return joined({Bytes(96), snapshot(size), Bytes(size)});
     }
 
     /// plain stays what it is where nothing is written.
@@ -123,7 +123,7 @@ public:
         if (!usable() || !group_.contains(C1)) return size == 0 ? "0 sum_t==0\n" : "0 char_equal!=0\n";
         const Point shared = group_.curve.multiple(d, C1);
         if (shared.x == 0 || shared.y == 0) return "0 BN_is_zero failed!\n";
-        const Bytes stream = test::openssl_kdf(xy_of(shared), size);
+        const Bytes stream = openssl_kdf(xy_of(shared), size);
         if (is_zero(stream)) return "0 sum_t==0\n";
         for (std::size_t i = 0; i < size; ++i) plain[i] = stream[i] ^ record[kHeader + i];
         return equal(digest(shared, plain), std::span(record).subspan(64, 32)) ? "1 " : "0 char_equal!=0\n";
@@ -131,7 +131,7 @@ public:
 
 private:
     static Bytes digest(const Point& shared, const Bytes& message) {
-        return test::openssl_sm3(joined({be32(shared.x), message, be32(shared.y)}));
+        return openssl_sm3(joined({be32(shared.x), message, be32(shared.y)}));
     }
 
     const Group& group_;
@@ -150,26 +150,16 @@ private:
 template <class Call>
 std::string outcome(Call&& call) {
     int result = -1;
-    const std::string text = test::printed_by([&] {
+    const std::string text = printed_by([&] {
         soil_stack();
         result = call();
     });
     return std::to_string(result) + " " + text;
 }
 
-std::vector<Group>& named_groups() {
-    static std::vector<Group> all = [] {
-        std::vector<Group> list;
-        for (const test::Curve& curve : test::kSoundCurves) list.emplace_back(test::parameters(curve));
-        list.emplace_back(list[0]).grp.generator.z_is_one = 2;  // reads the same: the recommended curve the general way
-        return list;
-    }();
-    return all;
-}
-
 /// A good curve with some fields replaced, and with any coefficients that its base point fulfils.
 ECCParameter_st take_block(Data& data) {
-    ECCParameter_st param = test::parameters(data.one_of(test::kCurves));
+    ECCParameter_st param = parameters(data.one_of(kCurves));
     unsigned char* const fields[] = {param.p, param.a, param.Gx, param.Gy, param.n, param.b};
     for (auto times = data.up_to(4); times > 0; --times) {
         unsigned char* const field = data.one_of(fields);
@@ -202,8 +192,8 @@ struct Subject {
     Point P;
 };
 
-ECC_PRIVATE_KEY private_key(const Integer& d) { return test::record<ECC_PRIVATE_KEY>(test::to_hex(be32(d))); }
-ECC_PUBLIC_KEY public_key(std::span<const unsigned char> xy) { return test::record<ECC_PUBLIC_KEY>(test::to_hex(xy)); }
+ECC_PRIVATE_KEY private_key(const Integer& d) { return record<ECC_PRIVATE_KEY>(to_hex(be32(d))); }
+ECC_PUBLIC_KEY public_key(std::span<const unsigned char> xy) { return record<ECC_PUBLIC_KEY>(to_hex(xy)); }
 
 /// The signature with these scalars drawn first; into apart memory, or over its inputs.
 Bytes sign(const Subject& x, const Bytes& e, const Integer& d, std::initializer_list<Integer> scalars, bool over) {
@@ -217,13 +207,13 @@ Bytes sign(const Subject& x, const Bytes& e, const Integer& d, std::initializer_
                     : SM2_ECDSA_Signature(&x.group.grp, digest.data(), &key, &made);
     });
     require(text == "0 ", "a signature prints nothing");
-    require(!x.exact || test::snapshot(made) == Model(x.group).sign(from_be(e), d), "the signature of these draws");
-    return test::snapshot(made);
+    require(!x.exact || snapshot(made) == Model(x.group).sign(from_be(e), d), "the signature of these draws");
+    return snapshot(made);
 }
 
 std::string verify(const Subject& x, const Bytes& e, const Bytes& pub, const Bytes& signature) {
     const ECC_PUBLIC_KEY key = public_key(pub);
-    const auto halves = test::record<ECC_SIGNATURE>(test::to_hex(signature));
+    const auto halves = record<ECC_SIGNATURE>(to_hex(signature));
     draw_next({});
     const std::string got = outcome([&] { return SM2_ECDSA_Verification(&x.group.grp, e.data(), &key, &halves); });
     const Model model(x.group);
@@ -240,7 +230,7 @@ void flip_a_bit(Data& data, Bytes& bytes) {
 void check_signature(Data& data, const Subject& x) {
     const Integer &n = x.group.n, k = take_number(data, n), any = take_number(data, n);
     const Integer keys[] = {0, n, n - 1, n - 2, any};
-    const Integer d = data.rarely(4) ? mod(data.one_of(keys), test::power_of_two(256)) : x.d;
+    const Integer d = data.rarely(4) ? mod(data.one_of(keys), power_of_two(256)) : x.d;
     if (inverse(d + 1, n) == 0 && d + 1 < n) return;  // takes all draws
     const Integer x1 = x.group.multiple(k).x;
     // Where k is drawn as it is, these make r, r + k and s vanish.
@@ -265,28 +255,28 @@ void check_signature(Data& data, const Subject& x) {
             const Point rest = x.group.curve.sum(wanted, x.group.curve.negative(x.group.multiple(s)));
             if (per_t != 0) sum = wanted, pub = xy_of(x.group.curve.multiple(per_t, rest));
         }
-        const Integer beside[] = {0, 0, 1, -1, test::power_of_two(256), x.group.curve.p};
+        const Integer beside[] = {0, 0, 1, -1, power_of_two(256), x.group.curve.p};
         Integer digest = mod(r - sum.x - data.one_of(beside), n);
-        if (digest + n < test::power_of_two(256) && data.flip()) digest += n;
+        if (digest + n < power_of_two(256) && data.flip()) digest += n;
         e = be32(digest);
         signature = joined({be32(r), be32(s)});
     }
     Bytes* const parts[] = {&e, &pub, &signature};
     if (data.rarely(3)) flip_a_bit(data, *data.one_of(parts));
-    const Point key = test::point_of(pub);
+    const Point key = point_of(pub);
     if (x.sound && !x.group.contains(key) && key.x < x.group.curve.p && key.y < x.group.curve.p && data.flip()) {
         const Integer r = from_be(std::span(signature).first(32)), s = from_be(std::span(signature).last(32));
         e = be32(mod(r - exported_sum(x.group, s, mod(r + s, n), key).x, n));  // fits, and is refused all the same
     }
     for (const std::size_t at : {0U, 32U}) {
         const Integer half = n + data.between(-2, 2);
-        if (data.rarely(8) && half >= 0 && half < test::power_of_two(256)) {
+        if (data.rarely(8) && half >= 0 && half < power_of_two(256)) {
             std::ranges::copy(be32(half), signature.begin() + static_cast<std::ptrdiff_t>(at));
         }
     }
     const std::string got = verify(x, e, pub, signature);
-    if (&x.group == &named_groups()[0] && data.flip()) {
-        require(test::openssl_verifies(pub, e, signature) == (got == "1 "), "OpenSSL agrees on a signature");
+    if (&x.group == &groups()[0] && data.flip()) {
+        require(openssl_verifies(pub, e, signature) == (got == "1 "), "OpenSSL agrees on a signature");
     }
 }
 
@@ -294,7 +284,7 @@ void check_signature(Data& data, const Subject& x) {
 Bytes encrypt(const Subject& x, const Bytes& message, const Bytes& pub, std::initializer_list<Integer> scalars,
               std::size_t at, std::size_t shift) {
     const std::size_t size = kHeader + message.size();
-    test::Guarded<unsigned char> memory(shift + size + message.size());
+    Guarded<unsigned char> memory(shift + size + message.size());
     unsigned char* const record = memory.data() + shift;
     if (at < kHeader && at + message.size() > 96) at = size;
     std::ranges::copy(message, record + at);
@@ -344,7 +334,7 @@ void check_ciphertext(Data& data, const Subject& x) {
     Integer d = x.d;
     if (data.flip()) flip_a_bit(data, record);
     const Integer same = from_be(std::span(record).first(32)) + p;
-    if (data.flip() && same < test::power_of_two(256)) std::ranges::copy(be32(same), record.begin());
+    if (data.flip() && same < power_of_two(256)) std::ranges::copy(be32(same), record.begin());
     if (data.rarely(4)) {
         const Integer any = take_number(data, p);
         std::ranges::copy(xy_of(data.flip() ? lifted(x.group, any) : x.group.multiple(any)), record.begin());
@@ -369,10 +359,10 @@ void check_equation_and_identity(Data& data, const Subject& x) {
     const Integer p = from_be(param.p), u = from_be(key.x), v = from_be(key.y);
     const bool holds = p != 0 && mod(u * u * u + from_be(param.a) * u + from_be(param.b) - v * v, p) == 0;
     require(SM2_POINT_is_on_curve(&param, &key) == (holds ? 1 : 0), "SM2_POINT_is_on_curve");
-    const Bytes id = test::from_hex("008031323334353637383132333435363738");
+    const Bytes id = from_hex("008031323334353637383132333435363738");
     unsigned char z[32];
     require(SM3_algrithm_userid_hash(&key, &param, z) == 0, "a Z returns");
-    require(equal(z, test::openssl_sm3(joined({id, param.a, param.b, param.Gx, param.Gy, xy}))), "Z");
+    require(equal(z, openssl_sm3(joined({id, param.a, param.b, param.Gx, param.Gy, xy}))), "Z");
 }
 
 /// What stands in a prepared group.
@@ -380,23 +370,22 @@ void check_group(const Group& group) {
     const ec_group_st& grp = group.grp;
     ec_group_st expected = {};
     const Integer p = from_be(group.param.p), n = from_be(group.param.n);
-    expected.prime = test::record_of<bignum_st>(p);
-    expected.order = test::record_of<bignum_st>(n);
+    expected.prime = record_of<bignum_st>(p);
+    expected.order = record_of<bignum_st>(n);
     const auto words = [](const Integer& a) { return static_cast<int>((mpz_sizeinbase(a.get_mpz_t(), 2) + 31) / 32); };
     expected.prime_top = p == 0 ? 0 : words(p);
     expected.order_top = n == 0 ? 0 : words(n);
     if (group.prepared()) {
         const auto form = [&](const unsigned char(&field)[32]) {  // words above the prime's stay what they were
             const Integer all = from_be(field), low = mod(all, group.R);
-            return test::record_of<bignum_st>(all - low + mod(low * group.R, p));
+            return record_of<bignum_st>(all - low + mod(low * group.R, p));
         };
-        expected.nprime =
-            static_cast<unsigned int>(mod(-inverse(p, test::power_of_two(32)), test::power_of_two(32)).get_ui());
-        const bignum_st rr = test::record_of<bignum_st>(mod(group.R * group.R, p));
+        expected.nprime = static_cast<unsigned int>(mod(-inverse(p, power_of_two(32)), power_of_two(32)).get_ui());
+        const bignum_st rr = record_of<bignum_st>(mod(group.R * group.R, p));
         std::copy_n(rr.words, 8, expected.rr);
         expected.a_mont = form(group.param.a), expected.b_mont = form(group.param.b);
         expected.generator.X = form(group.param.Gx), expected.generator.Y = form(group.param.Gy);
-        expected.mont_one = expected.generator.Z = test::record_of<bignum_st>(mod(group.R, p));
+        expected.mont_one = expected.generator.Z = record_of<bignum_st>(mod(group.R, p));
         expected.generator.z_is_one = grp.generator.z_is_one;
     }
     require(std::memcmp(&grp, &expected, sizeof grp) == 0, "a prepared group");
@@ -406,7 +395,7 @@ void check_group(const Group& group) {
 
 void run(Data& data) {
     std::optional<Group> own;
-    Group* group = data.flip() ? &data.one_of(named_groups()) : &named_groups()[0];
+    Group* group = data.flip() ? &data.one_of(std::span(groups()).first(7)) : &groups()[0];
     const bool sound = !data.rarely(3);
     if (!sound) {
         group = &own.emplace(take_block(data));
@@ -418,7 +407,7 @@ void run(Data& data) {
         group = &own.emplace(param);
     }
     check_group(*group);
-    const bool exact = !group->prepared() || test::is_prime(group->curve.p);
+    const bool exact = !group->prepared() || is_prime(group->curve.p);
     ECC_PUBLIC_KEY pub;
     ECC_PRIVATE_KEY key;
     std::memset(&pub, 0xa5, sizeof pub);
@@ -426,15 +415,15 @@ void run(Data& data) {
     draw_next({take_number(data, group->n), take_number(data, group->n)});
     require(outcome([&] { return SM2_ECC_GenerateKeyPair(&group->grp, &pub, &key); }) == "0 ", "a key pair");
     Subject x = {*group, exact, sound, 0, {0, 0}};
-    if (Model model(*group); model.draw(x.d)) x.P = exact ? group->multiple(x.d) : test::point_of(test::snapshot(pub));
-    require(from_be(key.d) == x.d && test::snapshot(pub) == xy_of(x.P), "the key pair is d, [d]G");
+    if (Model model(*group); model.draw(x.d)) x.P = exact ? group->multiple(x.d) : point_of(snapshot(pub));
+    require(from_be(key.d) == x.d && snapshot(pub) == xy_of(x.P), "the key pair is d, [d]G");
     if (exact && group->prepared()) {
         const Integer k = take_number(data, group->n);
-        bignum_st scalar = test::record_of<bignum_st>(k);
+        bignum_st scalar = record_of<bignum_st>(k);
         scalar.words[8] = scalar.words[9] = 0xffffffff;
         require(ECC_CalcPubKeyByPriKey(&group->grp, &pub, &scalar) == 0, "a public key returns");
-        const Integer seen = mod(k, test::power_of_two(static_cast<unsigned>(32 * group->grp.order_top)));
-        require(test::snapshot(pub) == xy_of(group->multiple(seen)), "ECC_CalcPubKeyByPriKey is [k]G");
+        const Integer seen = mod(k, power_of_two(static_cast<unsigned>(32 * group->grp.order_top)));
+        require(snapshot(pub) == xy_of(group->multiple(seen)), "ECC_CalcPubKeyByPriKey is [k]G");
     }
     check_equation_and_identity(data, x);
     data.flip() ? check_signature(data, x) : check_ciphertext(data, x);
@@ -450,10 +439,10 @@ void check_published() {
 #include "vectors/sm2_signatures.inc"
     };
     for (const auto& v : signatures) {
-        const Group& curve = named_groups()[v.curve];
+        const Group& curve = groups()[v.curve];
         const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
-        require(test::to_hex(sign(x, test::from_hex(v.e), x.d, {from_be(v.k)}, false)) == v.signature, v.signature);
-        require(verify(x, test::from_hex(v.e), xy_of(x.P), test::from_hex(v.signature)) == "1 ", v.signature);
+        require(to_hex(sign(x, from_hex(v.e), x.d, {from_be(v.k)}, false)) == v.signature, v.signature);
+        require(verify(x, from_hex(v.e), xy_of(x.P), from_hex(v.signature)) == "1 ", v.signature);
     }
     struct {
         std::size_t curve;
@@ -464,10 +453,10 @@ void check_published() {
     constexpr std::string_view text = "encryption standard";
     const Bytes message(text.begin(), text.end());
     for (const auto& v : ciphertexts) {
-        const Group& curve = named_groups()[v.curve];
+        const Group& curve = groups()[v.curve];
         const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
         const Bytes record = encrypt(x, message, xy_of(x.P), {from_be(v.k)}, kHeader, 0);
-        require(test::to_hex(record) == v.record && decrypt(x, record, x.d, 7) == "1 ", v.record);
+        require(to_hex(record) == v.record && decrypt(x, record, x.d, 7) == "1 ", v.record);
         // [470]P of the first gives a key stream that begins with a zero byte.
         encrypt(x, {'m'}, xy_of(x.P), {470, from_be(v.k)}, kHeader, 0);
         Bytes short_one = encrypt(x, {'m', 'n'}, xy_of(x.P), {470}, kHeader, 0);
@@ -485,11 +474,11 @@ void check_hopeless(const Group& sound) {
     even.grp.order.words[0] -= 1;
     sign({even, true, false, 7, x.P}, be32(3), 7, {1}, false);  // 8 has no inverse
     draw_next({});
-    test::replaced_random().otherwise = [] { return 0x100; };
+    replaced_random().otherwise = [] { return 0x100; };
     ECC_PUBLIC_KEY pub;
     ECC_PRIVATE_KEY key;
     SM2_ECC_GenerateKeyPair(&sound.grp, &pub, &key);
-    require(drawn.size() == 256 * 32 && is_zero(test::snapshot(pub)) && is_zero(test::snapshot(key)), "no key");
+    require(drawn.size() == 256 * 32 && is_zero(snapshot(pub)) && is_zero(snapshot(key)), "no key");
 
     Group never = sound;
     never.grp = {};
@@ -510,9 +499,9 @@ void check_sum_beside_the_order(const Group& sound) {
         if (!sound.contains(sum)) continue;
         const Point P = sound.curve.multiple(per_t, sound.curve.sum(sum, sound.curve.negative(G5)));
         const Subject x = {sound, true, true, 7, P};
-        const Integer e = mod(r - sum.x, sound.n), wrapped = mod(e - test::power_of_two(256), sound.n);
+        const Integer e = mod(r - sum.x, sound.n), wrapped = mod(e - power_of_two(256), sound.n);
         for (const Integer& digest : {e, Integer(e + sound.n), wrapped}) {
-            if (digest >= test::power_of_two(256)) continue;
+            if (digest >= power_of_two(256)) continue;
             verify(x, be32(digest), xy_of(P), joined({be32(r), be32(s)}));
         }
     }
@@ -522,21 +511,19 @@ void check_sum_beside_the_order(const Group& sound) {
 /// comes in, so that the comparison alone would accept.
 void check_key_off_the_curve(const Group& sound) {
     const Subject x = {sound, true, true, 7, sound.multiple(7)};
-    const Integer s = 0x765432, r = test::power_of_two(40) - s, e = mod(r - sound.multiple(s).x, sound.n);
+    const Integer s = 0x765432, r = power_of_two(40) - s, e = mod(r - sound.multiple(s).x, sound.n);
     const Bytes signature = joined({be32(mod(r, sound.n)), be32(s)});
     require(verify(x, be32(e), Bytes(64), signature) == "0 ", "a key off the curve that fits");
     require(verify(x, be32(e - 1), Bytes(64), signature) == "0 cmp different! ret= 1\n", "and one that does not");
 }
 
 void check_refusals(const Group& sound) {
-    using test::untouchable;
     const ECC_PUBLIC_KEY key = public_key(xy_of(sound.G));
     draw_next({});
     for (const int len : {-1, INT_MIN, INT_MAX, INT_MAX - 63}) {
-        test::Guarded<unsigned char> out(kHeader);
-        require(test::outcome_of([&] {
-                    SM2_ECES_Encryption(&sound.grp, untouchable(), len, &key, blob_of(out.data()));
-                }) == test::Outcome::bad_array_new_length,
+        Guarded<unsigned char> out(kHeader);
+        require(outcome_of([&] { SM2_ECES_Encryption(&sound.grp, untouchable(), len, &key, blob_of(out.data())); }) ==
+                    Outcome::bad_array_new_length,
                 "a length is refused");
         require(out.untouched() && drawn.empty(), "a refusal writes nothing and draws nothing");
     }
@@ -554,7 +541,7 @@ void check_refusals(const Group& sound) {
 void check_produce_key(const Group& sound) {
     ::group = sound.grp;
     draw_next({7});
-    test::Guarded<unsigned char> pub(64), priv(32);
+    Guarded<unsigned char> pub(64), priv(32);
     require(outcome([&] { return ECC_ProduceKey(-1, pub.data(), priv.data()); }) == "0 \n", "ECC_ProduceKey");
     require(equal(pub.span(), xy_of(sound.multiple(7))) && equal(priv.span(), be32(7)), "the key that it makes");
     ::group = {};
@@ -565,25 +552,25 @@ void check_produce_key(const Group& sound) {
 void run_edges() {
     check_published();
     for (const std::size_t which : {0U, 1U, 6U}) {
-        check_hopeless(named_groups()[which]);
-        check_sum_beside_the_order(named_groups()[which]);
-        check_key_off_the_curve(named_groups()[which]);
-        check_refusals(named_groups()[which]);
-        check_produce_key(named_groups()[which]);
+        check_hopeless(groups()[which]);
+        check_sum_beside_the_order(groups()[which]);
+        check_key_off_the_curve(groups()[which]);
+        check_refusals(groups()[which]);
+        check_produce_key(groups()[which]);
     }
     // The clock is read at every preparation, also of nothing.
-    auto& random = test::reset_random();
-    ECCParameter_st param = test::parameters(test::kRecommended);
-    test::prepare(param);
+    auto& random = reset_random();
+    ECCParameter_st param = parameters(kRecommended);
+    prepare(param);
     random.now = 0x1234567890;
     param = {};
-    test::prepare(param);
+    prepare(param);
     random.now = 77;
-    const bignum_st scalars[] = {{{3}}, {}, named_groups()[0].grp.order};
+    const bignum_st scalars[] = {{{3}}, {}, groups()[0].grp.order};
     for (const bignum_st& d : scalars) {
         ECC_PUBLIC_KEY pub;
         require(SM2_CalcPubKeyByPriKey(&pub, &d) == 0, "a public key on the recommended curve");
-        require(test::snapshot(pub) == xy_of(named_groups()[0].multiple(value_of(d))), "SM2_CalcPubKeyByPriKey");
+        require(snapshot(pub) == xy_of(groups()[0].multiple(value_of(d))), "SM2_CalcPubKeyByPriKey");
     }
     require(random.seeds == std::vector<unsigned int>{1000, 0x34567890, 77, 77, 77} && random.calls == 0, "seeds");
 }

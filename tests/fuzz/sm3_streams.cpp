@@ -17,10 +17,6 @@
 namespace ulmaro::fuzz {
 namespace {
 
-using test::be_words;
-using test::Guarded;
-using test::openssl_sm3;
-using test::untouchable;
 using Buffer = Guarded<unsigned char>;
 
 Buffer placed(const Bytes& bytes) { return Buffer(std::span<const unsigned char>(bytes)); }
@@ -38,21 +34,21 @@ void update(bool entry, SM3_CTX* ctx, unsigned char* in, int len) {
 
 template <class Call>
 bool refused(Call&& call) {
-    return test::outcome_of(call) == test::Outcome::bad_array_new_length;
+    return outcome_of(call) == Outcome::bad_array_new_length;
 }
 
 SM3_CTX initial() {
     SM3_CTX ctx = {};
-    std::ranges::copy(test::kSm3Iv, ctx.V);
-    for (int j = 0; j < 64; ++j) ctx.T[j] = test::sm3_constant(j);
+    std::ranges::copy(kSm3Iv, ctx.V);
+    for (int j = 0; j < 64; ++j) ctx.T[j] = sm3_constant(j);
     return ctx;
 }
 
 /// V after one more block, under these constants.
 void compress(unsigned int (&V)[8], std::span<const unsigned char> block, std::span<const unsigned int> constants) {
-    test::Words8 v;
+    Words8 v;
     std::copy_n(V, 8, v.begin());
-    std::ranges::copy(test::sm3_compress(v, test::sm3_expand(be_words(block)), constants), V);
+    std::ranges::copy(sm3_compress(v, sm3_expand(be_words(block)), constants), V);
 }
 
 std::size_t pending(const SM3_CTX& ctx) { return static_cast<unsigned int>(ctx.num) % 64; }
@@ -85,7 +81,7 @@ Bytes expect_final(SM3_CTX& ctx) {
     store_be32(&tail[tail.size() - 4], ctx.total_len * 8);  // the length field holds 32 bits
     absorb(end, tail);
     std::copy_n(end.V, 8, ctx.V);
-    return test::be_bytes(ctx.V);
+    return be_bytes(ctx.V);
 }
 
 /// Calls in any order on one context, which may be one that was never set up.
@@ -115,9 +111,9 @@ void check_context(Data& data) {
             case 2: {  // inside the context, as it stands once the length has been counted
                 const std::size_t size = 1 + data.up_to(sizeof ctx - 1), at = data.up_to(sizeof ctx - size);
                 expected.total_len += static_cast<unsigned int>(size);
-                const Bytes message = test::snapshot(expected);
+                const Bytes message = snapshot(expected);
                 expect_update(expected, std::span(message).subspan(at, size));
-                update(entry, &ctx, test::object_bytes(ctx).data() + at, static_cast<int>(size));
+                update(entry, &ctx, object_bytes(ctx).data() + at, static_cast<int>(size));
                 break;
             }
             case 3: {
@@ -135,14 +131,14 @@ void check_context(Data& data) {
                 compress(expected.V, block, expected.T);
                 const auto words = be_words(block);
                 SM3_OPERAAT(&ctx, Guarded<unsigned int>(std::span<const unsigned int>(words)).data());
-                test::Sm3Schedule s;
+                Sm3Schedule s;
                 for (unsigned int& w : s.w) w = data.any<std::uint32_t>();
                 for (unsigned int& w : s.w_prime) w = data.any<std::uint32_t>();
-                test::Words8 v;
+                Words8 v;
                 std::copy_n(ctx.V, 8, v.begin());
-                const test::Words8 result = test::sm3_compress(v, s, ctx.T);
+                const Words8 result = sm3_compress(v, s, ctx.T);
                 const bool inside = data.flip();
-                test::Words8 out = v;
+                Words8 out = v;
                 CF_FUNCTION(&ctx, nullptr, inside ? out.data() : v.data(), s.w.data(), s.w_prime.data(), out.data());
                 require(out == result, "CF_FUNCTION");
                 break;
@@ -181,7 +177,7 @@ void check_digest(Data& data, const Bytes& message) {
         std::copy_n(sm3::kInitialValue, 8, v);
         kernels->compress(v, blocks.data(), first);
         kernels->compress(v, blocks.data() + 64 * first, count - first);
-        require(equal(test::be_bytes(v), expected), kernels->name);
+        require(equal(be_bytes(v), expected), kernels->name);
     }
 }
 
@@ -209,7 +205,7 @@ sm3::CounterMessage counted(const Bytes& z) {
     m.bytes[m.counter_offset + 4] = 0x80;
     m.blocks = m.counter_offset + 4 < 56 ? 1 : 2;
     const auto bits = static_cast<unsigned int>(z.size() + 4) * 8;
-    std::ranges::copy(test::be_bytes(std::span(&bits, 1)), m.bytes + 64 * m.blocks - 4);
+    std::ranges::copy(be_bytes(std::span(&bits, 1)), m.bytes + 64 * m.blocks - 4);
     return m;
 }
 
@@ -222,7 +218,7 @@ void check_counted(const sm3::Kernels& kernels, const Bytes& z, std::uint32_t fi
 
 void check_derivation(Data& data, const Bytes& z, std::size_t size) {
     const Bytes expected = counted_digests(z, 1, size);
-    require(z.empty() || expected == test::openssl_kdf(z, size), "OpenSSL derives the same");
+    require(z.empty() || expected == openssl_kdf(z, size), "OpenSSL derives the same");
     const bool entry = data.flip();
     Buffer in = placed(z), out(size);
     derive(entry, z.empty() ? nullptr : in.data(), length(z), static_cast<int>(size), out.data());
@@ -286,39 +282,39 @@ void run_edges() {
         }
         Bytes digest(32);
         hash(true, message.data(), length(message), digest.data());
-        require(test::to_hex(digest) == vector.digest, vector.unit);
+        require(to_hex(digest) == vector.digest, vector.unit);
     }
     // The encryption example on the recommended curve of GM/T 0003.5: x2 || y2 and t.
-    Bytes z = test::from_hex(
+    Bytes z = from_hex(
         "335e18d751e51f040e27d468138b7ab1dc86ad7f981d7d416222fd6ab3ed230d"
         "ab743ebcfb22d64f7b6ab791f70658f25b48fa93e54064fdbfbed3f0bd847ac9");
     unsigned char t[19];
     derive(true, z.data(), 64, 19, t);
-    require(test::to_hex(t) == "44e60fdbf0bae81437665374bef26749046c9e", "the standard's key stream");
+    require(to_hex(t) == "44e60fdbf0bae81437665374bef26749046c9e", "the standard's key stream");
     check_refusals();
     require(&sm3::active_kernels() == sm3::supported_kernels().front(), "the best kernel is used");
     require(sm3::supported_kernels().back() == &sm3::portable_kernels, "the portable kernel is always there");
 
-    for (std::size_t size = 0; size <= 64 * 20; size += size < 200 ? 1 : 64) check_digest(none, test::pattern(size));
+    for (std::size_t size = 0; size <= 64 * 20; size += size < 200 ? 1 : 64) check_digest(none, pattern(size));
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
         for (std::size_t size = 0; size <= 130; ++size) {
-            const Bytes stream = counted_digests(test::pattern(size), 1, 32 * (3 * kernels->lanes + 2));
+            const Bytes stream = counted_digests(pattern(size), 1, 32 * (3 * kernels->lanes + 2));
             for (std::size_t cut = 0; cut <= stream.size(); cut += cut % 32 == 1 ? 30 : 1) {
-                check_counted(*kernels, test::pattern(size), 1, Bytes(stream.data(), stream.data() + cut));
+                check_counted(*kernels, pattern(size), 1, Bytes(stream.data(), stream.data() + cut));
             }
         }
         // Counters from every lane, across their second byte and their end; more groups than one expansion serves.
         for (const std::size_t size : {0U, 50U, 61U, 63U}) {
             for (std::uint32_t lane = 0; lane < kernels->lanes; ++lane) {
                 for (const std::uint32_t first : {0x00ffffe0U + lane, 0xffffffe0U + lane}) {
-                    check_counted(*kernels, test::pattern(size), first,
-                                  counted_digests(test::pattern(size), first, 32 * (3 * kernels->lanes + 2)));
+                    check_counted(*kernels, pattern(size), first,
+                                  counted_digests(pattern(size), first, 32 * (3 * kernels->lanes + 2)));
                 }
             }
         }
         for (const std::size_t size : {0U, 30U, 62U, 64U}) {
             const std::size_t digests = (2 * kernels->lanes + 3) * kernels->lanes;
-            check_counted(*kernels, test::pattern(size), 1, counted_digests(test::pattern(size), 1, 32 * digests));
+            check_counted(*kernels, pattern(size), 1, counted_digests(pattern(size), 1, 32 * digests));
         }
     }
 }

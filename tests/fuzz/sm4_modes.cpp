@@ -14,13 +14,6 @@
 namespace ulmaro::fuzz {
 namespace {
 
-using test::be_words;
-using test::from_hex;
-using test::Guarded;
-using test::Outcome;
-using test::outcome_of;
-using test::Sm4Mode;
-using test::untouchable;
 using Words = std::vector<unsigned int>;
 
 constexpr std::size_t kMostBlocks = 200;  // three times the widest kernel's 64, and a tail
@@ -53,7 +46,7 @@ void check_layout(const Sm4Mode& mode, std::size_t size, const Bytes& key, const
     if (mode.raw_key) {
         std::ranges::copy(key, base + at.key);
     } else {
-        test::Sm4Key expanded(key);
+        Sm4Key expanded(key);
         std::memcpy(base + at.key, expanded.schedule, 128);
     }
     const std::size_t whole = size / 16 * 16;  // bytes after the last whole block stay
@@ -81,7 +74,7 @@ void check_continuation(Data& data, const Sm4Mode& mode) {
     Bytes text(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(message.size() / 16 * 16));
     const Job job{mode.cbc, mode.decrypts, data.take(16), data.take(16)};
     const Bytes expected = reference(job, text);
-    test::Sm4Key key(job.key);
+    Sm4Key key(job.key);
     Bytes iv = job.iv;
     for (std::size_t done = 0; done < text.size();) {
         const std::size_t left = (text.size() - done) / 16;
@@ -133,7 +126,7 @@ void check_kernels(const Job& job, const Bytes& text, std::size_t below) {
 /// The routines over words: the bytes in big-endian words, apart, in place, and a block over its schedule.
 void check_words(Data& data) {
     const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
-    test::Sm4Key key(job.key);
+    Sm4Key key(job.key);
     const std::size_t len = job.cbc ? data.up_to(64) : 4, whole = len / 4 * 4;
     const Bytes text = data.take(4 * len);
     const Bytes expected = reference(job, std::span(text).first(4 * whole));
@@ -149,15 +142,15 @@ void check_words(Data& data) {
         (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(in.data(), rk.data(), to);
         unsigned int* const over = rk.data() + data.up_to(28);
         (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(be_words(text).data(), rk.data(), over);
-        require(test::be_bytes({over, 4}) == expected, "a block over its schedule");
+        require(be_bytes({over, 4}) == expected, "a block over its schedule");
     }
-    require(test::be_bytes({to, whole}) == expected && out.intact() && in.intact(), "SM4 over words");
+    require(be_bytes({to, whole}) == expected && out.intact() && in.intact(), "SM4 over words");
 }
 
 /// The key anywhere in its schedule's memory.
 void check_key_set_up(Data& data) {
     const Bytes key = data.take(16);
-    const test::Sm4Key expected(key);
+    const Sm4Key expected(key);
     Guarded<unsigned int> rk(32);
     auto* const bytes = reinterpret_cast<unsigned char*>(rk.data());
     const std::size_t at = data.up_to(112);
@@ -179,7 +172,7 @@ void check_refusals() {
     }
     require(SM4_KEY_INIT(nullptr, 16, rk.data(), 32) == -1 && SM4_KEY_INIT(key.data(), 16, nullptr, 32) == -1, "null");
     require(std::ranges::count(rk, 0x55555555U) == 32, "a refusal writes nothing");
-    for (const auto& modes : {std::span(test::kSm4Modes), std::span(test::kSm4InternalModes)}) {
+    for (const auto& modes : {std::span(kSm4Modes), std::span(kSm4InternalModes)}) {
         for (const Sm4Mode& mode : modes) {
             for (const int len : {0, 1, 15, -1, -2, -3}) {  // nothing is read, not even the key
                 mode.run(untouchable(), len, untouchable(), untouchable(), untouchable());
@@ -203,7 +196,7 @@ void check_refusals() {
 }  // namespace
 
 void run(Data& data) {
-    const auto& modes = data.flip() ? test::kSm4Modes : test::kSm4InternalModes;
+    const auto& modes = data.flip() ? kSm4Modes : kSm4InternalModes;
     const Sm4Mode& mode = data.one_of(modes);
     switch (data.up_to(4)) {
         case 0:
@@ -231,20 +224,20 @@ void run_edges() {
     };
     const Bytes iv = from_hex("000102030405060708090a0b0c0d0e0f");
     for (const auto& vector : vectors) {
-        test::Sm4Key key(from_hex(vector.key));
-        for (const Sm4Mode& mode : test::kSm4Modes) {
+        Sm4Key key(from_hex(vector.key));
+        for (const Sm4Mode& mode : kSm4Modes) {
             if (mode.cbc != vector.cbc) continue;
             Bytes text = from_hex(mode.decrypts ? vector.cipher : vector.plain), chain = iv;
             mode.run(text.data(), length(text), key.for_mode(mode), chain.data(), text.data());
-            require(test::to_hex(text) == (mode.decrypts ? vector.plain : vector.cipher), mode.name);
+            require(to_hex(text) == (mode.decrypts ? vector.plain : vector.cipher), mode.name);
         }
     }
     // GB/T 32907 annex A.1 and A.2.
-    test::Sm4Key example(from_hex(vectors[0].key));
+    Sm4Key example(from_hex(vectors[0].key));
     require(example.schedule[0] == 0xf12186f9 && example.schedule[31] == 0x9124a012, "the example's schedule");
     Words block = be_words(example.bytes);
     for (int i = 0; i < 1'000'000; ++i) ECB_EN_MOD(block.data(), example.schedule, block.data());
-    require(test::to_hex(test::be_bytes(block)) == "595298c7c6fd271f0402f804c33d3f66", "a million encryptions");
+    require(to_hex(be_bytes(block)) == "595298c7c6fd271f0402f804c33d3f66", "a million encryptions");
     check_refusals();
     require(&sm4::active_kernels() == sm4::supported_kernels().front(), "the best kernel is used");
     require(sm4::supported_kernels().back() == &sm4::portable_kernels, "the portable kernel is always there");
@@ -253,8 +246,8 @@ void run_edges() {
         for (const bool decrypts : {false, true}) {
             const Job job{cbc, decrypts, example.bytes, iv};
             for (std::size_t blocks = 0; blocks <= kMostBlocks; ++blocks) {
-                check_kernels(job, test::pattern(16 * blocks), 0);
-                check_kernels(job, test::pattern(16 * blocks), 1 + blocks * 7 % (16 * blocks + 1));
+                check_kernels(job, pattern(16 * blocks), 0);
+                check_kernels(job, pattern(16 * blocks), 1 + blocks * 7 % (16 * blocks + 1));
             }
             // Schedules that belong to no key.
             for (const unsigned int word : {0U, 0xffffffffU, 0x80000000U, 1U, 0x0f0f0f0fU}) {
@@ -272,12 +265,12 @@ void run_edges() {
         }
     }
     // The output over the input, the iv and the key at every distance.
-    for (const Sm4Mode& mode : test::kSm4Modes) {
+    for (const Sm4Mode& mode : kSm4Modes) {
         for (const std::size_t size : {16U, 37U, 80U, 16 * 9U}) {
             for (std::size_t out = 0; out <= 3 * size + 160; ++out) {
                 const std::size_t in = size + 160 - size % 4;
                 check_layout(mode, size, example.bytes, {in, out, in - 16, in - 16 - (mode.raw_key ? 16 : 128)},
-                             test::pattern(4 * size + 160));
+                             pattern(4 * size + 160));
             }
         }
     }

@@ -19,8 +19,6 @@ inline constexpr Curve kCurves[] = {
 inline constexpr const Curve &kRecommended = kCurves[0], &kExample = kCurves[1];
 /// Its prime has 224 bits, its order 225, and 2^512 modulo the order fewer words than the order.
 inline constexpr const Curve& kShort = kCurves[5];
-/// Those of prime order: the first five over a prime of 256 bits, the last over one of 224.
-inline constexpr std::span kSoundCurves(kCurves, 6);
 
 /// The curve as it comes out of the custom registry.
 inline ECCParameter_st parameters(const Curve& c) {
