@@ -32,11 +32,6 @@ void update(bool entry, SM3_CTX* ctx, unsigned char* in, int len) {
     entry ? SM3_Update(ctx, in, len) : SM3_Update_ex(ctx, in, len);
 }
 
-template <class Call>
-bool refused(Call&& call) {
-    return outcome_of(call) == Outcome::bad_array_new_length;
-}
-
 SM3_CTX initial() {
     SM3_CTX ctx = {};
     std::ranges::copy(kSm3Iv, ctx.V);

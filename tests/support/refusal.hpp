@@ -1,4 +1,4 @@
-// How a call ends.
+// How a call refuses what it is given.
 #pragma once
 
 #include <new>
@@ -6,20 +6,22 @@
 
 namespace ulmaro::test {
 
-enum class Outcome { returned, bad_alloc, bad_array_new_length, other };
-
-/// The exception type is compared exactly: std::bad_array_new_length is a std::bad_alloc too.
-template <class Call>
-Outcome outcome_of(Call&& call) {
+/// The type is compared exactly: std::bad_array_new_length is a std::bad_alloc too.
+template <class Exception, class Call>
+bool throws(Call&& call) {
     try {
         call();
-    } catch (const std::bad_alloc& e) {
-        if (typeid(e) == typeid(std::bad_array_new_length)) return Outcome::bad_array_new_length;
-        return typeid(e) == typeid(std::bad_alloc) ? Outcome::bad_alloc : Outcome::other;
-    } catch (...) {
-        return Outcome::other;
+    } catch (const Exception& e) {
+        if (typeid(e) != typeid(Exception)) throw;
+        return true;
     }
-    return Outcome::returned;
+    return false;
+}
+
+/// As of a length that is none.
+template <class Call>
+bool refused(Call&& call) {
+    return throws<std::bad_array_new_length>(call);
 }
 
 }  // namespace ulmaro::test

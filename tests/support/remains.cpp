@@ -123,7 +123,7 @@ StackUse stack_used_by(const std::function<void()>& call) {
     remains_of(call);
     const std::size_t wiped = lowest_wiped < marked ? static_cast<std::size_t>(marked - lowest_wiped) : 0;
     remains_without_wiping(call);
-    return {static_cast<std::size_t>(marked - deepest_change()), wiped};
+    return {static_cast<std::size_t>(marked - deepest_change()), wiped, kept.count};
 }
 
 Bytes remains_without_wiping(const std::function<void()>& call) {

@@ -23,9 +23,9 @@ Bytes remains_of(const std::function<void()>& call);
 Bytes remains_without_wiping(const std::function<void()>& call);
 
 /// Bytes of stack below the frame of call, which must call mark_stack first: as far as it changed without wipes, and as
-/// far down as one of the library's wipes reached, 0 for none.
+/// far down as one of the library's wipes reached, 0 for none. And the blocks of the heap that it freed.
 struct StackUse {
-    std::size_t changed, wiped;
+    std::size_t changed, wiped, freed;
 };
 StackUse stack_used_by(const std::function<void()>& call);
 [[gnu::noinline]] void mark_stack();

@@ -425,6 +425,7 @@ TEST_F(Wiping, Sm4Words) {
     auto* rk = s.key.schedule;
     const auto expect_wiped = [&](const char* call, const std::function<void()>& run) {
         ::expect_wiped(s.secrets, call, run);
+        EXPECT_EQ(stack_used_by([&] { mark_stack(), run(); }).freed, 0U) << call;
     };
     std::vector<unsigned int> cipher(16);
     ECB_EN_MOD(in.data(), rk, cipher.data());
@@ -444,6 +445,7 @@ protected:
         const char* name;
         bool secret;
         std::function<void()> run;
+        bool allocates = false;
     };
 
     Stack() {
@@ -463,12 +465,18 @@ protected:
                 [=, this] { return SM2_ECDSA_Verification(grp, in_, &pub_, &signature_); });
             add("SM2_ECDSA_Verification", false,
                 [=, this] { return SM2_ECDSA_Verification(grp, out_, &pub_, &signature_); });
-            add("SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_); });
-            add("SM2_ECES_Decryption", grp != &exported_,
-                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); });
-            add("SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 20, &pub_, blob_); });
-            add("SM2_ECES_Decryption", grp != &exported_,
-                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); });
+            add(
+                "SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_); },
+                true);
+            add(
+                "SM2_ECES_Decryption", grp != &exported_,
+                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); }, true);
+            add(
+                "SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 20, &pub_, blob_); },
+                true);
+            add(
+                "SM2_ECES_Decryption", grp != &exported_,
+                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); }, true);
         }
         add("SM2_ECC_InitParameter", false, [this] { SM2_ECC_InitParameter(&param_, &scratch_); });
         add("SM2_CalcPubKeyByPriKey", true, [this] { SM2_CalcPubKeyByPriKey(&pub_, &number_); });
@@ -478,7 +486,8 @@ protected:
             [this] { SM2_Set_Custom_Paramter(param_.p, param_.a, param_.b, param_.Gx, param_.Gy, param_.n); });
         for (const int size : {20, 3000})
             for (const int z : {56, 62, 64})
-                add("SM2_KDF_ALGRITRHM", true, [=, this] { SM2_KDF_ALGRITRHM(in_, z, size, out_); });
+                add(
+                    "SM2_KDF_ALGRITRHM", true, [=, this] { SM2_KDF_ALGRITRHM(in_, z, size, out_); }, true);
         add("SM3_Init", false, [this] { SM3_Init(&ctx_); });
         add("SM3_Update", false, [this] { SM3_Update(&ctx_, in_, 300); });
         add("SM3_Final", false, [this] { SM3_Final(&ctx_, out_); });
@@ -486,8 +495,9 @@ protected:
         add("SM3_algrithm_userid_hash", false, [this] { SM3_algrithm_userid_hash(&pub_, &param_, out_); });
         add("SM4_KEY_INIT", false, [this] { SM4_KEY_INIT(in_, 16, sm4_key_.schedule, 32); });
         for (const Sm4Mode& mode : kSm4Modes)
-            add(mode.name, !mode.raw_key && (!mode.cbc || mode.decrypts),
-                [&] { mode.run(out_, 16 * 70, sm4_key_.for_mode(mode), iv_.data(), out_ + 1); });
+            add(
+                mode.name, !mode.raw_key && (!mode.cbc || mode.decrypts),
+                [&] { mode.run(out_, 16 * 70, sm4_key_.for_mode(mode), iv_.data(), out_ + 1); }, true);
         add("SM1_KEY_INIT", false, [this] { SM1_KEY_INIT(in_, 16, words_, 32, words_, 32); });
         add("SM1_ECB_EN", false, [this] { SM1_ECB_EN(words_, 8, words_, words_ + 8); });
         add("SM1_ECB_DE", false, [this] { SM1_ECB_DE(words_, 8, words_, words_ + 8); });
@@ -502,7 +512,9 @@ protected:
         add("SM1_X_CBC_DE_MODE_EX", false, [this] { SM1_X_CBC_DE_MODE_EX(in_, 16, in_, 16, in_, 64, out_); });
     }
 
-    void add(const char* name, bool secret, std::function<void()> run) { calls_.push_back({name, secret, run}); }
+    void add(const char* name, bool secret, std::function<void()> run, bool allocates = false) {
+        calls_.push_back({name, secret, run, allocates});
+    }
 
     const Bytes text_ = random_looking(3200, 12);
     const unsigned char* in_ = text_.data();
@@ -526,6 +538,7 @@ TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
         const auto run = [&] { mark_stack(), call.run(); };
         const StackUse use = stack_used_by(run);
         EXPECT_LT(std::max(use.changed, use.wiped) + 256, 12U << 10) << call.name;  // a wipe has a frame too
+        EXPECT_TRUE(call.allocates || use.freed == 0) << call.name;
         if (call.secret) expect_wiped_depth(call.name, run);
     }
 }
