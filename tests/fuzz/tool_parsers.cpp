@@ -15,14 +15,7 @@
 #include "support/hex.hpp"
 #include "support/sm2.hpp"
 
-extern "C" {
-int __real_mbedtls_pkcs5_pbkdf2_hmac(mbedtls_md_context_t* ctx, const unsigned char* password, std::size_t plen,
-                                     const unsigned char* salt, std::size_t slen, unsigned int iterations,
-                                     std::uint32_t key_length, unsigned char* output);
-int __wrap_mbedtls_pkcs5_pbkdf2_hmac(mbedtls_md_context_t* ctx, const unsigned char* password, std::size_t plen,
-                                     const unsigned char* salt, std::size_t slen, unsigned int iterations,
-                                     std::uint32_t key_length, unsigned char* output);
-}
+extern "C" decltype(mbedtls_pkcs5_pbkdf2_hmac) __real_mbedtls_pkcs5_pbkdf2_hmac, __wrap_mbedtls_pkcs5_pbkdf2_hmac;
 
 // The derivation is as slow as the file says, by design. Here it is not: writing and reading both come through this.
 int __wrap_mbedtls_pkcs5_pbkdf2_hmac(mbedtls_md_context_t* ctx, const unsigned char* password, std::size_t plen,
@@ -153,29 +146,10 @@ void run(Data& data) {
     const auto choice = data.any<unsigned char>();
     const Bytes content = data.rest();
     constexpr SignatureFormat kSignatureFormats[] = {SignatureFormat::der, SignatureFormat::raw, SignatureFormat::hex};
-    switch (choice) {
-        case 's':
-        case 't':
-        case 'u':
-            check_signature(content, kSignatureFormats[choice - 's']);
-            break;
-        case 'c':
-        case 'd':
-        case 'e':
-        case 'f':
-        case 'g':
-        case 'h':
-            check_ciphertext(content, kCiphertextFormats[choice - 'c']);
-            break;
-        case 'x':
-            check_digits(content);
-            break;
-        case 'l':
-            check_list(content);
-            break;
-        default:
-            check_key(content);
-    }
+    if (choice >= 's' && choice <= 'u') return check_signature(content, kSignatureFormats[choice - 's']);
+    if (choice >= 'c' && choice <= 'h') return check_ciphertext(content, kCiphertextFormats[choice - 'c']);
+    if (choice == 'x') return check_digits(content);
+    choice == 'l' ? check_list(content) : check_key(content);
 }
 
 void run_edges() {}
