@@ -81,9 +81,10 @@ class HashAndCipher(WithOpenssl):
             self.assertEqual(ua.unpad(cipher.ecb_decrypt(ecb)), message)
             halves = cipher.cbc_encrypt(iv, padded[:16])
             self.assertEqual(halves + cipher.cbc_encrypt(halves, padded[16:]), cbc)
-        for bad in (b"", bytes(16), b"\x11" * 32, bytes(14) + b"\x03\x02", b"\x01" * 17):
+        for bad in (b"", bytes(16), b"\x11" * 32, b"\x20" * 32, bytes(14) + b"\x03\x02", b"\x01" * 17):
             self.assertRaises(ua.Error, ua.unpad, bad)
-        self.assertRaises(ua.Error, cipher.ecb_encrypt, b"x" * 17)
+        for ragged in (4, 17):
+            self.assertRaises(ua.Error, cipher.ecb_encrypt, bytes(ragged))
         self.assertRaises(ua.Error, cipher.cbc_encrypt, b"short", bytes(16))
         self.assertRaises(ua.Error, ua.Sm4, b"short")
         changeable = bytearray(padded)
@@ -213,7 +214,8 @@ class Formats(unittest.TestCase):
         record = high + low + bytes(32) + (300).to_bytes(4, "little") + b"x" * 300
         self.assertEqual(ua.ciphertext_from_der(ua.ciphertext_to_der(record)), record)
         self.assertRaises(ua.Error, ua.ciphertext_to_raw, record, "C3C1C2")
-        self.assertRaises(ua.Error, ua.ciphertext_from_raw, b"\x02" + bytes(200))
+        for bad in (b"\x02" + bytes(200), b"\x04" + bytes(96), b""):
+            self.assertRaises(ua.Error, ua.ciphertext_from_raw, bad)
 
 
 class FindingTheLibrary(unittest.TestCase):
