@@ -25,6 +25,13 @@ int __wrap_mbedtls_pkcs5_pbkdf2_hmac(mbedtls_md_context_t* ctx, const unsigned c
                                             output);
 }
 
+static std::size_t wiped = 0;
+extern "C" decltype(explicit_bzero) __real_explicit_bzero, __wrap_explicit_bzero;
+void __wrap_explicit_bzero(void* memory, std::size_t size) noexcept {
+    wiped += size;
+    __real_explicit_bzero(memory, size);
+}
+
 namespace ulmaro::fuzz {
 namespace {
 
@@ -152,6 +159,15 @@ void run(Data& data) {
     choice == 'l' ? check_list(content) : check_key(content);
 }
 
-void run_edges() {}
+/// Secrets are wiped, also where a buffer was larger before.
+void run_edges() {
+    wiped = 0;
+    {
+        const Secret<std::array<unsigned char, 32>> record;
+        SecretBuffer buffer(100);
+        buffer.shrink(40);
+    }
+    require(wiped == 132, "secrets are wiped");
+}
 
 }  // namespace ulmaro::fuzz

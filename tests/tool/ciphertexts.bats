@@ -58,6 +58,7 @@ c1c2c3 04$x$y$c2$c3
 c1c3c2-bare $x$y$c3$c2
 c1c2c3-bare $x$y$c2$c3
 CASES
+  unhex "3068 021f${x#00} 022100$y 0420$c3 0400" | refuses 1 u convert ciphertext --from der --to raw # no message
 }
 
 @test "damaged, truncated and foreign ciphertext is refused without an output" {

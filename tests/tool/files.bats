@@ -129,6 +129,9 @@ CASES
   [ "$output" = "ulmaro: /dev/full: No space left on device" ]
   run -1 sh -c "\"$ULMARO\" sm4 encrypt --key $KEY -i plain >/dev/full"
   [ "$output" = "ulmaro: standard output: No space left on device" ]
+  run -1 strace -o trace -P /dev/null -e trace=close -e inject=close:error=EIO \
+    "$ULMARO" sm4 encrypt --key $KEY -i plain -o /dev/null
+  [ "$output" = "ulmaro: /dev/null: Input/output error" ]
 }
 
 @test "a file that may not grow is reported, and the old one stays" {
