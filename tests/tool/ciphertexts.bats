@@ -2,10 +2,6 @@ load common
 
 FORMATS=(der raw c1c3c2 c1c2c3 c1c3c2-bare c1c2c3-bare)
 
-u() {
-  "$ULMARO" "$@"
-}
-
 @test "ciphertexts go both ways with openssl" {
   u keygen -o key --pub pub
   for n in 1 31 32 33 1000 100000; do

@@ -1,6 +1,13 @@
 # Shared by the command-line tests. ULMARO is the path of the executable under test.
 bats_require_minimum_version 1.5.0
 
+KEY=0123456789abcdeffedcba9876543210
+IV=000102030405060708090a0b0c0d0e0f
+
+u() {
+  "$ULMARO" "$@"
+}
+
 setup() {
   : "${ULMARO:?path of the executable under test}"
   mkdir "$BATS_TEST_TMPDIR/work" && cd "$BATS_TEST_TMPDIR/work" || return 1

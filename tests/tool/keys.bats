@@ -1,9 +1,5 @@
 load common
 
-u() {
-  "$ULMARO" "$@"
-}
-
 # Scalars whose public key begins x (327) or y (107) with a zero byte, the smallest and the largest one, and the
 # standard's example.
 SCALARS=(

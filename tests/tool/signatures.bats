@@ -1,9 +1,5 @@
 load common
 
-u() {
-  "$ULMARO" "$@"
-}
-
 # The standard's example: key, e of "message digest" under the default identity, and the signature for its k.
 D=3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8
 Z=b2e14c5c79c6df5b85f4fe7ed8db7a262b9da7e07ccb0ea9f4747b8ccda8a4f3

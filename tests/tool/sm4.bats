@@ -1,8 +1,5 @@
 load common
 
-KEY=0123456789abcdeffedcba9876543210
-IV=000102030405060708090a0b0c0d0e0f
-
 sm4() {
   "$ULMARO" sm4 "$@"
 }
