@@ -75,12 +75,10 @@ extern "C" void __wrap___explicit_bzero_chk(void* memory, std::size_t size, std:
     __wrap_explicit_bzero(memory, size);
 }
 
+// The forms for arrays call these.
 void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
 void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
 void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
 
 namespace ulmaro::test {
 

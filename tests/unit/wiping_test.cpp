@@ -89,6 +89,14 @@ TEST_F(Wiping, ScannerFindsFreedMemory) {
     EXPECT_NE(secrets.found_in(remains_of(leave)), "");
 }
 
+/// A record of words or limbs from big-endian bytes.
+template <class Number>
+Number number(std::span<const unsigned char> be) {
+    Number r = {};
+    std::reverse_copy(be.begin(), be.end(), object_bytes(r).begin());
+    return r;
+}
+
 class WipingSm2 : public Wiping, public testing::WithParamInterface<bool> {
 protected:
     WipingSm2() : grp_(prepare(kRecommended)) {
@@ -103,9 +111,7 @@ protected:
 
     /// The number, and its Montgomery form modulo n.
     ulmaro::sm2p256::Scalar add_scalar(const char* name, std::span<const unsigned char> be) {
-        ulmaro::sm2p256::U256 plain;
-        for (std::size_t i = 0; i < 32; ++i) object_bytes(plain)[i] = be[31 - i];
-        const auto scalar = ulmaro::sm2p256::scalar_from(plain);
+        const auto scalar = ulmaro::sm2p256::scalar_from(number<ulmaro::sm2p256::U256>(be));
         add_scalar(name, scalar);
         return scalar;
     }
@@ -140,8 +146,7 @@ TEST_P(WipingSm2, Keys) {
     ECC_PUBLIC_KEY pub;
     ECC_PRIVATE_KEY key;
     expect_wiped("key pair", [&] { SM2_ECC_GenerateKeyPair(&grp_, &pub, &key); });
-    bignum_st scalar = {};
-    for (std::size_t i = 0; i < 32; ++i) object_bytes(scalar)[i] = d_[31 - i];
+    const auto scalar = number<bignum_st>(d_);
     expect_wiped("public key", [&] { ECC_CalcPubKeyByPriKey(&grp_, &pub, &scalar); });
     EXPECT_EQ(snapshot(pub), snapshot(pub_));
 }
@@ -154,9 +159,7 @@ TEST_P(WipingSm2, Signature) {
     SM2_ECDSA_Signature(&grp_, e.data(), &key_, &signature);
     // s = (1 + d)^-1 (r + k) - r = (1 + d)^-1 (k - r d)
     const Scalar d = add_scalar("d", d_), k = add_scalar("k", k_);
-    U256 r_plain;
-    for (std::size_t i = 0; i < 32; ++i) object_bytes(r_plain)[i] = signature.r[31 - i];
-    const Scalar r = scalar_from(r_plain);
+    const Scalar r = scalar_from(number<U256>(signature.r));
     add_scalar("1 + d", scalar_add(d, scalar_one));
     add_scalar("1 / (1 + d)", scalar_invert(scalar_add(d, scalar_one)));
     add_scalar("r + k", scalar_add(r, k));
@@ -181,8 +184,7 @@ TEST_P(WipingSm2, Encryption) {
     ec_group_st general = grp_;
     general.generator.z_is_one = 2;
     ec_point_st c1 = general.generator, shared = {};
-    bignum_st k = {}, d = {}, x, y;
-    for (std::size_t i = 0; i < 32; ++i) object_bytes(k)[i] = k_[31 - i], object_bytes(d)[i] = d_[31 - i];
+    bignum_st k = number<bignum_st>(k_), d = number<bignum_st>(d_), x, y;
     EC_POINTs_mul(&general, &c1, &general.generator, &k, nullptr, nullptr);
     EC_POINTs_mul(&general, &shared, &c1, &d, nullptr, nullptr);
     ec_GFp_simple_point_get_affine_coordinates_GFp(&general, &shared, &x, &y);
@@ -392,19 +394,18 @@ TEST_F(Wiping, Sm4Kernels) {
         kernel->cbc_encrypt(s.message.data(), cipher.data(), 70, rk.data(), iv.data());
         s.add_unchained(cipher, iv);
         for (const std::size_t blocks : {1U, 2U, 5U, 9U, 17U, 35U, 70U}) {
-            const auto expect_wiped = [&](const char* mode, const std::function<void()>& run) {
-                const std::string call = kernel->name + std::string(" ") + mode + " " + std::to_string(blocks);
-                ::expect_wiped(s.secrets, call, run);
-                expect_wiped_depth(call.c_str(), [&] { mark_stack(), run(); });
-            };
-            const unsigned char* in = s.message.data();
-            expect_wiped("ECB encryption", [&] { kernel->encrypt_blocks(in, cipher.data(), blocks, rk.data()); });
-            expect_wiped("ECB decryption",
-                         [&] { kernel->decrypt_blocks(cipher.data(), plain.data(), blocks, rk.data()); });
-            expect_wiped("CBC encryption",
-                         [&] { kernel->cbc_encrypt(in, cipher.data(), blocks, rk.data(), iv.data()); });
-            expect_wiped("CBC decryption",
-                         [&] { kernel->cbc_decrypt(cipher.data(), plain.data(), blocks, rk.data(), iv.data()); });
+            const unsigned char *in = s.message.data(), *sealed = cipher.data();
+            const std::function<void()> calls[] = {
+                [&] { kernel->encrypt_blocks(in, cipher.data(), blocks, rk.data()); },
+                [&] { kernel->decrypt_blocks(sealed, plain.data(), blocks, rk.data()); },
+                [&] { kernel->cbc_encrypt(in, cipher.data(), blocks, rk.data(), iv.data()); },
+                [&] { kernel->cbc_decrypt(sealed, plain.data(), blocks, rk.data(), iv.data()); }};
+            for (std::size_t i = 0; i < 4; ++i) {
+                const std::string call =
+                    std::string(kernel->name) + " " + kSm4Modes[i].name + " " + std::to_string(blocks);
+                expect_wiped(s.secrets, call, calls[i]);
+                expect_wiped_depth(call.c_str(), [&] { mark_stack(), calls[i](); });
+            }
         }
     }
 }
