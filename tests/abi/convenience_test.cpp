@@ -39,17 +39,25 @@ PrivateKey private_key(std::string_view hex) { return PrivateKey(View(from_hex(h
 const auto kKey = block("0123456789abcdeffedcba9876543210");
 const Sm4::Iv kIv = block("3c59270ea144d8906bf31d72c5880ae6");
 
-// GM/T 0003.5, annexes A and C.
-constexpr const char* kD = "3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8";
-constexpr const char* kPoint =
+struct {
+    std::size_t curve;
+    const char *d, *e, *k, *signature;
+} constexpr kSignatures[] = {
+#include "vectors/sm2_signatures.inc"
+};
+struct {
+    std::size_t curve;
+    const char *d, *k, *record;
+} constexpr kCiphertexts[] = {
+#include "vectors/sm2_ciphertexts.inc"
+};
+constexpr const char* kD = kSignatures[0].d;
+/// Of the signatures.
+constexpr const char* kKeys[] = {
     "09f9df311e5421a150dd7d161e4bc5c672179fad1833fc076bb08ff356f35020"
-    "ccea490ce26775a52dc6ea718cc1aa600aed05fbf35e084a6632f6072da9ad13";
-constexpr const char* kC1 =
-    "04"
-    "04ebfc718e8d1798620432268e77feb6415e2ede0e073c0f4f640ecd2e149a73"
-    "e858f9d81e5430a57b36daab8f950a3c64e6ee6a63094d99283aff767e124df0";
-constexpr const char* kC2 = "21886ca989ca9c7d58087307ca93092d651efa";
-constexpr const char* kC3 = "59983c18f809e262923c53aec295d30383b54e39d609d160afcb1908d0bd8766";
+    "ccea490ce26775a52dc6ea718cc1aa600aed05fbf35e084a6632f6072da9ad13",
+    "0ae4c7798aa0f119471bee11825be46202bb79e2a5844495e97c04ff4df2548a"
+    "7c0240f88f1cd4e16352a73c17b7f16f07353e53a176d684a9fe0c6bb798e857"};
 
 TEST(ConvenienceSm3, VectorsStreamsAndKeyDerivation) {
     EXPECT_EQ(to_hex(Sm3::hash(bytes_of("abc")).bytes()),
@@ -107,41 +115,40 @@ TEST(Convenience, ArgumentsOfMoreThanOnePiece) {
 }
 
 TEST(ConvenienceSm2, StandardExamples) {
+    for (const auto& v : kSignatures) {
+        const Curve curve(parameters(kCurves[v.curve]));
+        const auto key = value<PublicKey>(kKeys[v.curve]);
+        const auto signature = value<Signature>(v.signature);
+        const char* const users[] = {"1234567812345678", "ALICE123@YAHOO.COM"};
+        EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), signature, users[v.curve]));
+        EXPECT_TRUE(curve.verify_digest(key, value<Digest>(v.e), signature));
+    }
+    for (const auto& v : kCiphertexts) {
+        const std::string all = v.record, c1 = "04" + all.substr(0, 128), c3 = all.substr(128, 64),
+                          c2 = all.substr(200);
+        const Ciphertext ciphertext = Ciphertext::from_raw(from_hex(c1 + c3 + c2));
+        EXPECT_EQ(Ciphertext::from_raw(from_hex(c1 + c2 + c3), Ciphertext::Order::c1c2c3), ciphertext);
+        EXPECT_EQ(Ciphertext::from_record(from_hex(all)), ciphertext);
+        EXPECT_EQ(to_hex(ciphertext.raw()), c1 + c3 + c2);
+        EXPECT_EQ(to_hex(ciphertext.raw(Ciphertext::Order::c1c2c3)), c1 + c2 + c3);
+        EXPECT_EQ(to_hex(ciphertext.bytes()), all);
+        const Bytes plain = Curve(parameters(kCurves[v.curve])).decrypt(private_key(v.d), ciphertext);
+        EXPECT_EQ(to_hex(plain), to_hex(bytes_of("encryption standard")));
+    }
     const Curve curve;
-    const PrivateKey d = private_key(kD);
-    const auto key = value<PublicKey>(kPoint);
-    EXPECT_EQ(curve.public_key(d), key);
+    const PublicKey key = curve.public_key(private_key(kD));
+    EXPECT_EQ(key, value<PublicKey>(kKeys[0]));
     EXPECT_EQ(to_hex(curve.identity_digest(key).bytes()),
               "b2e14c5c79c6df5b85f4fe7ed8db7a262b9da7e07ccb0ea9f4747b8ccda8a4f3");
-    const auto signature = value<Signature>(
-        "f5a03b0648d2c4630eeac513e1bb81a15944da3827d5b74143ac7eaceee720b3"
-        "b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa");
-    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), signature));
-    EXPECT_TRUE(curve.verify_digest(
-        key, value<Digest>("f0b43e94ba45accaace692ed534382eb17e6ab5a19ce7b31f4486fdfc0d28640"), signature));
-
-    const std::string newer = std::string(kC1) + kC3 + kC2;
-    const std::string older = std::string(kC1) + kC2 + kC3;
-    const Ciphertext ciphertext = Ciphertext::from_raw(from_hex(newer));
-    EXPECT_EQ(Ciphertext::from_raw(from_hex(older), Ciphertext::Order::c1c2c3), ciphertext);
-    EXPECT_EQ(to_hex(ciphertext.raw()), newer);
-    EXPECT_EQ(to_hex(ciphertext.raw(Ciphertext::Order::c1c2c3)), older);
-    EXPECT_EQ(Ciphertext::from_record(ciphertext.bytes()), ciphertext);
-    EXPECT_EQ(to_hex(curve.decrypt(d, ciphertext)), to_hex(bytes_of("encryption standard")));
+    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), value<Signature>(kSignatures[0].signature)));
 }
 
-// GM/T 0003.2 annex A: another curve and another identity.
-TEST(ConvenienceSm2, AnotherCurveAndIdentity) {
+TEST(ConvenienceSm2, AnotherCurve) {
     const Curve curve(parameters(kExample));
-    const auto key = value<PublicKey>(
-        "0ae4c7798aa0f119471bee11825be46202bb79e2a5844495e97c04ff4df2548a"
-        "7c0240f88f1cd4e16352a73c17b7f16f07353e53a176d684a9fe0c6bb798e857");
+    const auto key = value<PublicKey>(kKeys[1]);
     EXPECT_TRUE(curve.contains(key));
     EXPECT_FALSE(Curve().contains(key));
-    const auto signature = value<Signature>(
-        "40f1ec59f793d9f49e09dcef49130d4194f79fb1eed2caa55bacdb49c4e755d1"
-        "6fc6dac32c5d5cf10c77dfb20f7c2eb667a457872fb09ec56327a67ec7deebe7");
-    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), signature, "ALICE123@YAHOO.COM"));
+    const auto signature = value<Signature>(kSignatures[1].signature);
     EXPECT_EQ(printed_by([&] { EXPECT_FALSE(curve.verify(key, bytes_of("message digest"), signature)); }).substr(0, 14),
               "cmp different!");
     EXPECT_REFUSED(curve.public_key(private_key(kD)));
@@ -359,7 +366,7 @@ TEST(Convenience, MovedFrom) {
     EXPECT_EQ(to_hex(single), "681edf34d206965e86b3e94f536e4246");
 
     const Ciphertext nothing = Ciphertext::from_record(Bytes(100));
-    Ciphertext sealed = Ciphertext::from_raw(from_hex(std::string(kC1) + kC3 + kC2));
+    Ciphertext sealed = Ciphertext::from_record(from_hex(kCiphertexts[0].record));
     Ciphertext sealed_to(std::move(sealed));
     EXPECT_EQ(sealed, nothing);
     EXPECT_EQ(sealed.raw(), nothing.raw());

@@ -1,5 +1,7 @@
-// The record layouts as a C++17 compiler sees them.
+// The record layouts as a C++17 compiler sees them; and that the header's version, as numbers and as text, is the one
+// the project is configured with.
 #include <cstddef>
+#include <string_view>
 #include <type_traits>
 
 #include "UlmaroAlgrithm.h"
@@ -22,3 +24,10 @@ static_assert(sizeof(SM3_CTX::block) == ULMARO_SM3_BLOCK_BYTES && sizeof(SM3_CTX
 static_assert(sizeof(g_p_256) == 32 && sizeof(g_a_256) == 32 && sizeof(g_b_256) == 32);
 static_assert(sizeof(g_Gx_256) == 32 && sizeof(g_Gy_256) == 32 && sizeof(g_Gn_256) == 32);
 static_assert(std::is_same_v<decltype(group), ec_group_st>);
+
+#define TEXT_OF(number) #number
+#define TEXT(number) TEXT_OF(number)
+
+static_assert(std::string_view(ULMARO_ALGRITHM_VERSION) == PROJECT_VERSION);
+static_assert(std::string_view(TEXT(ULMARO_ALGRITHM_VERSION_MAJOR) "." TEXT(ULMARO_ALGRITHM_VERSION_MINOR) "." TEXT(
+                  ULMARO_ALGRITHM_VERSION_PATCH)) == PROJECT_VERSION);

@@ -66,15 +66,20 @@ void expect_update(SM3_CTX& ctx, std::span<const unsigned char> message) {
     absorb(ctx, all);
 }
 
-/// What SM3_Final leaves and returns: the bytes that wait stay.
-Bytes expect_final(SM3_CTX& ctx) {
-    SM3_CTX end = ctx;
-    Bytes tail(ctx.block, ctx.block + pending(ctx));
+/// The end of a message of so many bytes. The length field holds 32 bits.
+Bytes padded(Bytes tail, std::uint32_t total) {
     tail.push_back(0x80);
     while (tail.size() % 64 != 56) tail.push_back(0);
     tail.resize(tail.size() + 8);
-    store_be32(&tail[tail.size() - 4], ctx.total_len * 8);  // the length field holds 32 bits
-    absorb(end, tail);
+    store_be32(&tail[tail.size() - 4], total * 8);
+    return tail;
+}
+
+/// What SM3_Final leaves and returns: the bytes that wait stay.
+Bytes expect_final(SM3_CTX& ctx) {
+    SM3_CTX end = ctx;
+    const Bytes tail(ctx.block, ctx.block + pending(ctx));
+    absorb(end, padded(tail, ctx.total_len));
     std::copy_n(end.V, 8, ctx.V);
     return be_bytes(ctx.V);
 }
@@ -160,13 +165,9 @@ void check_digest(Data& data, const Bytes& message) {
     hash(entry, over.data() + 32, length(message), over.data() + at);
     require(equal(std::span(over).subspan(at, 32), expected), "SM3_HASH over its input");
 
-    Bytes padded = message;
-    padded.push_back(0x80);
-    while (padded.size() % 64 != 56) padded.push_back(0);
-    padded.resize(padded.size() + 8);
-    store_be32(&padded[padded.size() - 4], static_cast<std::uint32_t>(message.size()) * 8);
-    Buffer blocks = placed(padded);
-    const std::size_t count = padded.size() / 64, first = data.up_to(count);
+    const Bytes whole = padded(message, static_cast<std::uint32_t>(message.size()));
+    Buffer blocks = placed(whole);
+    const std::size_t count = whole.size() / 64, first = data.up_to(count);
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
         std::uint32_t v[8];
         std::copy_n(sm3::kInitialValue, 8, v);

@@ -2,6 +2,7 @@
 
 import array
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -167,14 +168,8 @@ class PublicKeys(WithOpenssl):
         self.assertRaises(ua.Error, curve.identity_digest, keys.public, bytes(8192))
 
     def test_other_curves(self) -> None:
-        p256 = bytes.fromhex(
-            "ffffffff00000001000000000000000000000000ffffffffffffffffffffffff"
-            "ffffffff00000001000000000000000000000000fffffffffffffffffffffffc"
-            "5ac635d8aa3a93e7b3ebbd55769886bc651d06b0cc53b0f63bce3c3e27d2604b"
-            "6b17d1f2e12c4247f8bce6e563a440f277037d812deb33a0f4a13945d898c296"
-            "4fe342e2fe1a7f9b8ee7eb4a7c0f9e162bce33576b315ececbb6406837bf51f5"
-            "ffffffff00000000ffffffffffffffffbce6faada7179e84f3b9cac2fc632551"
-        )
+        with open(os.path.join(os.path.dirname(__file__), "..", "vectors", "curves.inc"), encoding="utf-8") as curves:
+            p256 = bytes.fromhex("".join(re.findall(r'"([0-9a-f]{64})"', curves.read())[12:18]))
         curve = ua.Curve(p256)
         keys = curve.generate()
         self.assertTrue(curve.verify(keys.public, b"m", curve.sign(keys, b"m")))

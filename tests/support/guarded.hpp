@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -38,25 +39,17 @@ public:
     std::span<T> span() { return {data(), size_}; }
 
     /// Whether the bytes before the buffer are as they were.
-    bool intact() {
-        for (const unsigned char* p = base_; p != reinterpret_cast<unsigned char*>(data()); ++p) {
-            if (*p != kCanary) return false;
-        }
-        return true;
-    }
+    bool intact() { return is_canary({base_, reinterpret_cast<unsigned char*>(data())}); }
     /// Whether nothing has been written to the buffer since it was made without content.
-    bool untouched() {
-        for (const unsigned char* p = base_; p != base_ + usable_; ++p) {
-            if (*p != kCanary) return false;
-        }
-        return true;
-    }
+    bool untouched() { return is_canary({base_, usable_}); }
 
 private:
     static constexpr unsigned char kCanary = 0xc5;
-    std::size_t size_;
-    std::size_t usable_ = 0;
-    std::size_t mapped_ = 0;
+    static bool is_canary(std::span<const unsigned char> bytes) {
+        return std::ranges::all_of(bytes, [](unsigned char b) { return b == kCanary; });
+    }
+
+    std::size_t size_, usable_ = 0, mapped_ = 0;
     unsigned char* base_ = nullptr;
 };
 
