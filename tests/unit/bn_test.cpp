@@ -23,31 +23,7 @@ struct Division {
 
 TEST(Division, WordsWritten) {
     const Division cases[] = {
-        // Below the divisor: copied at the count passed, zero-extended to the divisor's.
-        {{5, 0, 0}, {7, 1, 1}, {}, 0, {5, 0, 0}, 3},
-        {{0, 0, 0}, {7, 1, 1}, {}, 0, {0, 0, 0}, 3},
-        {{5}, {7, 1, 1}, {}, 0, {5, 0, 0}, 1},
-        {{}, {7, 1}, {}, 0, {0, 0}, 0},
-        {{9, 0}, {7, 0, 0}, {}, 0, {9, 0, 0}, 2},
-        // Equal, with a zero word after the remainder; a whole buffer for a divisor of full words.
-        {kOrder, kOrder, {1}, 1, Words(10, 0), 0},
-        {{6, 5}, {6, 5}, {1}, 1, {0}, 0},
-        // Remainders with stale words above: 1, 2^31, 2^32 - 1, 2^64, 2^160 + 1.
-        {{8}, {7}, {1}, 1, {1, 0}, 1},
-        {{0x80000001, 1}, {1, 1}, {1}, 1, {0x80000000, 0, 0}, 1},
-        {{kMax, 3}, {0, 1}, {3}, 1, {kMax, 0, 0}, 1},
-        {{0, 0, 1, 1}, {0, 0, 0, 1}, {1}, 1, {0, 0, 1, 0}, 3},
-        {{1, 0, 0, 0, 0, 1, 0, 0x80000000}, {0, 0, 0, 0, 0, 0, 0, 0x80000000}, {1}, 1, {1, 0, 0, 0, 0, 1, 0, 0}, 6},
-        // As many zero words as the buffer holds: one of two for a divisor of nine words, both for one of eleven.
-        {Words(9, kMax), Words(9, kMax - 1), {1}, 1, Words{1, 1, 1, 1, 1, 1, 1, 1, 1, 0}, 9},
-        {Words(11, kMax), Words(11, kMax - 1), {1}, 1, Words{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0}, 11},
-        // Leading zeros where none are expected: longer than the divisor and yet smaller.
-        {{3, 0, 0, 0}, {7, 1}, {}, 0, {3, 0, 0}, 1},
-        {{0, 0, 0}, {7}, {}, 0, {0}, 0},
-        {{9, 0, 0}, {7, 0}, {1}, 1, {2, 0}, 1},
-        // No quotient by zero.
-        {{9, 1}, {0, 0, 0}, {}, 0, {}, 0},
-        {{9, 1}, {}, {}, 0, {}, 0},
+#include "vectors/division.inc"
     };
     for (const Division& c : cases) {
         Words num = buffer(c.num);
@@ -126,23 +102,14 @@ TEST(Lengths, CountBeforeWordsAndMayBeNegative) {
 }
 
 TEST(Bytes, ExportedUtilities) {
-    struct Case {
+    constexpr struct {
         const char* in;
         int mode;
         const char* out;
+    } cases[] = {
+#include "vectors/exchange.inc"
     };
-    const Case cases[] = {
-        {"0102030405060708", 1, "0403020108070605"},
-        {"0102030405060708", 0, "0506070801020304"},
-        {"010203040506", 1, "040302010605"},
-        {"010203040506", 0, "030405060102"},
-        {"01020304050607", -5, "04030201070605"},
-        {"010203", 1, "030201"},
-        {"010203", 0, "010203"},
-        {"01", 1, "01"},
-        {"", 0, ""},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const Bytes in = from_hex(c.in);
         Guarded<unsigned char> buf{std::span<const unsigned char>(in)};
         Exchange_DWORD(buf.data(), static_cast<unsigned int>(in.size()), c.mode);

@@ -96,14 +96,14 @@ TEST(Threads, MakeWhatOneThreadMakes) {
     constexpr int kThreads = 8;
     std::barrier together(kThreads);
     std::vector<Bytes> logs(kThreads);
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (Bytes& log : logs) {
         threads.emplace_back([&] {
             together.arrive_and_wait();
             log = run(shared);
         });
     }
-    for (std::thread& thread : threads) thread.join();
+    threads.clear();
     EXPECT_EQ(std::ranges::count(logs, run(shared)), kThreads);
 }
 
