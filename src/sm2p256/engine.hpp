@@ -13,7 +13,8 @@ namespace ulmaro::sm2p256 {
 using In = std::span<const std::uint8_t, 32>;
 using Out = std::span<std::uint8_t, 32>;
 
-/// Whether x and y, reduced modulo p, satisfy the curve's equation. So far reduced, points are taken everywhere below.
+/// Whether x and y, reduced modulo p, satisfy the curve's equation. The functions below accept unreduced coordinates
+/// too.
 bool is_on_curve(In x, In y) noexcept;
 
 /// (rx, ry) = [k]G for any k; false and zeros for infinity.

@@ -36,7 +36,7 @@ Integer value(std::span<const unsigned int> words) { return test::value(words); 
 
 Words words_for(const Integer& a, int size) {
     Words words(static_cast<std::size_t>(size));
-    mpz_export(words.data(), nullptr, -1, sizeof(unsigned int), 0, 0, a.get_mpz_t());
+    if (size > 0) mpz_export(words.data(), nullptr, -1, sizeof(unsigned int), 0, 0, a.get_mpz_t());
     return words;
 }
 
