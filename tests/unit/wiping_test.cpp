@@ -4,6 +4,7 @@
 //
 // With ULMARO_TEST_PORTABLE in the environment the program runs as on a processor without any extension.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -524,6 +525,18 @@ TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
         EXPECT_LT(std::max(use.changed, use.wiped) + 256, 12U << 10) << call.name;  // a wipe has a frame too
         EXPECT_TRUE(call.allocates || use.freed == 0) << call.name;
         if (call.secret) expect_wiped_depth(call.name, run);
+    }
+}
+
+TEST_F(Stack, OfTheSmallestThreadIsEnough) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (pthread_attr_setstacksize(&attributes, 16U << 10) != 0) GTEST_SKIP() << "threads here have larger stacks";
+    for (Call& call : calls_) {
+        pthread_t thread;
+        const auto start = [](void* run) -> void* { return (*static_cast<std::function<void()>*>(run))(), nullptr; };
+        ASSERT_EQ(pthread_create(&thread, &attributes, start, &call.run), 0) << call.name;
+        pthread_join(thread, nullptr);
     }
 }
 
