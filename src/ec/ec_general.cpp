@@ -56,7 +56,7 @@ void prepare(const ECCParameter_st* param, ec_group_st* grp) noexcept {
     from_be32(grp->order, param->n);
     grp->prime_top = words_in_use(grp->prime);
     grp->order_top = words_in_use(grp->order);
-    // An even prime has no Montgomery form; the zeros left there refuse every operation.
+    // An even prime has no Montgomery form; the zeros left here make every operation refuse.
     if ((grp->prime.words[0] & 1) != 0 && grp->order_top != 0) prepare_montgomery(grp, param);
 }
 

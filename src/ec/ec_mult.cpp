@@ -1,5 +1,5 @@
 // Scalar multiplication: width-w non-adjacent forms, and one interleaved double-and-add pass over them. The running sum
-// is negated where the sign of the digits changes, so that the tables hold positive multiples only.
+// is negated whenever the sign of the digits changes, so the tables hold only positive multiples.
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -16,7 +16,7 @@ constexpr int kScalarWords = 10;
 constexpr int kMaxDigits = 32 * kScalarWords + 1;
 constexpr int kMaxWidth = 4;
 
-/// Bit i of a number of so many words; what lies above them is never looked at.
+/// Bit i of a number; words above its length are never read.
 unsigned int bit_at(const unsigned int* words, int num, int i) noexcept {
     return i / 32 < num ? (words[i / 32] >> (i % 32)) & 1 : 0;
 }
@@ -29,7 +29,7 @@ unsigned int bits_at(const unsigned int* words, int num, int i, int count) noexc
 }
 
 /// Writes the digits of a scalar of `bits` bits up to the last non-zero one, least significant first, and returns their
-/// number, at most bits + 1. A negative digit stands for its window less 2^(w+1), and carries one into what follows.
+/// number, at most bits + 1. A negative digit is its window minus 2^(w+1) and carries one into the next.
 int recode(signed char* digits, const unsigned int* scalar, int num, int bits, int w) noexcept {
     unsigned int carry = 0;
     int used = 0;
@@ -54,7 +54,7 @@ int width_for(int bits) noexcept {
     return bits >= 20 ? 2 : 1;
 }
 
-/// One scalar in digits, and the odd multiples of its point.
+/// A scalar's digits and the odd multiples of its point.
 struct Term {
     std::array<signed char, kMaxDigits> digits;
     int len;
@@ -78,13 +78,13 @@ void prepare_term(ec_group_st* grp, Term& term, const ec_point_st* P, bignum_st*
     term.len = recode(term.digits.data(), k->words, num, bits, w);
 }
 
-/// Y = p - Y in words, also for Y = 0.
+/// Y = p - Y in words, for Y = 0 too.
 void negate_y(ec_group_st* grp, ec_point_st* r) noexcept {
     int top = 0;
     BN_usub(r->Y.words, &top, grp->prime.words, grp->prime_top, r->Y.words, grp->prime_top);
 }
 
-/// The running sum: what r stands for is the point in it, negated when `inverted`, or infinity before the first term.
+/// The running sum: r, negated if `inverted`; infinity before the first term.
 class Sum {
 public:
     Sum(ec_group_st* grp, ec_point_st* r) noexcept : grp_(grp), r_(r) {}
@@ -126,7 +126,7 @@ signed char* compute_wNAF(bignum_st* scalar, int w, int len, int* outLen) {
     const int num = std::clamp(len, 0, kScalarWords);
     const int bits = BN_num_bits(scalar->words, num);
     auto* digits = static_cast<signed char*>(std::malloc(static_cast<std::size_t>(bits) + 1));
-    // Eight bits hold no digit of a width above 7.
+    // Digits of width above 7 do not fit into eight bits.
     *outLen = digits == nullptr ? 0 : recode(digits, scalar->words, num, bits, std::clamp(w, 1, 7));
     return digits;
 }

@@ -1,5 +1,5 @@
 // Points in Jacobian coordinates: the affine point is (X/Z^2, Y/Z^3), and Z = 0 is infinity. All coordinates are in
-// Montgomery form. The order of the steps lets every result be the same record as an operand.
+// Montgomery form. The steps are ordered so that a result may be the same record as an operand.
 #include "base/wipe.hpp"
 #include "ec/field.hpp"
 #include "ec/mod_words.hpp"
@@ -9,7 +9,7 @@ using ulmaro::ec::Field;
 
 namespace {
 
-/// X and Y keep what they held.
+/// X and Y keep their contents.
 void set_infinity(ec_point_st* r) noexcept {
     r->Z = {};
     r->z_is_one = 0;
@@ -20,7 +20,7 @@ void copy_point(ec_point_st* r, const ec_point_st* a) noexcept {
     if (r != a) *r = *a;
 }
 
-/// r = t / 2 for reduced t; t takes in the odd case's t + p, which may need one more word.
+/// r = t / 2 for reduced t; if t is odd it becomes t + p, which may need one more word.
 void halve(ec_group_st* grp, bignum_st& r, bignum_st& t) noexcept {
     int top = grp->prime_top;
     if ((t.words[0] & 1) != 0) BN_uadd(t.words, &top, t.words, top, grp->prime.words, top);
@@ -101,11 +101,11 @@ void ec_GFp_simple_add(ec_group_st* grp, ec_point_st* r, ec_point_st* a, ec_poin
     const Field f(*grp);
     Wiped<AddScratch> scratch;
     auto& [t0, t1, t2, t3, t4, t5, t6] = *scratch;
-    t5 = {};  // becomes Z' as it is when both points are affine, words 8 and 9 included
+    t5 = {};  // becomes Z' unchanged if both points are affine, words 8 and 9 included
     const bool a_affine = a->z_is_one != 0;
     const bool b_affine = b->z_is_one != 0;
 
-    // Both points over the common denominator: (t1, t2) from a, (t3, t4) from b.
+    // Both points over a common denominator: (t1, t2) from a, (t3, t4) from b.
     if (b_affine) {
         t1 = a->X;
         t2 = a->Y;

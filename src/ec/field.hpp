@@ -1,5 +1,5 @@
-// Arithmetic modulo the prime of a prepared group, on numbers of prime_top words. mul, add, sub and twice want reduced
-// operands; a result may be any of its operands.
+// Arithmetic modulo the prime of a prepared group, on numbers of prime_top words. mul, add, sub and twice need
+// reduced operands; a result may be any of its operands.
 #pragma once
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -20,7 +20,7 @@ public:
         BN_mod_add(r.words, a.words, b.words, p_, top_);
     }
 
-    /// r = a - b; whether the difference is not zero.
+    /// r = a - b; returns whether the difference is non-zero.
     bool sub(bignum_st& r, bignum_st& a, bignum_st& b) const noexcept {
         int top = 0;
         BN_mod_sub(r.words, &top, a.words, b.words, p_, top_);

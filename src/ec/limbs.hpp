@@ -24,8 +24,8 @@ inline void from_limbs(bignum_st& out, const u256::U256& a) noexcept {
     std::memcpy(out.words, a.w, sizeof a.w);
 }
 
-/// Whether a group is what the 64-bit engine is made for: prepared, with a prime and an order of eight words. (The
-/// exported routines look at as many words of a scalar as the order has.)
+/// Whether the 64-bit engine can handle a group: prepared, with a prime and an order of eight words. (The exported
+/// routines read as many words of a scalar as the order has.)
 inline bool fits_limbs(const ec_group_st& grp) noexcept {
     return grp.prime_top == 8 && grp.order_top == 8 && (grp.prime.words[0] & 1) != 0 &&
            std::memcmp(&grp.generator.Z, &grp.mont_one, sizeof grp.mont_one) == 0;

@@ -1,5 +1,5 @@
 // Plain (not Montgomery) arithmetic on numbers of eight words, modulo any number. Results fill all ten words of their
-// record, so that no stale word is left above the length that a division reports.
+// record, so no stale word is left above the length that a division reports.
 #pragma once
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -7,7 +7,7 @@
 
 namespace ulmaro::ec {
 
-/// r = num mod m, 0 when m is zero. m_top is m's normalised length. num is no part of r.
+/// r = num mod m, 0 if m is zero. m_top is m's normalised length. num does not overlap r.
 inline void reduce(bignum_st& r, unsigned int* num, int num_top, bignum_st& m, int m_top) noexcept {
     int top = 0;
     r = {};
@@ -34,7 +34,7 @@ inline void mul_mod(bignum_st& r, bignum_st& a, bignum_st& b, bignum_st& m, int 
     reduce(r, product->words, top, m, m_top);
 }
 
-/// r = 1/a mod m for a of at most m_top words, 0 when there is none. r may be a.
+/// r = 1/a mod m for a of at most m_top words, 0 if there is none. r may be a.
 inline void inverse_mod(bignum_st& r, bignum_st& a, bignum_st& m, int m_top) noexcept {
     Wiped<bignum_st> inverse;
     int top = 0;

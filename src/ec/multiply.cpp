@@ -24,11 +24,11 @@ ec_point_st to_jacobian(ec_group_st& grp, AffinePoint& point) noexcept {
     return out;
 }
 
-/// out = [k]P + [l]Q on the exported routines, with Q and l both null for one term; false when that is infinity.
+/// out = [k]P + [l]Q by the exported routines, with Q and l both null for one term; false for infinity.
 bool multiply_any(ec_group_st& grp, ec_point_st& P, bignum_st& k, ec_point_st* Q, bignum_st* l,
                   AffinePoint& out) noexcept {
     Wiped<ec_point_st> sum;
-    *sum = {};  // infinity: a product by zero is not written
+    *sum = {};  // infinity: a product by zero writes nothing
     EC_POINTs_mul(&grp, &*sum, &P, &k, Q, l);
     ec_GFp_simple_point_get_affine_coordinates_GFp(&grp, &*sum, &out.x, &out.y);
     return ec_GFp_simple_is_at_infinity(&grp, &*sum) == 0;
@@ -36,7 +36,7 @@ bool multiply_any(ec_group_st& grp, ec_point_st& P, bignum_st& k, ec_point_st* Q
 
 ecp256::Affine affine(const ec_point_st& point) noexcept { return {limbs(point.X.words), limbs(point.Y.words)}; }
 
-/// out = [k]P for P with z_is_one; false when that is infinity.
+/// out = [k]P for P with z_is_one; false for infinity.
 bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) noexcept {
     if (fits_limbs(grp)) {
         const auto outcome = with_wiped_stack(512, [&] {
@@ -52,7 +52,7 @@ bool multiply(ec_group_st& grp, ec_point_st& P, bignum_st& k, AffinePoint& out) 
     return with_wiped_stack(5120, [&] { return multiply_any(grp, P, k, nullptr, nullptr, out); });
 }
 
-/// A point or a scalar on its way to and from the engine of the recommended curve.
+/// A point or a scalar on its way to or from the recommended curve's engine.
 struct Bytes32 {
     std::uint8_t b[32];
 };

@@ -13,7 +13,7 @@ constexpr U256 one = {{1, 0, 0, 0}};
 
 using Residues = u256::PortableResidues;
 
-// 2^512 mod n. The exported routine stores the words that the residue has and leaves the others to its caller.
+// 2^512 mod n. The exported routine stores only the residue's own words; the caller clears the others.
 U256 montgomery_factor(bignum_st& n) noexcept {
     unsigned int nprime, factor[kWords] = {};
     BN_MONT_CTX_set(n.words, kWords, &nprime, factor);
@@ -63,7 +63,7 @@ U256 Order::invert(const U256& a) const noexcept {
     const Residues n(modulus_);
     U256 inverse;
     u256::invert(inverse.w, a.w, u256::inversion_modulus(modulus_, one));
-    // a times its inverse is 1; without one it is something else.
+    // a times its inverse is 1; without an inverse it is not.
     const U256 product = n.mul(n.mul(a, inverse), factor_);
     const u256::Mask exists = u256::equal(product.w, one.w);
     for (auto& limb : inverse.w) limb &= exists;

@@ -1,4 +1,4 @@
-// Arithmetic modulo the order of a group, as far as a signature meets its secrets there.
+// Arithmetic modulo the order of a group, as far as a signature uses it on secrets.
 #pragma once
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -8,9 +8,8 @@ namespace ulmaro::ec {
 
 using u256::U256;
 
-/// Modulo an odd order, which every prime one is, in constant time; modulo an even one, products and inverses are made
-/// by the exported routines. The order must fill its eight words. Results are below it. What is left on the stack is
-/// the caller's to wipe.
+/// Constant-time modulo an odd order, such as any prime one; modulo an even one, the exported routines compute products
+/// and inverses. The order must fill its eight words. Results are below it. The caller wipes what is left on the stack.
 class Order {
 public:
     explicit Order(ec_group_st& grp) noexcept;
@@ -25,7 +24,7 @@ public:
     /// a b mod n, for any a and b < n.
     U256 mul(const U256& a, const U256& b) const noexcept;
 
-    /// 1/a mod n for a < n, 0 when there is none.
+    /// 1/a mod n for a < n, 0 if there is none.
     U256 invert(const U256& a) const noexcept;
 
     /// Set for a private key that can sign: 0 < d < n - 1.

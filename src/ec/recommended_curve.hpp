@@ -1,4 +1,4 @@
-// The recommended curve (GM/T 0003.5), and how its prepared group is told from others.
+// The recommended curve (GM/T 0003.5), and how to recognise its prepared group.
 #pragma once
 
 #include "UlmaroAlgrithm.h"
@@ -19,7 +19,7 @@ inline constexpr ECCParameter_st recommended_curve = {
     {0xff, 0xff, 0xff, 0xfe, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff,
      0x72, 0x03, 0xdf, 0x6b, 0x21, 0xc6, 0x05, 0x2b, 0x53, 0xbb, 0xf4, 0x09, 0x39, 0xd5, 0x41, 0x23}};
 
-/// Whether the group is the recommended curve's, every byte of it: then its multiples may come from src/sm2p256.
+/// Whether every byte of the group is the recommended curve's, so that its multiples may come from src/sm2p256.
 bool is_recommended(const ec_group_st& grp) noexcept;
 
 }  // namespace ulmaro::ec

@@ -10,8 +10,8 @@ inline bool is_usable(const ec_group_st& grp) noexcept {
     return (grp.prime.words[0] & 1) != 0 && grp.order.words[7] != 0;
 }
 
-/// The scalars of one operation. An operation asks for another as long as it has to reject what it got; the number of
-/// draws is limited, because on a degenerate curve or with a degenerate key it would reject for ever.
+/// The scalars of one operation, which asks for another until it can accept one. The number of draws is limited,
+/// because on a degenerate curve or with a degenerate key it would reject forever.
 class ScalarDraws {
 public:
     explicit ScalarDraws(const ec_group_st& grp) noexcept : grp_(grp), left_(is_usable(grp) ? 256 : 0) {}

@@ -1,4 +1,4 @@
-// A curve y^2 = x^3 + a x + b over the integers modulo a prime below 2^256, as far as its multiples need it.
+// A curve y^2 = x^3 + a x + b over a prime field below 2^256: what computing multiples needs.
 #pragma once
 
 #include "u256/montgomery.hpp"
@@ -14,7 +14,7 @@ struct Curve {
     u256::Modulus p;
     U256 a;
     U256 one;
-    U256 factor;  // 2^512 mod p: plain, it makes the form
+    U256 factor;  // 2^512 mod p, a plain number: converts to Montgomery form
 };
 
 /// Coordinates below p, in Montgomery form.

@@ -6,8 +6,8 @@
 namespace ulmaro::ecp256 {
 namespace {
 
-// The plain coordinates of the sum; zeros for infinity, as the inverse of 0 is 0. A z that has no inverse is none of a
-// prime's residues. Constant time.
+// The plain coordinates of the sum; zeros for infinity, as the inverse of 0 is 0. Modulo a prime, every other z has an
+// inverse; one without is an exception. Constant time.
 Outcome to_affine(const Curve& curve, const Jacobian& sum, Mask exception, Affine& out) noexcept {
     const u256::PortableResidues f(curve.p);
     struct Powers {

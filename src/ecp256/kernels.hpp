@@ -1,5 +1,5 @@
-// The multiplications, once for each way to compute modulo the prime. Every kernel gives the same results; they differ
-// in what the processor must have.
+// The multiplications, once for each implementation of arithmetic modulo the prime. Every kernel gives the same
+// results; they differ in what the processor must support.
 #pragma once
 
 #include <cstddef>
@@ -9,21 +9,21 @@
 
 namespace ulmaro::ecp256 {
 
-/// The functions' contracts are those of the templates in multiply.hpp.
+/// The contracts are those of the templates in multiply.hpp.
 struct Kernels {
     const char* name;
-    std::size_t stack;  // bytes that the functions use below their caller's frame, at most
+    std::size_t stack;  // most bytes used below the caller's frame
     Mask (*multiply_point)(const Curve& curve, const Affine& p, const U256& k, Jacobian& total) noexcept;
     Mask (*multiply_both_vartime)(const Curve& curve, const Affine& g, const U256& s, const Affine& p, const U256& t,
                                   Jacobian& total) noexcept;
 };
 
-/// For any processor; left out on 64-bit Arm.
+/// For any processor; not built on 64-bit Arm.
 extern const Kernels portable_kernels;
-/// With this architecture's carry chains: on x86-64 only for processors with BMI2, ADX and AVX2.
+/// Uses this architecture's carry chains; on x86-64 it needs BMI2, ADX and AVX2.
 extern const Kernels native_kernels;
 
-/// The kernels that this processor can run, best first; every processor of the architecture can run the last.
+/// The kernels that this processor can run, best first; the last runs on every processor of the architecture.
 std::span<const Kernels* const> supported_kernels() noexcept;
 
 /// The best of them.

@@ -1,12 +1,12 @@
-// Scalar multiplication on any curve, for any kernel F: the Residues of an architecture with
+// Scalar multiplication on any curve, for any kernel F: an architecture's Residues plus
 //     template <std::size_t N> static void select(T& r, const T (&table)[N], std::uint32_t index),
-// r = table[index] by reading the whole table. All but the doublings is given F's product and square as calls:
-// additions are few, and inlined they made twice the code for a hundredth of the time.
+// which sets r = table[index] and reads the whole table. Everything except the doublings calls F's product and square
+// out of line: additions are few, and inlining them doubled the code to save a hundredth of the time.
 //
-// The formulas leave out sums of equal points. Once such a sum, or a true infinity, is met, z is zero and stays so: it
-// is looked at where that has to be told from the result, and not after every step. The functions then report an
-// exception, and the caller goes the way that handles every case. Modulo a prime, one multiple of a point whose order
-// is a large prime, by a scalar below that order, is never an exception; the sum of two multiples may be.
+// The formulas do not cover sums of equal points. Once such a sum, or a true infinity, occurs, z is zero and stays so:
+// it is checked only where that must be told from a valid result, not after every step. The functions then report an
+// exception, and the caller takes the path that handles every case. Modulo a prime, a single multiple of a point of
+// large prime order, by a scalar below that order, is never an exception; the sum of two multiples may be.
 #pragma once
 
 #include <span>
@@ -17,7 +17,7 @@
 
 namespace ulmaro::ecp256 {
 
-/// table[i] = (2i + 1) p; the result is set for an exception.
+/// table[i] = (2i + 1) p; returns a set mask on an exception.
 template <typename F>
 Mask fill_odd_multiples(const F& f, const Curve& curve, std::span<Multiple> table, const Affine& p) noexcept {
     Jacobian sum = {p.x, p.y, curve.one};
@@ -35,8 +35,7 @@ Mask fill_odd_multiples(const F& f, const Curve& curve, std::span<Multiple> tabl
     return exception;
 }
 
-/// Set where p and q, both finite, are the same point. Out of line: inlined, it takes registers from the loop beside
-/// it.
+/// Set if p and q, both finite, are the same point. Out of line: inlined, it takes registers from the nearby loop.
 template <typename F>
 [[gnu::noinline]] Mask same(const F& f, const Jacobian& p, const Multiple& q) noexcept {
     const U256 pzz = f.sqr(p.z);
@@ -44,12 +43,12 @@ template <typename F>
            u256::equal(f.mul(p.y, q.zzz).w, f.mul(q.y, f.mul(pzz, p.z)).w);
 }
 
-/// total = [k]p; the result is set for an exception. Constant time.
+/// total = [k]p; returns a set mask on an exception. Constant time.
 ///
-/// 52 windows of 5 bits of m, the odd one of k and k + 1, digits odd, the topmost 1; p is taken away in the end if m is
-/// k + 1. Before an addition the sum is an even multiple, at least 32, so it differs from the entry and its negative
-/// until the multiples reach p's order, which for k below an odd order is in the last window only: there they are equal
-/// for m = order - 2 |digit|, and opposite for m = order.
+/// 52 windows of 5 bits of m, whichever of k and k + 1 is odd; all digits are odd, the topmost is 1; p is subtracted at
+/// the end if m is k + 1. Before an addition the sum is an even multiple, at least 32, so it differs from the entry and
+/// its negative until the multiples reach p's order. For k below an odd order that happens only in the last window:
+/// there they are equal for m = order - 2 |digit| and opposite for m = order.
 template <typename F>
 Mask multiply_point(const Curve& curve, const Affine& p, const U256& k, Jacobian& total) noexcept {
     struct State {
@@ -95,7 +94,7 @@ Mask multiply_point(const Curve& curve, const Affine& p, const U256& k, Jacobian
     return exception;
 }
 
-/// [s]g + [t]p, where total is written; the result is set for an exception. Variable time: nothing here may be secret.
+/// total = [s]g + [t]p; returns a set mask on an exception, when total is unspecified. Variable time: no secrets.
 template <typename F>
 Mask multiply_both_vartime(const Curve& curve, const Affine& g, const U256& s, const Affine& p, const U256& t,
                            Jacobian& total) noexcept {

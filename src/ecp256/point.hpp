@@ -1,6 +1,5 @@
-// Points of y^2 = x^3 + a x + b over the integers modulo a prime below 2^256, and the formulas on them. None of the
-// formulas uses b, so that a point off the curve has its multiples too: on the curve with the same a that it does lie
-// on.
+// Points of y^2 = x^3 + a x + b over a prime field below 2^256, and the formulas on them. No formula uses b, so a point
+// off the curve has multiples too: on the curve with the same a that it does lie on.
 //
 // Coordinates are in Montgomery form; infinity is z = 0. R is the Residues of one kernel.
 #pragma once
@@ -14,7 +13,7 @@ struct Jacobian {
     U256 x, y, z;
 };
 
-/// A point that is added more than once, with z^2 and z^3.
+/// A point added more than once, with z^2 and z^3.
 struct Multiple {
     U256 x, y, z, zz, zzz;
 };
@@ -29,7 +28,7 @@ inline Jacobian jacobian(const Multiple& p) noexcept { return {p.x, p.y, p.z}; }
 
 inline void assign_if(Mask mask, U256& r, const U256& a) noexcept { u256::assign_if(mask, r.w, a.w); }
 
-/// r = p where the mask is set, else unchanged.
+/// r = p if the mask is set, else unchanged.
 inline void assign_if(Mask mask, Jacobian& r, const Jacobian& p) noexcept {
     assign_if(mask, r.x, p.x);
     assign_if(mask, r.y, p.y);
@@ -44,7 +43,7 @@ inline void assign_if(Mask mask, Multiple& r, const Multiple& p) noexcept {
     assign_if(mask, r.zzz, p.zzz);
 }
 
-/// p = 2^n p for n >= 1; infinity, which a point with y = 0 doubles to, stays. With S = X Y^2, W = a Z^4 and
+/// p = 2^n p for n >= 1; a point with y = 0 doubles to infinity, which stays. With S = X Y^2, W = a Z^4 and
 /// L = (3 X^2 + W) / 2, the tangent's slope times Y Z, a doubling is X' = L^2 - 2S, Y' = L (S - X') - Y^4, Z' = Y Z and
 /// W' = W Y^4: W costs one product from the second doubling on.
 template <typename R>
@@ -70,8 +69,8 @@ template <typename R>
     }
 }
 
-/// p = p + q for points that differ; opposite ones give infinity. Infinity, in p or in q, stays. Equal points give
-/// x = z = 0, points that have no more than x in common z = 0 and another x.
+/// p = p + q for distinct points; opposite ones give infinity. Infinity in p or q gives infinity. Equal points give
+/// x = z = 0; points that share only x give z = 0 and x != 0.
 template <typename R>
 void add(const R& f, Jacobian& p, const Multiple& q) noexcept {
     const U256 zz = f.sqr(p.z);

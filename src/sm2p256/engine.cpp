@@ -20,14 +20,14 @@ void store(Out rx, Out ry, const Affine& p) noexcept {
     store(ry, fe_residue(p.y));
 }
 
-// (e + x) mod n, the r of a signature whose point has this x.
+// (e + x) mod n: r of a signature whose point has this x.
 U256 with_digest(const U256& e, const U256& x) noexcept {
     U256 r;
     add_mod(r.w, reduce_to_order(e).w, reduce_to_order(x).w, group_order.w);
     return r;
 }
 
-/// f(kernels), and nothing of it left on the stack.
+/// f(kernels), leaving nothing on the stack.
 template <typename F>
 auto with_kernels(F&& f) {
     constexpr std::size_t own_frames = 512;  // of the functions below and the scalar arithmetic
@@ -102,7 +102,7 @@ Comparison verify_vartime(In e, In r, In s, In px, In py) noexcept {
     const Jacobian sum = active_kernels().multiply_add_vartime(multiplier, key, t);  // B6
     if (is_zero(sum.z.w) != 0) return Comparison::none;
 
-    // B7 without an inversion: x is one of (r - e) mod n and that plus n, where it is below p.
+    // B7 without an inversion: x is (r - e) mod n, or that plus n if the sum is below p.
     const Fe zz = F::sqr(sum.z);
     U256 x;
     subtract_mod(x.w, given.w, digest.w, group_order.w);

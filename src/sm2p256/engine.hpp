@@ -1,8 +1,8 @@
-// The recommended curve for the schemes: what they need of it, on byte strings.
+// What the schemes need of the recommended curve, on byte strings.
 //
 // Every byte string is 32 bytes, big-endian. Outputs may be the same memory as inputs. Nothing allocates, fails or
-// prints. Whatever is not said to be variable-time takes the same time for all values, the results included, which a
-// caller makes public by branching on them.
+// prints. Unless marked variable-time, a function takes the same time for all values, its result included; a caller
+// makes that result public by branching on it.
 #pragma once
 
 #include <cstdint>
@@ -27,15 +27,15 @@ bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept;
 bool is_signing_key(In d) noexcept;
 
 /// Signs the digest e with a signing key d and an ephemeral scalar k in [1, n - 1], steps A4 to A6 of GB/T 32918.2:
-/// r = (e + x1) mod n with (x1, y1) = [k]G, s = (1 + d)^-1 (k - r d) mod n. False, with zeros, when this k does not
-/// serve: r = 0, r + k = n or s = 0.
+/// r = (e + x1) mod n with (x1, y1) = [k]G, s = (1 + d)^-1 (k - r d) mod n. False, with zeros, if this k is
+/// unusable: r = 0, r + k = n or s = 0.
 bool sign(Out r, Out s, In e, In d, In k) noexcept;
 
 enum class Comparison {
     equal,    // the signature is valid
     less,     // r < R
     greater,  // r > R
-    none,     // there is no R: r = 0, s = 0, r + s = 0 modulo n or the sum is infinity
+    none,     // no R: r = 0, s = 0, r + s = 0 modulo n, or the sum is infinity
 };
 
 /// How r compares with R = (e + x) mod n, x of [s]G + [r + s](px, py), steps B5 to B7 of GB/T 32918.2, for r and s

@@ -7,12 +7,12 @@ namespace {
 
 constexpr Fe montgomery_factor = {{0x0000000200000003, 0x00000002ffffffff, 0x0000000100000001, 0x0000000400000002}};
 
-/// t / 2^256 modulo p for t < 2^256 p. Needs no multiplication: p is -1 modulo 2^64, so m p clears a lowest limb m, and
-/// what that adds above the limb is m (1 - 2^32 - 2^160 + 2^192).
+/// t / 2^256 modulo p for t < 2^256 p. Needs no multiplication: p is -1 modulo 2^64, so adding m p clears a lowest limb
+/// m and adds m (1 - 2^32 - 2^160 + 2^192) above it.
 [[gnu::always_inline]] inline Fe reduce(const u256::Product& t) noexcept {
     Limbs low = {t.t0, t.t1, t.t2, t.t3};
     for (int i = 0; i < 4; ++i) {
-        // Stays below 2^192 + p, so the carry out of the additions and the borrow cancel.
+        // Stays below 2^192 + p, so the carry out of the additions cancels the borrow.
         const std::uint64_t m = low[0];
         const Limbs plus = {m, 0, 0, m};
         const Limbs minus = {m << 32, m >> 32, m << 32, m >> 32};
@@ -59,7 +59,7 @@ Fe PortableField::half(const Fe& a) noexcept {
     return r;
 }
 
-// The factor is 2^512: from a 2^256 it makes a^-1 2^256.
+// The factor is 2^512: it turns a 2^256 into a^-1 2^256.
 constinit const InversionModulus field_inversion = {
     {{0x0fffffffffffffff, 0x0ffffff00000000f, 0x0fffffffffffffff, 0x0fffefffffffffff, 0x000000000000ffff}},
     0x0fffffffffffffff,

@@ -1,11 +1,11 @@
 // The field modulo p = 2^256 - 2^224 - 2^96 + 2^64 - 1.
 //
-// An element a is kept as a * 2^256 mod p (Montgomery form), always fully reduced: every function needs and leaves
+// An element a is kept as a * 2^256 mod p (Montgomery form), always fully reduced: every function takes and returns
 // limbs below p, so zero and equality are plain comparisons. Everything is constant-time.
 //
 // The hot functions exist once per kernel, as static members of a class that the point code takes as a template
-// argument: PortableField here, others in kernels/. A member Called is the same class with a product and a square that
-// are called, for formulas that run too seldom to be worth inlined ones. The rest is common.
+// argument: PortableField here, others in kernels/. Its member type Called is the same class with an out-of-line
+// product and square, for formulas that run too rarely to be worth inlining. The rest is common.
 #pragma once
 
 #include "sm2p256/u256.hpp"
@@ -33,19 +33,19 @@ extern const InversionModulus field_inversion;
 /// a^-1; 0 for 0.
 Fe fe_invert(const Fe& a) noexcept;
 
-/// r = a where the mask is set, else unchanged.
+/// r = a if the mask is set, else unchanged.
 inline void assign_if(Mask mask, Fe& r, const Fe& a) noexcept { assign_if(mask, r.w, a.w); }
 
-/// F with a product and a square that are called. A template's functions are merged by the linker, so F must not be
-/// compiled with different instructions in two files.
+/// F with an out-of-line product and square. The linker merges a template's functions, so F must not be compiled for
+/// different instruction sets in two files.
 template <typename F>
 struct WithCalls : F {
     [[gnu::noinline]] static Fe mul(const Fe& a, const Fe& b) noexcept { return F::mul(a, b); }
     [[gnu::noinline]] static Fe sqr(const Fe& a) noexcept { return F::sqr(a); }
 };
 
-/// The field for any processor. Its functions are called: inlined into the point formulas they made ten times the code,
-/// with frames of kilobytes.
+/// The field for any processor. Its functions stay out of line: inlined into the point formulas they made ten times the
+/// code, with frames of kilobytes.
 struct PortableField {
     using Called = PortableField;
 
@@ -59,7 +59,7 @@ struct PortableField {
     static Fe add(const Fe& a, const Fe& b) noexcept;
     static Fe sub(const Fe& a, const Fe& b) noexcept;
 
-    /// a or, where the mask is set, -a for a that is not 0.
+    /// -a if the mask is set, else a; a is not 0.
     static Fe negated_if(Mask mask, const Fe& a) noexcept;
 
     /// a / 2.

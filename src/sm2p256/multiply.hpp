@@ -1,6 +1,6 @@
-// Scalar multiplication, for any kernel F of the field. F adds to the field functions
+// Scalar multiplication, for any kernel F of the field. Besides the field functions F has
 //     template <std::size_t N> static void select(T& r, const T (&table)[N], std::uint32_t index),
-// r = table[index] by reading the whole table.
+// which sets r = table[index] and reads the whole table.
 #pragma once
 
 #include <span>
@@ -13,10 +13,10 @@ namespace ulmaro::sm2p256 {
 
 /// total = [k]G. Constant time.
 ///
-/// 43 windows of 6 bits, digits odd, one addition for each but the first. Below the top window the sum so far is
-/// smaller than the next entry's multiple of G and both are below n together, so they are neither equal nor opposite.
-/// In the top window they are opposite for the odd number n, which gives infinity as it should, and equal for one odd
-/// number, 30 * 64^42 - n: the only one whose double of a top entry exceeds it by n.
+/// 43 windows of 6 bits, odd digits, one addition for each except the first. Below the top window the sum so far is a
+/// smaller multiple of G than the next entry, and the two add up to less than n, so they are neither equal nor
+/// opposite. In the top window they are opposite for the odd number n, which correctly gives infinity, and equal for
+/// one odd number, 30 * 64^42 - n: the only one that is n less than twice a top entry.
 template <typename F>
 void sum_base(Extended& total, const U256& k) noexcept {
     struct State {
@@ -45,7 +45,7 @@ void sum_base(Extended& total, const U256& k) noexcept {
     total.y = F::negated_if(negative, total.y);
 }
 
-/// r = [k]G, zeros for infinity; the result is set for infinity. Constant time.
+/// r = [k]G, or zeros for infinity, when it returns a set mask. Constant time.
 template <typename F>
 Mask multiply_base(Affine& r, const U256& k) noexcept {
     Wiped<Extended> total;
@@ -53,8 +53,8 @@ Mask multiply_base(Affine& r, const U256& k) noexcept {
     return to_affine<typename F::Called>(r, *total);
 }
 
-/// x of [k]G, 0 for infinity, and inverted = 1 / inverted: the two inversions of a signature, which side by side take
-/// less time. Constant time.
+/// x of [k]G, 0 for infinity, and inverted = 1 / inverted: a signature's two inversions, faster side by side. Constant
+/// time.
 template <typename F>
 void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
     Wiped<Extended> total;
@@ -80,10 +80,10 @@ void fill_odd_multiples(std::span<Multiple> table, const Affine& p) noexcept {
     }
 }
 
-/// r = [k]P for a point of the curve, zeros for infinity; the result is set for infinity. Constant time.
+/// r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p. Constant time.
 ///
-/// 52 windows of 5 bits, digits odd, the topmost 1. Before an addition the sum is an even multiple, at least 32, so it
-/// differs from the entry and its negative until the multiples reach n, which is in the last window only.
+/// 52 windows of 5 bits, odd digits, the topmost 1. Before an addition the sum is an even multiple, at least 32, so it
+/// differs from the entry and its negative until the multiples reach n, which happens only in the last window.
 template <typename F>
 Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     struct State {
@@ -117,7 +117,7 @@ Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     return to_affine<typename F::Called>(r, total);
 }
 
-/// p = p + q with q finite, in every case. Where the x are equal, add leaves z = 0 and, as x, the square of the
+/// p = p + q for finite q, in every case. If the affine x are equal, add leaves z = 0, and in x the square of the
 /// difference of the y.
 template <typename F, typename Point>
 void add_vartime(Jacobian& p, const Point& q) noexcept {
@@ -132,7 +132,7 @@ void add_vartime(Jacobian& p, const Point& q) noexcept {
     }
 }
 
-/// [s]G + [t]P for a point of the curve. Variable time: nothing here may be secret.
+/// [s]G + [t]P for a point on the curve. Variable time: nothing here may be secret.
 template <typename F>
 Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
     constexpr int width = 5;

@@ -1,6 +1,6 @@
-// Points of y^2 = x^3 - 3x + b, and the formulas on them. None of the formulas uses b.
+// Points of y^2 = x^3 - 3x + b, and the formulas on them. No formula uses b.
 //
-// Each formula names what it needs; nothing branches. Infinity is z = 0 (zz = zzz = 0). F is the field's kernel.
+// Each formula states its preconditions; nothing branches. Infinity is z = 0 (zz = zzz = 0). F is the field's kernel.
 #pragma once
 
 #include "sm2p256/field.hpp"
@@ -16,12 +16,12 @@ struct Jacobian {
     Fe x, y, z;
 };
 
-/// The same for a point that is added more than once, with z^2 and z^3.
+/// The same for a point added more than once, with z^2 and z^3.
 struct Multiple {
     Fe x, y, z, zz, zzz;
 };
 
-/// x = X / ZZ, y = Y / ZZZ with ZZ^3 = ZZZ^2: one square less in an addition, no cheap doubling.
+/// x = X / ZZ, y = Y / ZZZ with ZZ^3 = ZZZ^2: an addition saves a square, but doubling is not cheap.
 struct Extended {
     Fe x, y, zz, zzz;
 };
@@ -30,15 +30,15 @@ inline constexpr Affine generator = {
     {{0x61328990f418029e, 0x3e7981eddca6c050, 0xd6a1ed99ac24c3c3, 0x91167a5ee1c13b05}},
     {{0xc1354e593c2d0ddd, 0xc1f5e5788d3295fa, 0x8d4cfb066e2a48f8, 0x63cd65d481d735bd}}};
 
-/// Set where the point satisfies the curve's equation.
+/// Set if the point satisfies the curve equation.
 Mask on_curve(const Affine& p) noexcept;
 
-// The sums and the doubling work in place: a copy of a point that has just been stored limb by limb stalls. Products
-// that do not wait for each other stand side by side, as far as the processor sees ahead: two of them.
+// The sums and the doubling work in place: copying a point just stored limb by limb stalls. Independent products
+// stand side by side, as far as the processor sees ahead: two of them.
 
 /// p = 2p, for every p: 4 products, 4 squares, one halving. With S = X Y^2 and L = 3/2 (X - Z^2)(X + Z^2), the
-/// tangent's slope times Y Z, the result is X' = L^2 - 2S, Y' = L (S - X') - Y^4, Z' = Y Z: half of the usual Z, which
-/// saves additions. No point of the curve has Y = 0, for its order is odd.
+/// tangent's slope times Y Z, the result is X' = L^2 - 2S, Y' = L (S - X') - Y^4, Z' = Y Z: half the usual Z, which
+/// saves additions. No point on the curve has Y = 0, because its order is odd.
 template <typename F>
 void double_point(Jacobian& p) noexcept {
     const Fe zz = F::sqr(p.z);
@@ -53,7 +53,7 @@ void double_point(Jacobian& p) noexcept {
     p.y = F::mul_sub_sqr(l, F::sub(s, p.x), yy);
 }
 
-/// p = p + q. Needs p != q; p = -q gives infinity. When one is infinity so is the result.
+/// p = p + q. Needs p != q; p = -q gives infinity. If either is infinity, so is the result.
 template <typename F>
 void add(Jacobian& p, const Multiple& q) noexcept {
     const Fe zz = F::sqr(p.z);
@@ -92,7 +92,7 @@ void add(Jacobian& p, const Affine& q) noexcept {
     p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
 }
 
-/// As above, with one square less.
+/// As above, with one fewer square.
 template <typename F>
 void add(Extended& p, const Affine& q) noexcept {
     const Fe qx = F::mul(q.x, p.zz);
@@ -109,9 +109,9 @@ void add(Extended& p, const Affine& q) noexcept {
     p.y = F::mul_sub(t, F::sub(v, p.x), p.y, hhh);
 }
 
-// What runs once a multiplication stays out of line: inlined, it takes registers from the loop beside it.
+// What runs once per multiplication stays out of line: inlined, it takes registers from the nearby loop.
 
-/// Set where p and q, both finite, are the same point: the case that the sums above leave out.
+/// Set if p and q, both finite, are the same point: the case the sums above do not cover.
 template <typename F>
 [[gnu::noinline]] Mask same(const Jacobian& p, const Multiple& q) noexcept {
     const Fe zz = F::sqr(p.z);
@@ -133,7 +133,7 @@ Multiple multiple(const Jacobian& p) noexcept {
     return {p.x, p.y, p.z, zz, F::mul(zz, p.z)};
 }
 
-/// r = p where the mask is set, else unchanged.
+/// r = p if the mask is set, else unchanged.
 inline void assign_if(Mask mask, Affine& r, const Affine& p) noexcept {
     assign_if(mask, r.x, p.x);
     assign_if(mask, r.y, p.y);
@@ -160,7 +160,7 @@ inline void assign_if(Mask mask, Extended& r, const Extended& p) noexcept {
     assign_if(mask, r.zzz, p.zzz);
 }
 
-/// The coordinates, zeros for infinity; the result is set for infinity.
+/// The affine coordinates, or zeros for infinity, when it returns a set mask.
 template <typename F>
 [[gnu::noinline]] Mask to_affine(Affine& r, const Jacobian& p) noexcept {
     const Fe i = fe_invert(p.z);

@@ -16,7 +16,7 @@ Scalar scalar(const U256& a) noexcept { return {{a.w[0], a.w[1], a.w[2], a.w[3]}
 
 }  // namespace
 
-// The factor is 2^512: from a 2^256 it makes a^-1 2^256.
+// The factor is 2^512: it turns a 2^256 into a^-1 2^256.
 constinit const InversionModulus order_inversion = {
     {{0x03bbf40939d54123, 0x003df6b21c6052b5, 0x0fffffffffffff72, 0x0fffefffffffffff, 0x000000000000ffff}},
     0x0d8061778dcaf68b,

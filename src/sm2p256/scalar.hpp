@@ -1,5 +1,5 @@
-// Scalars modulo the group order n, in Montgomery form like the field's elements and as fully reduced: every function
-// needs and leaves limbs below n. Constant-time. A few operations a signature: there is one portable form.
+// Scalars modulo the group order n, in Montgomery form and fully reduced like the field's elements: every function
+// takes and returns limbs below n. Constant-time. A signature needs few operations, so one portable form will do.
 #pragma once
 
 #include "sm2p256/u256.hpp"

@@ -1,12 +1,12 @@
-// Multiples of the generator in read-only data, affine and in Montgomery form. gen/sm2p256_table.py makes them in the
-// build from the curve's constants. 91 KiB together.
+// Multiples of the generator in read-only data, affine and in Montgomery form; 91 KiB in all. gen/sm2p256_table.py
+// computes them from the curve's constants during the build.
 #pragma once
 
 #include "sm2p256/point.hpp"
 
 namespace ulmaro::sm2p256 {
 
-/// generator_odd[j / 32][j % 32] = (2j + 1) G: what digits of generator_width bits can select.
+/// generator_odd[j / 32][j % 32] = (2j + 1) G: everything a digit of generator_width bits can select.
 inline constexpr int generator_width = 9;
 alignas(64) extern const Affine generator_odd[4][32];
 

@@ -1,4 +1,4 @@
-// The 256-bit numbers that this engine is made of.
+// The 256-bit numbers that this engine is built on.
 #pragma once
 
 #include "u256/divsteps.hpp"

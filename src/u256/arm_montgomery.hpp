@@ -60,7 +60,7 @@ struct ArmChains : ArmProduct {
     }
 
 private:
-    /// t3..t0 + m where the mask is set, modulo 2^256; the result is the carry.
+    /// Adds m to t3..t0 modulo 2^256 if the mask is set; returns the carry.
     [[gnu::always_inline]] static Limb add_masked(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb mask,
                                                   const Limbs& m) noexcept {
         Limb carry;

@@ -1,5 +1,5 @@
-// Products of four limbs by four on aarch64, with the carry chains in assembly because compilers carry through
-// registers instead of the flag. The products of single limbs are left to the compiler.
+// Products of four limbs by four on aarch64, with the carry chains in assembly because compilers keep carries
+// in registers instead of the flag. Single-limb products are left to the compiler.
 #pragma once
 
 #include "u256/product.hpp"
@@ -49,7 +49,7 @@ struct ArmProduct {
         return {t0, t1, t2, t3, t4, t5, t6, t7};
     }
 
-    /// Twice the products of different limbs plus the squares.
+    /// Twice the products of distinct limbs, plus the squares.
     [[gnu::always_inline]] static Product square(const Limbs& a) noexcept {
         Limb t1 = low(a[0], a[1]), t2 = high(a[0], a[1]), t3 = high(a[0], a[2]);
         Limb t4 = high(a[0], a[3]), t5 = high(a[1], a[3]), t6 = high(a[2], a[3]), t7;
@@ -92,7 +92,7 @@ struct ArmProduct {
         return {low(a[0], a[0]), t1, t2, t3, t4, t5, t6, t7};
     }
 
-    /// a -= b modulo 2^512; all ones where a was smaller.
+    /// a -= b modulo 2^512; all ones if a was smaller.
     [[gnu::always_inline]] static Mask subtract(Product& a, const Product& b) noexcept {
         Mask negative;
         __asm__(

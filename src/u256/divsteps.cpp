@@ -13,8 +13,8 @@ constexpr std::int64_t mask60 = (std::int64_t{1} << 60) - 1;
 //     (1 - delta, g, (g - f) / 2)           when delta > 0 and g is odd,
 //     (1 + delta, f, (g + (g mod 2) f) / 2) otherwise.
 // From delta = 1/2 and 0 <= g <= f < 2^256, 590 steps bring g to 0 and f to plus or minus the gcd; further steps change
-// nothing but delta. Ten batches of 60 steps are made. Steps depend only on the low bits of f and g, so a batch works
-// on those and yields a matrix that is then applied to the long numbers.
+// only delta. We run ten batches of 60 steps. Steps depend only on the low bits of f and g, so a batch works on those
+// and yields a matrix, which is then applied to the full numbers.
 constexpr int batches = 10;
 
 // 2^60 times the effect of 60 steps: f' = (u f + v g) / 2^60, g' = (q f + r g) / 2^60.
@@ -23,20 +23,20 @@ struct Matrix {
     std::int64_t u, v, q, r;
 };
 
-// One inversion on its way. eta is -(delta + 1/2): negative exactly when delta is positive.
+// An inversion in progress. eta is -(delta + 1/2): negative exactly when delta is positive.
 struct State {
     std::int64_t eta;
     Signed60 f, g, d, e;
-    std::uint64_t low_f, low_g;  // f and g modulo 2^64 inside a batch
+    std::uint64_t low_f, low_g;  // f and g modulo 2^64 within a batch
     Matrix t;                    // of the last twenty steps
     Matrix batch;                // of the batch so far
 };
 
-// Twenty steps on one packed word a row: 20 bits of f, then the row of the matrix in two 22-bit fields,
+// Twenty steps on one packed word per row: 20 bits of f, then the row of the matrix in two 22-bit fields,
 //     F = f + 2^20 u + 2^42 v,  G = g + 2^20 q + 2^42 r,
-// every field signed and borrowing from the one above. The matrix starts as 2^20 times the identity, so that halving
-// the word halves every field exactly. Ranges: f and g in [-2^19, 2^19), row sums at most 2^20 in absolute value.
-// A step waits for the one before; inversions side by side fill the gaps.
+// every field signed and borrowing from the one above. The matrix starts as 2^20 times the identity, so halving the
+// word halves every field exactly. Ranges: f and g in [-2^19, 2^19), row sums at most 2^20 in absolute value.
+// Each step waits for the one before; inversions side by side fill the gaps.
 template <int N>
 requires(N == 1 || N == 2) void twenty_steps(State (&s)[N]) noexcept {
     constexpr std::uint64_t half = std::uint64_t{1} << 19;
@@ -69,12 +69,12 @@ requires(N == 1 || N == 2) void twenty_steps(State (&s)[N]) noexcept {
     }
 }
 
-// The matrix of a after that of b; the scales multiply.
+// The matrix of b's steps followed by a's; the scales multiply.
 Matrix after(const Matrix& a, const Matrix& b) noexcept {
     return {a.u * b.u + a.v * b.q, a.u * b.v + a.v * b.r, a.q * b.u + a.r * b.q, a.q * b.v + a.r * b.r};
 }
 
-// The steps of a batch, which use up 60 low bits of f and g.
+// The steps of a batch, which consume the low 60 bits of f and g.
 template <int N>
 void sixty_steps(State (&states)[N]) noexcept {
     const auto low = [](const Signed60& x) {
@@ -118,9 +118,9 @@ void apply(Signed60& f, Signed60& g, const Matrix& t) noexcept {
     g.limb[4] = static_cast<std::int64_t>(cg >> 60);
 }
 
-// The same modulo m for (d, e), where f = d x and g = e x modulo m up to the factor. In and out in (-2m, m): a negative
-// input counts as itself plus m, which leaves (-m, m); the row sums keep the combination in (-2^60 m, 2^60 m); taking
-// away less than 2^60 m to make it divisible leaves (-2^61 m, 2^60 m) before the division.
+// The same modulo m for (d, e), where f = d x and g = e x modulo m up to the factor. In and out in (-2m, m): m is
+// added to a negative input, which gives (-m, m); the row sums keep the combination in (-2^60 m, 2^60 m); subtracting
+// less than 2^60 m to make it divisible gives (-2^61 m, 2^60 m) before the division.
 void apply_modulo(Signed60& d, Signed60& e, const Matrix& t, const InversionModulus& m) noexcept {
     const std::int64_t d_sign = d.limb[4] >> 63;
     const std::int64_t e_sign = e.limb[4] >> 63;
@@ -146,7 +146,7 @@ void apply_modulo(Signed60& d, Signed60& e, const Matrix& t, const InversionModu
     e.limb[4] = static_cast<std::int64_t>(ce >> 60);
 }
 
-// x + (m where the mask is set), then negated where the other mask is set, limbs normalised.
+// x, plus m if one mask is set, then negated if the other is; limbs normalised.
 void adjust(Signed60& x, Mask add_modulus, Mask negate, const Signed60& m) noexcept {
     std::int64_t carry = 0;
     for (int i = 0; i < 5; ++i) {
@@ -167,7 +167,7 @@ void start(State& s, const Limbs& a, const InversionModulus& m) noexcept {
     s.e = m.factor;
 }
 
-// f is plus or minus the gcd: 1 where there is an inverse, the modulus when a was 0, and then d is 0. d is in (-2m, m).
+// f is plus or minus the gcd: 1 if there is an inverse; the modulus if a was 0, and then d is 0. d is in (-2m, m).
 void finish(Limbs& r, State& s, const InversionModulus& m) noexcept {
     adjust(s.d, sign_mask(s.d), sign_mask(s.f), m.modulus);
     adjust(s.d, sign_mask(s.d), 0, m.modulus);

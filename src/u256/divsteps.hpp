@@ -6,12 +6,12 @@
 
 namespace ulmaro::u256 {
 
-/// A signed number, sum of limb[i] * 2^(60 i): limbs 0..3 in [0, 2^60), the top one carries the sign.
+/// A signed number, the sum of limb[i] * 2^(60 i): limbs 0..3 in [0, 2^60), the top one signed.
 struct Signed60 {
     std::int64_t limb[5];
 };
 
-/// What inversion modulo an odd number below 2^256 has to know.
+/// What inversion modulo an odd number below 2^256 needs.
 struct InversionModulus {
     Signed60 modulus;
     std::uint64_t inverse;  // modulus^-1 modulo 2^60
@@ -25,12 +25,12 @@ constexpr Signed60 to_signed60(const Limbs& a) noexcept {
              static_cast<std::int64_t>(a[3] >> 48)}};
 }
 
-/// r = factor / a modulo the modulus, in [0, modulus); 0 when a is 0. Needs a < modulus. r may be a. Where the two have
-/// a common divisor r is some number below the modulus.
-/// Time: the same for every a.
+/// r = factor / a modulo the modulus, in [0, modulus); 0 if a is 0. Needs a < modulus. r may be a. If the two have a
+/// common divisor, r is some number below the modulus.
+/// Takes the same time for every a.
 void invert(Limbs& r, const Limbs& a, const InversionModulus& m) noexcept;
 
-/// Inverts r0 modulo m0 and r1 modulo m1 in place, in two thirds of the time of one after the other.
+/// Inverts r0 modulo m0 and r1 modulo m1 in place, in two thirds of the time of two separate inversions.
 void invert_two(Limbs& r0, const InversionModulus& m0, Limbs& r1, const InversionModulus& m1) noexcept;
 
 }  // namespace ulmaro::u256

@@ -1,4 +1,4 @@
-// Which kernels of a room that computes on limbs this processor can run: the same for both curve engines.
+// Which limb kernels this processor can run: the same choice for both curve engines.
 #pragma once
 
 #include "base/cpu.hpp"
@@ -6,8 +6,8 @@
 
 namespace ulmaro::u256 {
 
-/// native is the one with this architecture's carry chains; on an architecture without one it need not exist, and the
-/// portable one need not on 64-bit Arm, where every processor has these chains.
+/// native uses this architecture's carry chains and need not exist on other architectures; portable need not exist on
+/// 64-bit Arm, where every processor can run native.
 template <typename Kernels, const Kernels& native, const Kernels& portable>
 const KernelList<Kernels>& limb_kernels() noexcept {
     static const KernelList<Kernels> supported = [] {

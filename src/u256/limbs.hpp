@@ -1,5 +1,5 @@
 // 256-bit numbers as four 64-bit limbs, least significant first: the carry chains that fields and scalars share.
-// Nothing here branches on a value or uses one as an index.
+// Nothing here branches or indexes on a value.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +22,8 @@ struct U256 {
     Limbs w;
 };
 
-/// All ones or all zeros. Masks made from secrets pass through value_barrier, so that the compiler cannot turn the
-/// selection back into a branch.
+/// All ones or all zeros. Masks made from secrets pass through value_barrier, so the compiler cannot turn the selection
+/// back into a branch.
 using Mask = std::uint64_t;
 
 /// bit is 0 or 1.
@@ -39,14 +39,14 @@ inline Mask equal(const Limbs& a, const Limbs& b) noexcept {
     return is_zero(difference);
 }
 
-/// r = a where the mask is set, else unchanged.
+/// r = a if the mask is set, else unchanged.
 inline void assign_if(Mask mask, Limbs& r, const Limbs& a) noexcept {
     for (int i = 0; i < 4; ++i) r[i] ^= mask & (r[i] ^ a[i]);
 }
 
-/// a + b + carry, or a - b - borrow, modulo 2^64; carry and borrow are 0 or 1, and are replaced by the next.
+/// a + b + carry, or a - b - borrow, modulo 2^64; carry and borrow are 0 or 1 and are updated.
 #if defined(__x86_64__)
-// Compilers make carry chains of these alone.
+// Compilers turn these into carry chains by themselves.
 using Carry = unsigned char;
 
 inline std::uint64_t add_with_carry(std::uint64_t a, std::uint64_t b, Carry& carry) noexcept {
@@ -76,40 +76,40 @@ inline std::uint64_t subtract_with_borrow(std::uint64_t a, std::uint64_t b, Carr
 }
 #endif
 
-/// r = a + b modulo 2^256; the result is the carry, 0 or 1. r may be a or b, here and below.
+/// r = a + b modulo 2^256; returns the carry, 0 or 1. r may be a or b, here and below.
 inline std::uint64_t add(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
     Carry carry = 0;
     for (int i = 0; i < 4; ++i) r[i] = add_with_carry(a[i], b[i], carry);
     return carry;
 }
 
-/// r = a - b modulo 2^256; the result is the borrow, 0 or 1.
+/// r = a - b modulo 2^256; returns the borrow, 0 or 1.
 inline std::uint64_t subtract(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
     Carry borrow = 0;
     for (int i = 0; i < 4; ++i) r[i] = subtract_with_borrow(a[i], b[i], borrow);
     return borrow;
 }
 
-/// Set where a < b.
+/// Set if a < b.
 inline Mask less(const Limbs& a, const Limbs& b) noexcept {
     Limbs difference;
     return mask_from_bit(subtract(difference, a, b));
 }
 
-/// Brings carry * 2^256 + r from [0, 2m) to [0, m).
+/// Reduces carry * 2^256 + r from [0, 2m) to [0, m).
 inline void reduce_once(Limbs& r, std::uint64_t carry, const Limbs& m) noexcept {
     Limbs reduced;
     const std::uint64_t borrow = subtract(reduced, r, m);
     assign_if(mask_from_bit(carry | (borrow ^ 1)), r, reduced);
 }
 
-/// r = a + b modulo m. Needs a + b < 2m, leaves r < m.
+/// r = a + b modulo m. Needs a + b < 2m; r < m.
 inline void add_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) noexcept {
     const std::uint64_t carry = add(r, a, b);
     reduce_once(r, carry, m);
 }
 
-/// r = a - b modulo m. Needs a, b < m, leaves r < m.
+/// r = a - b modulo m. Needs a, b < m; r < m.
 inline void subtract_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) noexcept {
     const Mask negative = mask_from_bit(subtract(r, a, b));
     const Limbs back = {m[0] & negative, m[1] & negative, m[2] & negative, m[3] & negative};

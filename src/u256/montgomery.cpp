@@ -3,7 +3,7 @@
 namespace ulmaro::u256 {
 namespace {
 
-/// What Residues asks of an architecture, for any.
+/// What Residues needs from an architecture, in portable form.
 struct PortableChains : PortableProduct {
     /// a + b modulo m, for a sum below 2m.
     static U256 sum(const U256& a, const U256& b, const Limbs& m) noexcept {
@@ -18,7 +18,7 @@ struct PortableChains : PortableProduct {
         return r;
     }
 
-    /// a - b modulo m for products of numbers below m; 2^256 m is added to a negative difference.
+    /// a - b modulo m for products of numbers below m; adds 2^256 m to a negative difference.
     static Product difference(const Product& a, const Product& b, const Limbs& m) noexcept {
         Limbs low = {a.t0, a.t1, a.t2, a.t3}, high = {a.t4, a.t5, a.t6, a.t7};
         const Limbs b_high = {b.t4, b.t5, b.t6, b.t7};
@@ -30,7 +30,7 @@ struct PortableChains : PortableProduct {
         return {low[0], low[1], low[2], low[3], high[0], high[1], high[2], high[3]};
     }
 
-    /// a / 2: m is added to an odd number.
+    /// a / 2; adds m to an odd number first.
     static U256 half(const U256& a, const Limbs& m) noexcept {
         const Mask odd = mask_from_bit(a.w[0] & 1);
         U256 r;

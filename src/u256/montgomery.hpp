@@ -1,5 +1,5 @@
-// Arithmetic modulo an odd number m below 2^256 that is known at run time only, in Montgomery form: a is kept as
-// a * 2^256 mod m. Every function needs and leaves numbers below m, unless it says otherwise. Constant-time.
+// Arithmetic modulo an odd number m below 2^256 known only at run time, in Montgomery form: a is kept as
+// a * 2^256 mod m. Every function takes and returns numbers below m unless it says otherwise. Constant-time.
 #pragma once
 
 #include "u256/divsteps.hpp"
@@ -12,7 +12,7 @@ struct Modulus {
     std::uint64_t minus_inverse;  // -1 / m modulo 2^64
 };
 
-/// For odd m. Newton's steps: m is its own inverse modulo 8, and every step doubles the bits.
+/// For odd m. Newton's iteration: m is its own inverse modulo 8, and every step doubles the bits.
 constexpr Modulus modulus(const U256& m) noexcept {
     std::uint64_t inverse = m.w[0];
     for (int bits = 3; bits < 64; bits *= 2) inverse *= 2 - m.w[0] * inverse;
@@ -25,8 +25,8 @@ constexpr InversionModulus inversion_modulus(const Modulus& modulus, const U256&
             to_signed60(factor.w)};
 }
 
-/// The arithmetic for any architecture, as functions that are called: inlined into point formulas it makes five times
-/// the code, with frames of kilobytes.
+/// The arithmetic for any architecture, out of line: inlined into point formulas it makes five times the code, with
+/// frames of kilobytes.
 class PortableResidues {
 public:
     using Called = PortableResidues;
@@ -47,7 +47,7 @@ private:
     const Modulus& m_;
 };
 
-/// R with a product and a square that are called: for formulas that run too seldom to be worth inlined ones.
+/// R with an out-of-line product and square, for formulas that run too rarely to be worth inlining.
 template <typename R>
 struct WithCalls : R {
     explicit WithCalls(const R& inlined) noexcept : R(inlined) {}
@@ -63,7 +63,7 @@ public:
 
     explicit Residues(const Modulus& modulus) noexcept : m_(modulus) {}
 
-    /// a b / 2^256. Needs a b < 2^256 m only.
+    /// a b / 2^256. Needs only a b < 2^256 m.
     [[gnu::always_inline]] U256 mul(const U256& a, const U256& b) const noexcept {
         return reduce(Chains::product(a.w, b.w));
     }
@@ -85,7 +85,7 @@ public:
     [[gnu::always_inline]] U256 sub(const U256& a, const U256& b) const noexcept { return Chains::sub(a, b, m_.m.w); }
     [[gnu::always_inline]] U256 half(const U256& a) const noexcept { return Chains::half(a, m_.m.w); }
 
-    /// a or, where the mask is set, -a.
+    /// -a if the mask is set, else a.
     U256 negated_if(Mask mask, const U256& a) const noexcept {
         U256 r = a;
         const U256 negative = sub({}, a);
@@ -95,7 +95,7 @@ public:
 
 private:
     /// t / 2^256 for t < 2^256 m. Each row clears a limb of the lower half by adding a multiple of m, whose carry takes
-    /// its place; they stay below 2^256, for t's lower half and 2^256 - 1 times m do together stay below 2^512.
+    /// its place; the carries stay below 2^256, because t's lower half plus (2^256 - 1) m is below 2^512.
     [[gnu::always_inline]] U256 reduce(Product t) const noexcept {
         std::uint64_t c0, c1, c2, c3;
         Chains::row(t.t0, t.t1, t.t2, t.t3, c0, m_.m.w, t.t0 * m_.minus_inverse);

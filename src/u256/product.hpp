@@ -1,11 +1,11 @@
-// Products of four limbs by four: the portable form. Its twins for one architecture have row, product and square too.
+// Products of four limbs by four: the portable form. The architectures' own forms have row, product and square too.
 #pragma once
 
 #include "u256/limbs.hpp"
 
 namespace ulmaro::u256 {
 
-/// A number below 2^512. Members, not an array: they are to live in registers.
+/// A number below 2^512. Members rather than an array, to keep them in registers.
 struct Product {
     std::uint64_t t0, t1, t2, t3, t4, t5, t6, t7;
 };

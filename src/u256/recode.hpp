@@ -5,8 +5,8 @@
 
 namespace ulmaro::u256 {
 
-/// count bits of a from bit position up, 1 <= count <= 16, 0 <= position < 256; bits from 256 on, which a window may
-/// reach into, are zero. The position is public.
+/// count bits of a from bit position up, 1 <= count <= 16, 0 <= position < 256; bits from 256 up, which a window may
+/// reach, are zero. The position is public.
 inline std::uint32_t bits(const U256& a, int position, int count) noexcept {
     const int word = position / 64;
     const int shift = position % 64;
@@ -17,7 +17,7 @@ inline std::uint32_t bits(const U256& a, int position, int count) noexcept {
 
 /// What a window of width w selects from a table of odd multiples 1, 3, .. 2^w - 1.
 ///
-/// Odd numbers have digits that are all odd, so that no window of a multiplication is empty: with
+/// The digits of an odd number are all odd, so no window of a multiplication is empty: with
 /// x = (odd + 2^(w m) - 1) / 2, digit i of m is 2 (bits w i .. w i + w - 1 of x) - (2^w - 1), between -(2^w - 1) and
 /// 2^w - 1; x has the bits of odd / 2 and above them only bit w m - 1.
 struct Choice {
@@ -32,7 +32,7 @@ inline Choice choice(std::uint32_t window, int width) noexcept {
 }
 
 /// The non-adjacent form of width w, 2 <= w <= 15: k = sum of digit[i] 2^i, every digit zero or odd with absolute value
-/// below 2^(w - 1). The result is the number of digits up to the highest that is not zero. Variable time.
+/// below 2^(w - 1). Returns the number of digits up to the highest non-zero one. Variable time.
 inline int recode_vartime(std::int16_t (&digit)[257], const U256& k, int width) noexcept {
     int length = 0;
     std::uint32_t carry = 0;

@@ -1,4 +1,4 @@
-// Constant-time selection from a table of points without vector instructions of its own.
+// Constant-time selection from a table of points without explicit vector instructions.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace ulmaro::u256 {
 
-/// F with select: r = table[index], reading the whole table. Entries have an assign_if of their own.
+/// F plus select, which sets r = table[index] and reads the whole table. Entries provide their own assign_if.
 template <typename F>
 struct WithSelect : F {
     using F::F;

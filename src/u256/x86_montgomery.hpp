@@ -1,6 +1,6 @@
-// The carry chains of Residues on x86-64 with BMI2 and ADX. Sums and differences of four limbs stand here and in the
-// field of the recommended curve: as one function for both they made signatures a tenth slower, for g++ then keeps
-// operands in memory that it had in registers.
+// The carry chains of Residues on x86-64 with BMI2 and ADX. Sums and differences of four limbs stand both here and
+// in the recommended curve's field: sharing one function made signatures a tenth slower, because g++ then keeps
+// operands in memory instead of registers.
 #pragma once
 
 #include "u256/montgomery.hpp"
@@ -78,7 +78,7 @@ struct X86Chains : X86Product {
     }
 
 private:
-    /// t3..t0 + m where the mask is set, modulo 2^256.
+    /// Adds m to t3..t0 modulo 2^256 if the mask is set.
     [[gnu::always_inline]] static void add_masked(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb mask,
                                                   const Limbs& m) noexcept {
         __asm__(

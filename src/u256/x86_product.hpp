@@ -1,5 +1,5 @@
-// Products of four limbs by four on x86-64 with BMI2 and ADX, in assembly because compilers make two to four times as
-// many instructions of the carry chains.
+// Products of four limbs by four on x86-64 with BMI2 and ADX, in assembly because compilers turn the carry chains into
+// two to four times as many instructions.
 #pragma once
 
 #include "u256/product.hpp"
@@ -113,7 +113,7 @@ struct X86Product {
         return {t0, t1, t2, t3, t4, t5, t6, t7};
     }
 
-    /// a -= b modulo 2^512; all ones where a was smaller.
+    /// a -= b modulo 2^512; all ones if a was smaller.
     [[gnu::always_inline]] static Mask subtract(Product& a, const Product& b) noexcept {
         Mask negative;
         __asm__(

@@ -8,7 +8,7 @@
 
 namespace ulmaro::u256 {
 
-// R registers of 32 bytes make an entry.
+// An entry fills R registers of 32 bytes.
 template <int R>
 [[gnu::target("avx2")]] inline void select_entry(void* r, const void* table, int entries,
                                                  std::uint32_t index) noexcept {
@@ -29,7 +29,7 @@ template <int R>
     for (int j = 0; j < R; ++j) _mm256_storeu_si256(static_cast<__m256i*>(r) + j, found[j]);
 }
 
-/// F with select: r = table[index], reading the whole table.
+/// F plus select, which sets r = table[index] and reads the whole table.
 template <typename F>
 struct WithAvx2Select : F {
     using F::F;

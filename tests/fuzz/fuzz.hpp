@@ -1,6 +1,6 @@
-// What the targets of this folder share. A target is one function over one input of any bytes, and what it compares is
-// its room's one oracle. libFuzzer looks for inputs (start.cpp); ctest runs the same function over the committed corpus
-// and over inputs of a fixed seed (replay.cpp).
+// Shared by the targets in this folder. A target is a function of one arbitrary input that compares its room with that
+// room's one oracle. libFuzzer searches for inputs (start.cpp); ctest runs the same function on the committed corpus
+// and on inputs from a fixed seed (replay.cpp).
 #pragma once
 
 #include <algorithm>
@@ -14,15 +14,15 @@ namespace ulmaro::fuzz {
 
 using namespace test;
 
-/// An input. Numbers are taken from its end and byte strings from its beginning, so that a seed file can be read; what
-/// goes beyond it is zeros.
+/// An input. Numbers are taken from its end and byte strings from its beginning, so that seed files are readable; past
+/// its end come zeros.
 class Data {
 public:
     explicit Data(std::span<const unsigned char> input) : left_(input) {}
 
     bool empty() const { return left_.empty(); }
 
-    /// In [least, most], from as many bytes as that range has.
+    /// In [least, most], from as many bytes as the range needs.
     template <class T>
     T between(T least, T most) {
         const std::uint64_t range = static_cast<std::uint64_t>(most) - static_cast<std::uint64_t>(least);
@@ -36,7 +36,7 @@ public:
     }
     std::size_t up_to(std::size_t most) { return between<std::size_t>(0, most); }
     bool flip() { return up_to(1) != 0; }
-    /// True one time in so many.
+    /// True one time in `times`.
     bool rarely(std::size_t times) { return up_to(times - 1) == times - 1; }
     template <class T>
     T any() {
@@ -51,7 +51,7 @@ public:
         return list.begin()[up_to(list.size() - 1)];
     }
 
-    /// Exactly so many bytes: the sanitizer sees every access beyond them.
+    /// Exactly `size` bytes: the sanitizer sees every access beyond them.
     Bytes take(std::size_t size) {
         const std::size_t there = std::min(size, left_.size());
         Bytes bytes(left_.begin(), left_.begin() + static_cast<std::ptrdiff_t>(there));
@@ -68,10 +68,10 @@ private:
 
 /// The target.
 void run(Data& data);
-/// Cases that are too many for a seed and too rare for chance; only the replay runs them.
+/// Cases too many for a seed and too rare for chance; run only by the replay.
 void run_edges();
 
-/// Which input runs, for the report.
+/// The input being run, for the report.
 inline std::string current;
 
 inline void require(bool holds, const char* what) {
@@ -80,8 +80,8 @@ inline void require(bool holds, const char* what) {
     std::abort();
 }
 
-/// So many bytes from a few: a piece of the input over and over, a little different each time. What takes all of the
-/// input must come last, or every choice after it is the first one.
+/// `size` bytes from a few: a piece of the input over and over, slightly different each time. Take the rest of the
+/// input last, or every choice after it is the first one.
 inline Bytes take_spread(Data& data, std::size_t size) {
     const Bytes piece = data.take(std::clamp<std::size_t>(data.any<std::uint8_t>(), 1, size + 1));
     Bytes bytes(size);
@@ -89,7 +89,7 @@ inline Bytes take_spread(Data& data, std::size_t size) {
     return bytes;
 }
 
-/// Up to most bytes.
+/// At most `most` bytes.
 inline Bytes take_message(Data& data, std::size_t most) { return take_spread(data, data.up_to(most)); }
 
 inline bool equal(std::span<const unsigned char> a, std::span<const unsigned char> b) {

@@ -1,4 +1,4 @@
-// Prepared groups beside their numbers, and scalars worth trying.
+// Prepared groups with their numbers, and scalars worth trying.
 #pragma once
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -8,7 +8,7 @@
 
 namespace ulmaro::fuzz {
 
-/// A number below 2^256: any, or beside one of the edges.
+/// A number below 2^256: any, or one near an edge.
 inline Integer take_number(Data& data, const Integer& m) {
     if (data.flip()) return from_be(data.take(32));
     return mod(data.one_of(edges(m)) + data.between(-20, 20), power_of_two(256));
@@ -20,7 +20,7 @@ struct Group {
     Points curve;
     Integer b, n, R;
     Point G;
-    mutable std::vector<Point> doubles;  // 2^i G, as far as they were needed
+    mutable std::vector<Point> doubles;  // 2^i G, as far as needed so far
 
     explicit Group(const ECCParameter_st& block) : param(block) {
         std::memset(&grp, 0x55, sizeof grp);
@@ -38,7 +38,7 @@ struct Group {
     Integer plain(const bignum_st& a) const {
         return mod(value_of(a, static_cast<std::size_t>(grp.prime_top)) * inverse(R, curve.p), curve.p);
     }
-    /// In Montgomery form; the words above are nobody's.
+    /// In Montgomery form, with noise in the words above.
     bignum_st form(const Integer& a) const {
         bignum_st r = record_of<bignum_st>(mod(a * R, curve.p));
         for (int i = grp.prime_top; i < 10; ++i) r.words[i] = 0xc5c5c5c5;
@@ -62,7 +62,7 @@ struct Group {
     }
 };
 
-/// Of every named curve; the first seven have a prime order, and the seventh is the first again, the general way.
+/// One per named curve; the first seven have prime order, and the seventh is the first again, on the general engine.
 inline std::vector<Group>& groups() {
     static std::vector<Group> all = [] {
         std::vector<Group> list;
@@ -73,7 +73,7 @@ inline std::vector<Group>& groups() {
     return all;
 }
 
-/// The scalar, with words above the order's that are nobody's.
+/// The scalar, with noise in the words above the order's.
 inline bignum_st scalar_of(const Integer& k, const Group& group) {
     bignum_st r = record_of<bignum_st>(k);
     for (int i = group.grp.order_top; i < 10; ++i) r.words[i] = 0xffffffff;

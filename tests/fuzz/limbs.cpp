@@ -21,12 +21,12 @@ namespace {
 
 using u256::U256;
 
-/// Raw limbs below the modulus: the functions do not know of forms. e is a result that a product is made to have.
+/// Raw limbs below the modulus, whatever form they stand for. e is a result that one product is made to have.
 struct Operands {
     Integer a, b, c, d, e;
 };
 
-/// F is a field's functions over elements of type E, modulo m.
+/// F is a field's functions on elements of type E, modulo m.
 template <class E, class F>
 void check_field(const F& f, const Integer& m, const Operands& o) {
     const Integer radix = power_of_two(256), per_radix = inverse(radix, m);
@@ -69,7 +69,7 @@ void check_any_modulus(const Integer& m, const Operands& o) {
 #elif defined(__aarch64__)
     check_field<U256>(u256::Residues<u256::ArmChains>(modulus), m, o);
 #endif
-    // factor / a, also where it is one of a pair.
+    // factor / a, alone and as one of a pair.
     const u256::InversionModulus inversion = u256::inversion_modulus(modulus, record_of<U256>(o.e));
     U256 alone = record_of<U256>(o.a), first = alone, second = record_of<U256>(o.b);
     u256::invert(alone.w, alone.w, inversion);
@@ -80,7 +80,7 @@ void check_any_modulus(const Integer& m, const Operands& o) {
     require(value_of(alone) < m, "an inverse is a residue");
 }
 
-/// Any numbers of 256 bits, not only residues.
+/// Any 256-bit numbers, not only residues.
 void check_conversions(const Integer& a, const Integer& b) {
     using namespace sm2p256;
     const Integer p = value_of(field_prime), n = value_of(group_order), R = power_of_two(256);
@@ -133,11 +133,11 @@ void check(const Integer& m, const Operands& any) {
 
 }  // namespace
 
-/// The modulus is a curve's, or any.
+/// The modulus is a curve's or arbitrary.
 void run(Data& data) {
     const Curve& curve = data.one_of(kCurves);
     Integer m = from_be(data.flip() ? curve.p : curve.n);
-    if (data.rarely(4)) m = 3 + take_number(data, m) / 2;  // even too, and with divisors
+    if (data.rarely(4)) m = 3 + take_number(data, m) / 2;  // even or composite too
     Operands o;
     for (Integer* a : {&o.a, &o.b, &o.c, &o.d, &o.e}) *a = take_number(data, m);
     check(m, o);

@@ -1,4 +1,4 @@
-// The exported routines on word-array numbers against GMP. Every buffer is as long as the routine may write.
+// The exported routines on word-array numbers against GMP. Every buffer is exactly as long as the routine may write.
 #include "support/numbers.hpp"
 
 #include <cstdlib>
@@ -13,7 +13,7 @@
 namespace ulmaro::fuzz {
 namespace {
 
-/// Words of which many are all ones, zero or one bit: where carries, borrows and quotient estimates go wrong.
+/// Words, many of them all ones, zero or a single bit: where carries, borrows and quotient estimates go wrong.
 Words take_words(Data& data, int size) {
     Words words(static_cast<std::size_t>(size));
     for (unsigned int& w : words) {
@@ -42,7 +42,7 @@ Words words_for(const Integer& a, int size) {
 
 int size_of(const Integer& a) { return a == 0 ? 0 : static_cast<int>((mpz_sizeinbase(a.get_mpz_t(), 2) + 31) / 32); }
 
-/// A result in the place of an operand or apart, with stale words to see which were written.
+/// A result over an operand or apart, with stale words that show which were written.
 struct Result {
     Words apart, *words, before;
 
@@ -55,7 +55,7 @@ struct Result {
 
     unsigned int* data() const { return words->data(); }
 
-    /// The number stands in exactly so many words. top is its normalised length, where there is one.
+    /// The number fills exactly `written` words. top is its normalised length, if there is one.
     void expect(const Integer& number, int written, const char* what, std::optional<int> top = {}) {
         expect(words_for(number, written), what);
         require(top.value_or(size_of(number)) == size_of(number), what);
@@ -119,7 +119,7 @@ void check_shifts(Data& data) {
     Result left(data, {&a}, a_top + up / 32 + 1);
     require(BN_lshift(left.data(), &top, a.data(), a_top, n) == 1, "BN_lshift returns");
     left.expect(x << static_cast<unsigned>(up), a_top + up / 32 + 1, "BN_lshift", top);
-    // By whole words the word above the number comes along, and a zero word follows it; else the zero alone.
+    // A shift by whole words brings along the word above the number, then a zero word; any other only the zero.
     a = buffer(original, room(a_top));
     const int kept = std::max(a_top - up / 32, 0);
     const bool beyond = up / 32 > a_top || a_top == 0;
@@ -184,7 +184,7 @@ void check_quotient(Words num, Words d, bool swapped) {
     require(is_smaller ? rm_top == count(num) : rm_top == size_of(r), "the length of a remainder");
     if (used < d.size() && used < 10) require(rm[used] == 0, "a zero word follows a remainder");
 
-    // Over the operands, and one result alone.
+    // Results over the operands, then one result alone.
     Words n2 = buffer(num, room), d2 = buffer(d, room);
     Words &over_q = swapped ? d2 : n2, &over_r = swapped ? n2 : d2;
     BN_div(over_q.data(), &dv_top, over_r.data(), &rm_top, n2.data(), count(num), d2.data(), count(d));
@@ -206,7 +206,7 @@ void check_division(Data& data) {
             return check_quotient(take_normal(data, 0, large ? 129 : 18), d, data.flip());
         case 1:
             return check_quotient(take_words(data, count(d)), d, data.flip());
-        default: {  // around a multiple of d, where the remainder is nearly 0 or nearly d
+        default: {  // near a multiple of d, where the remainder is close to 0 or d
             const Integer multiple = value(d) * value(take_normal(data, 1, large ? 64 : 8));
             const Integer near = multiple + data.between(-3, 3);
             return check_quotient(near < 0 ? Words{} : words_for(near, size_of(near)), d, data.flip());
@@ -222,7 +222,7 @@ void check_inverse(Data& data) {
     Result r(data, {&a, &n}, 20);
     int top = -1;
     BN_mod_inverse(r.data(), &top, a.data(), a_top, n.data(), n_top);
-    // Without an inverse eight words are cleared; modulo 1 it is a zero of one word.
+    // Without an inverse, eight words are cleared; modulo 1 the result is a one-word zero.
     r.expect(expected, expected != 0 || modulus == 1 ? n_top : 8, "BN_mod_inverse", top);
 }
 
@@ -249,7 +249,7 @@ void check_residues(Data& data) {
         case 0: {
             Result r(data, {&a, &b}, len);
             BN_mod_add(r.data(), a.data(), b.data(), m.data(), len);
-            // The word above becomes zero after a carry.
+            // After a carry, the word above becomes zero.
             return r.expect(mod(x + y, modulus), x + y >= base && len > 0 ? len + 1 : len, "BN_mod_add");
         }
         case 1: {
@@ -282,7 +282,7 @@ void check_montgomery(Data& data) {
     Result r(data, {&a, &b}, len);
     BN_mod_mul_montgomery(r.data(), a.data(), b.data(), m.data(), len, nprime);
     r.expect(product, len, "BN_mod_mul_montgomery");
-    // Operands need not be reduced. Then the product of two is right modulo m, and that of one below it as well.
+    // Operands need not be reduced: a product of two is then right modulo m, and that with one is reduced as well.
     Words c = any, d = take_words(data, len), two(m.size());
     BN_mod_mul_montgomery(two.data(), c.data(), d.data(), m.data(), len, nprime);
     require(mod(value(two) * R - value(c) * value(d), modulus) == 0, "a product of any words");
@@ -324,7 +324,7 @@ void run(Data& data) {
     data.one_of(checks)(data);
 }
 
-/// num = d q + r at every shift: digits that are estimated as 2^32 or one too large, and have to be put back.
+/// num = d q + r at every shift: digits estimated as 2^32, or one too large, that have to be corrected.
 void run_edges() {
     for (unsigned shift = 0; shift < 32; ++shift) {
         const unsigned int top = 0x80000000U >> shift;

@@ -1,5 +1,5 @@
-// Points and their multiples: the exported routines, what the schemes ask for, and every kernel of both engines, on
-// curves of every kind, against sums of affine points.
+// Points and their multiples: the exported routines, what the schemes call, and every kernel of both engines, on all
+// kinds of curves, against sums of affine points.
 #include "ec/limbs.hpp"
 #include "ec/multiply.hpp"
 #include "ecp256/kernels.hpp"
@@ -68,7 +68,7 @@ void check_sum(Group& group, const Point& a, const Integer& za, const Point& b, 
     if (a.infinite) require(equal_bytes(apart.X, before.X) && value_of(apart.Z, 10) == 0, "infinity doubled");
 }
 
-/// [k]A and [k]A + [l]B by EC_POINTs_mul, which looks at as many words of a scalar as the order has.
+/// [k]A and [k]A + [l]B by EC_POINTs_mul, which reads as many words of a scalar as the order has.
 void check_routine(Group& group, const Integer& k, const Point& a, const Integer& l, const Point& b, const Integer& z) {
     const Integer most = power_of_two(static_cast<unsigned>(32 * group.grp.order_top));
     const Integer kk = mod(k, most), ll = mod(l, most);
@@ -98,7 +98,7 @@ Point plain(const sm2p256::Affine& A) {
     return r == Point{0, 0} ? infinity : r;
 }
 
-/// [k]G, [k]A and [s]G + [t]A for A on the curve: what the schemes ask for, and the kernels.
+/// [k]G, [k]A and [s]G + [t]A for A on the curve: what the schemes call, and the kernels.
 void check_multiples(Group& group, const Integer& k, const Point& a, const Integer& s, const Integer& t) {
     const Point base = group.multiple(k), product = group.curve.multiple(k, a), both = group.multiple(s, t, a);
     bignum_st scalar = record_of<bignum_st>(k), first = record_of<bignum_st>(s), second = record_of<bignum_st>(t);
@@ -125,7 +125,7 @@ void check_multiples(Group& group, const Integer& k, const Point& a, const Integ
     };
     for (const ecp256::Kernels* kernel : ecp256::supported_kernels()) {
         ecp256::Jacobian sum;
-        // An exception is allowed where scalars reach the order of a point; a wrong result never is.
+        // An exception is allowed once scalars reach the order of a point; a wrong result never is.
         const bool exception = kernel->multiply_point(curve, P, record_of<U256>(k), sum) != 0;
         require(!exception || k >= group.n || !is_sound(group), "no exception below a prime order");
         if (!exception) expect(sum, product);
@@ -177,7 +177,7 @@ void run(Data& data) {
     Group& group = data.one_of(groups());
     const Integer& n = group.n;
     const Integer a = take_number(data, n), k = take_number(data, n), t = take_number(data, n);
-    // Sums of equal and of opposite points, sums that are small, and any.
+    // Sums of equal points, opposite points, small multiples and any others.
     const Integer b = mod(data.one_of({a, Integer(-a), Integer(2 * a), Integer(0), Integer(a + 1), t}), n);
     const Integer s = data.flip() ? mod(data.between(-40, 40) - t * a, n) : k;
     const Point A = group.multiple(a), B = group.multiple(b);
@@ -207,11 +207,11 @@ void run_edges() {
         }
         for (unsigned k = 0; k < 300; ++k) check_routine(small, k, a, 7 * k % 40, points[k % points.size()], 1 + k % 3);
     }
-    // The recommended curve both ways, any other one, and those of small order.
+    // The recommended curve on both engines, any other curve, and those of small order.
     for (const std::size_t which : {0U, 6U, 1U, 7U, 8U, 9U}) {
         Group& group = groups()[which];
         std::vector<Integer> scalars = edges(group.n);
-        // Beside the order, where the last digit equals the sum before it, and where the comb meets its own operand.
+        // Near the order, where the last digit equals the sum before it, and where the comb adds a point to itself.
         for (int i = 4; i < 66; ++i) scalars.push_back(group.n - i);
         for (const int comb : {30, -30}) scalars.push_back(mod(Integer(comb) << 252, group.n));
         if (!is_sound(group)) {
@@ -221,7 +221,7 @@ void run_edges() {
         const Point any = group.multiple(7);
         for (const Integer& k : scalars) check_multiples(group, k, any, scalars[1], k);
         if (which != 0) continue;
-        // A = [d]G: the running sums of two scalars meet where d is small, and the sum is infinity for s = -t d.
+        // A = [d]G: the running sums of the two scalars meet for small d, and the sum is infinity for s = -t d.
         for (const int d : {1, 2, 3, -1, -2, -6}) {
             for (const Integer& t : {Integer(0), Integer(1), Integer(2), Integer(7), Integer(group.n - 1),
                                      Integer(power_of_two(256) - 1)}) {

@@ -1,5 +1,5 @@
-// A target as ctest runs it: what it lists itself, the files of a folder, and inputs of a fixed seed.
-// usage: replay_TARGET CORPUS INPUTS [FIRST]    as many inputs, from number FIRST on (default: 1)
+// A target as ctest runs it: its own edge cases, the files of a folder, and inputs from a fixed seed.
+// usage: replay_TARGET CORPUS INPUTS [FIRST]    INPUTS inputs, from number FIRST on (default: 1)
 #include <filesystem>
 #include <fstream>
 #include <iterator>

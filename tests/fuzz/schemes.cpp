@@ -1,6 +1,6 @@
-// Key pairs, signatures and ciphertexts by both engines and on curves of every kind, against the standard's steps on
-// GMP's integers: results, every byte of the outputs, what is printed, and how many random bytes are drawn. OpenSSL
-// hashes, and verifies too.
+// Key pairs, signatures and ciphertexts by both engines on all kinds of curves, against the standard's steps on GMP
+// integers: results, every output byte, what is printed, and how many random bytes are drawn. OpenSSL hashes, and also
+// verifies.
 #include <climits>
 #include <optional>
 
@@ -35,8 +35,8 @@ void draw_next(std::initializer_list<Integer> scalars) {
     random.drawn = &drawn;
 }
 
-/// [s]G + [t]P for a key off the curve: between points of different curves the order of the additions counts, and it is
-/// that of EC_POINTs_mul.
+/// [s]G + [t]P for a key off the curve: between points of different curves the order of additions matters, and it is
+/// EC_POINTs_mul's.
 Point exported_sum(const Group& of, const Integer& s, const Integer& t, const Point& P) {
     ec_group_st grp = of.grp;
     ec_point_st sum = {}, Q = {of.form(P.x), of.form(P.y), grp.mont_one, 1};
@@ -46,7 +46,7 @@ Point exported_sum(const Group& of, const Integer& s, const Integer& t, const Po
     return {value_of(x), value_of(y), ec_GFp_simple_is_at_infinity(&grp, &sum) != 0};
 }
 
-/// GM/T 0003 as the library's header has it, on the random bytes that the library drew.
+/// GM/T 0003 as the library's header describes it, on the random bytes that the library drew.
 class Model {
 public:
     explicit Model(const Group& of) : group_(of), n_(of.n) {}
@@ -84,7 +84,7 @@ public:
         return Bytes(64);
     }
 
-    /// The result and what is printed, as one text.
+    /// The result and what is printed, as one string.
     std::string verify(const Integer& e, const Point& P, const Integer& r, const Integer& s) const {
         const auto order = [](const Integer& a, const Integer& b) {
             return std::to_string(a < b ? -1 : a > b ? 1 : 0);
@@ -113,7 +113,7 @@ public:
         return joined({Bytes(96), snapshot(size), Bytes(size)});
     }
 
-    /// plain stays what it is where nothing is written.
+    /// plain is unchanged if nothing is written.
     std::string decrypt(const Bytes& record, const Integer& d, Bytes& plain) const {
         std::uint32_t size = 0;
         std::memcpy(&size, &record[96], 4);
@@ -141,7 +141,7 @@ private:
     int draws_ = 0;
 };
 
-/// Leaves no zeros below, on which a variable without a value would thrive.
+/// Leaves no zeros on the stack below, which would hide an uninitialised variable.
 [[gnu::noinline]] void soil_stack() {
     volatile unsigned char used[8192];
     for (auto& byte : used) byte = 0xa7;
@@ -157,7 +157,7 @@ std::string outcome(Call&& call) {
     return std::to_string(result) + " " + text;
 }
 
-/// A good curve with some fields replaced, and with any coefficients that its base point fulfils.
+/// A good curve with some fields replaced, and with any coefficients that its base point satisfies.
 ECCParameter_st take_block(Data& data) {
     ECCParameter_st param = parameters(data.one_of(kCurves));
     unsigned char* const fields[] = {param.p, param.a, param.Gx, param.Gy, param.n, param.b};
@@ -174,7 +174,7 @@ ECCParameter_st take_block(Data& data) {
     return param;
 }
 
-/// A point of this x, where there is one; p is 3 modulo 4 on every named curve but the last.
+/// A point with this x, if there is one; p is 3 modulo 4 on every named curve except the last.
 Point lifted(const Group& group, const Integer& x) {
     const Integer& p = group.curve.p;
     const Integer yy = mod(x * x * x + group.curve.a * x + group.b, p), exponent = (p + 1) / 4;
@@ -187,7 +187,7 @@ Point lifted(const Group& group, const Integer& x) {
 struct Subject {
     const Group& group;
     bool exact;  // modulo a composite number multiples have no meaning
-    bool sound;  // the order is prime, and that of every point
+    bool sound;  // the order is prime and is every point's
     Integer d;
     Point P;
 };
@@ -195,7 +195,7 @@ struct Subject {
 ECC_PRIVATE_KEY private_key(const Integer& d) { return record<ECC_PRIVATE_KEY>(to_hex(be32(d))); }
 ECC_PUBLIC_KEY public_key(std::span<const unsigned char> xy) { return record<ECC_PUBLIC_KEY>(to_hex(xy)); }
 
-/// The signature with these scalars drawn first; into apart memory, or over its inputs.
+/// The signature with these scalars drawn first; into memory of its own or over its inputs.
 Bytes sign(const Subject& x, const Bytes& e, const Integer& d, std::initializer_list<Integer> scalars, bool over) {
     ECC_SIGNATURE made;
     ECC_PRIVATE_KEY key = private_key(d);
@@ -231,15 +231,15 @@ void check_signature(Data& data, const Subject& x) {
     const Integer &n = x.group.n, k = take_number(data, n), any = take_number(data, n);
     const Integer keys[] = {0, n, n - 1, n - 2, any};
     const Integer d = data.rarely(4) ? mod(data.one_of(keys), power_of_two(256)) : x.d;
-    if (inverse(d + 1, n) == 0 && d + 1 < n) return;  // takes all draws
+    if (inverse(d + 1, n) == 0 && d + 1 < n) return;  // uses up all draws
     const Integer x1 = x.group.multiple(k).x;
-    // Where k is drawn as it is, these make r, r + k and s vanish.
+    // If k is drawn unchanged, these make r, r + k and s zero.
     const Integer digests[] = {any, mod(-x1, n), mod(-k - x1, n), mod(k * inverse(d, n) - x1, n)};
     Bytes e = be32(data.flip() ? any : data.one_of(digests)), pub = xy_of(x.P);
     Bytes signature = sign(x, e, d, {k}, data.flip());
 
     // This one; any pair; halves that are zero or make t zero; an infinite sum; a sum with a chosen x, which may exceed
-    // n, and be close to r. Digests that differ by what a sloppy comparison takes for nothing, and digests above n.
+    // n and be close to r. Digests off by what a sloppy comparison would ignore, and digests above n.
     if (x.sound && data.flip()) {
         const auto kind = data.up_to(6);
         Integer r = mod(take_number(data, n), n), s = mod(take_number(data, n), n);
@@ -266,7 +266,7 @@ void check_signature(Data& data, const Subject& x) {
     const Point key = point_of(pub);
     if (x.sound && !x.group.contains(key) && key.x < x.group.curve.p && key.y < x.group.curve.p && data.flip()) {
         const Integer r = from_be(std::span(signature).first(32)), s = from_be(std::span(signature).last(32));
-        e = be32(mod(r - exported_sum(x.group, s, mod(r + s, n), key).x, n));  // fits, and is refused all the same
+        e = be32(mod(r - exported_sum(x.group, s, mod(r + s, n), key).x, n));  // fits, yet is refused
     }
     for (const std::size_t at : {0U, 32U}) {
         const Integer half = n + data.between(-2, 2);
@@ -280,7 +280,7 @@ void check_signature(Data& data, const Subject& x) {
     }
 }
 
-/// The record that is made with these scalars drawn first, of a message at any place of its memory but over the length.
+/// The record made with these scalars drawn first, of a message anywhere in its memory except over the length.
 Bytes encrypt(const Subject& x, const Bytes& message, const Bytes& pub, std::initializer_list<Integer> scalars,
               std::size_t at, std::size_t shift) {
     const std::size_t size = kHeader + message.size();
@@ -300,7 +300,7 @@ Bytes encrypt(const Subject& x, const Bytes& message, const Bytes& pub, std::ini
     return made;
 }
 
-/// The message goes to any place over the record or behind it.
+/// The message is written anywhere over the record or behind it.
 std::string decrypt(const Subject& x, const Bytes& record, const Integer& d, std::size_t at) {
     std::uint32_t claimed = 0;
     std::memcpy(&claimed, &record[96], 4);
@@ -321,16 +321,16 @@ std::string decrypt(const Subject& x, const Bytes& record, const Integer& d, std
 
 void check_ciphertext(Data& data, const Subject& x) {
     const Integer &n = x.group.n, &p = x.group.curve.p, k = take_number(data, n);
-    // The key; any point, which is carried on; one that leads to x2 = 0.
+    // The key; any point, which is accepted; one that leads to x2 = 0.
     Point P = x.P;
     const auto kind = data.up_to(3);
     if (kind == 0) P = {take_number(data, p), take_number(data, p)};
     if (kind == 1 && x.sound) P = x.group.curve.multiple(inverse(k, n), lifted(x.group, 0));
     const Bytes message = take_message(data, data.flip() ? 2 : 300);
-    if (!x.sound && x.group.prepared() && x.group.curve.multiple(k, P).x == 0) return;  // may take all draws
+    if (!x.sound && x.group.prepared() && x.group.curve.multiple(k, P).x == 0) return;  // may use up all draws
     Bytes record = encrypt(x, message, xy_of(P), {k}, data.up_to(kHeader + message.size()), data.up_to(3));
 
-    // Damaged, or with another C1, other coordinates of the same one, another length or another key.
+    // Damaged, or with another C1, other coordinates of the same C1, another length or another key.
     Integer d = x.d;
     if (data.flip()) flip_a_bit(data, record);
     const Integer same = from_be(std::span(record).first(32)) + p;
@@ -349,7 +349,7 @@ void check_ciphertext(Data& data, const Subject& x) {
     decrypt(x, record, d, data.flip() ? record.size() : data.up_to(record.size()));
 }
 
-/// The block of a curve that is no group's, the registry's, or a point's.
+/// The routines on a curve block, for any curve and any point.
 void check_equation_and_identity(Data& data, const Subject& x) {
     const ECCParameter_st& param = x.group.param;
     Bytes xy = xy_of(x.P);
@@ -365,7 +365,7 @@ void check_equation_and_identity(Data& data, const Subject& x) {
     require(equal(z, openssl_sm3(joined({id, param.a, param.b, param.Gx, param.Gy, xy}))), "Z");
 }
 
-/// What stands in a prepared group.
+/// The contents of a prepared group.
 void check_group(const Group& group) {
     const ec_group_st& grp = group.grp;
     ec_group_st expected = {};
@@ -376,7 +376,7 @@ void check_group(const Group& group) {
     expected.prime_top = p == 0 ? 0 : words(p);
     expected.order_top = n == 0 ? 0 : words(n);
     if (group.prepared()) {
-        const auto form = [&](const unsigned char(&field)[32]) {  // words above the prime's stay what they were
+        const auto form = [&](const unsigned char(&field)[32]) {  // words above the prime's are unchanged
             const Integer all = from_be(field), low = mod(all, group.R);
             return record_of<bignum_st>(all - low + mod(low * group.R, p));
         };
@@ -457,7 +457,7 @@ void check_published() {
         const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
         const Bytes record = encrypt(x, message, xy_of(x.P), {from_be(v.k)}, kHeader, 0);
         require(to_hex(record) == v.record && decrypt(x, record, x.d, 7) == "1 ", v.record);
-        // [470]P of the first gives a key stream that begins with a zero byte.
+        // [470]P of the first group gives a key stream that begins with a zero byte.
         encrypt(x, {'m'}, xy_of(x.P), {470, from_be(v.k)}, kHeader, 0);
         Bytes short_one = encrypt(x, {'m', 'n'}, xy_of(x.P), {470}, kHeader, 0);
         short_one[96] = 1;
@@ -465,7 +465,7 @@ void check_published() {
     }
 }
 
-/// What takes all 256 draws, and groups that were never prepared.
+/// Operations that use up all 256 draws, and groups that were never prepared.
 void check_hopeless(const Group& sound) {
     const Subject x = {sound, true, true, 7, sound.multiple(7)};
     encrypt(x, {'m'}, Bytes(64), {1}, kHeader, 0);  // a point of order 2
@@ -491,7 +491,7 @@ void check_hopeless(const Group& sound) {
     decrypt(y, record, 7, kHeader);
 }
 
-/// A sum whose x is beside the order, which also is beside zero, with digests on both sides of the order.
+/// A sum whose x is near the order, and so near zero modulo it, with digests on both sides of the order.
 void check_sum_beside_the_order(const Group& sound) {
     const Integer r = 2, s = 5, per_t = inverse(r + s, sound.n);
     for (int j = -20; j < 20; ++j) {
@@ -507,8 +507,8 @@ void check_sum_beside_the_order(const Group& sound) {
     }
 }
 
-/// (0, 0) is off the curve and has order 2. With t = 2^40 above all bits of s it is gone before the first multiple of G
-/// comes in, so that the comparison alone would accept.
+/// (0, 0) is off the curve and has order 2. With t = 2^40 above all bits of s it vanishes before the first multiple of
+/// G is added, so the comparison alone would accept.
 void check_key_off_the_curve(const Group& sound) {
     const Subject x = {sound, true, true, 7, sound.multiple(7)};
     const Integer s = 0x765432, r = power_of_two(40) - s, e = mod(r - sound.multiple(s).x, sound.n);
@@ -557,7 +557,7 @@ void run_edges() {
         check_refusals(groups()[which]);
         check_produce_key(groups()[which]);
     }
-    // The clock is read at every preparation, also of nothing.
+    // The clock is read at every preparation, even of nothing.
     draw_next({});
     auto& random = replaced_random;
     random.seeds.clear();

@@ -1,5 +1,5 @@
-// SM3 and the key derivation function: digests against OpenSSL's in every split, place and kernel, contexts against the
-// standard's steps in every byte. Buffers end where memory ends.
+// SM3 and the key derivation function: digests against OpenSSL's for every split, place and kernel, every byte of
+// contexts against the standard's steps. Buffers end where memory ends.
 #include <climits>
 #include <cstring>
 
@@ -39,7 +39,7 @@ SM3_CTX initial() {
     return ctx;
 }
 
-/// V after one more block, under these constants.
+/// V after one more block, with these constants.
 void compress(unsigned int (&V)[8], std::span<const unsigned char> block, std::span<const unsigned int> constants) {
     Words8 v;
     std::copy_n(V, 8, v.begin());
@@ -59,14 +59,14 @@ void absorb(SM3_CTX& ctx, Bytes blocks) {
     std::ranges::copy(blocks, ctx.block);
 }
 
-/// What SM3_Update leaves; the count stands already.
+/// What SM3_Update leaves; the count is already updated.
 void expect_update(SM3_CTX& ctx, std::span<const unsigned char> message) {
     Bytes all(ctx.block, ctx.block + pending(ctx));
     all.insert(all.end(), message.begin(), message.end());
     absorb(ctx, all);
 }
 
-/// The end of a message of so many bytes. The length field holds 32 bits.
+/// The padded end of a message of `total` bytes. The length field holds 32 bits.
 Bytes padded(Bytes tail, std::uint32_t total) {
     tail.push_back(0x80);
     while (tail.size() % 64 != 56) tail.push_back(0);
@@ -75,7 +75,7 @@ Bytes padded(Bytes tail, std::uint32_t total) {
     return tail;
 }
 
-/// What SM3_Final leaves and returns: the bytes that wait stay.
+/// What SM3_Final leaves and returns: pending bytes stay.
 Bytes expect_final(SM3_CTX& ctx) {
     SM3_CTX end = ctx;
     const Bytes tail(ctx.block, ctx.block + pending(ctx));
@@ -84,7 +84,7 @@ Bytes expect_final(SM3_CTX& ctx) {
     return be_bytes(ctx.V);
 }
 
-/// Calls in any order on one context, which may be one that was never set up.
+/// Calls in any order on one context, which may never have been set up.
 void check_context(Data& data) {
     Guarded<SM3_CTX> place(1);
     SM3_CTX& ctx = *place.data();
@@ -108,7 +108,7 @@ void check_context(Data& data) {
                 update(entry, &ctx, placed(message).data(), length(message));
                 break;
             }
-            case 2: {  // inside the context, as it stands once the length has been counted
+            case 2: {  // inside the context, as it is once the length has been counted
                 const std::size_t size = 1 + data.up_to(sizeof ctx - 1), at = data.up_to(sizeof ctx - size);
                 expected.total_len += static_cast<unsigned int>(size);
                 const Bytes message = snapshot(expected);
@@ -126,7 +126,7 @@ void check_context(Data& data) {
                 require(equal({out, 32}, digest) && (inside || apart.intact()), "the digest of a context");
                 break;
             }
-            case 4: {  // one block, and rounds over expansions that belong to no block, under the context's constants
+            case 4: {  // one block, and rounds on expansions of no block, with the context's constants
                 const Bytes block = data.take(64);
                 compress(expected.V, block, expected.T);
                 const auto words = be_words(block);
@@ -152,7 +152,7 @@ void check_context(Data& data) {
     }
 }
 
-/// At once, over its input, and the padded message in two calls of each kernel.
+/// In one call, over its input, and the padded message in two calls to each kernel.
 void check_digest(Data& data, const Bytes& message) {
     const Bytes expected = openssl_sm3(message);
     const bool entry = data.flip();
@@ -189,7 +189,7 @@ Bytes counted_digests(const Bytes& z, std::uint32_t first, std::size_t size) {
     return stream;
 }
 
-/// z || counter with the counter's bytes left as noise.
+/// z || counter, with noise for the counter's bytes.
 sm3::CounterMessage counted(const Bytes& z) {
     sm3::CounterMessage m{};
     const std::size_t whole = z.size() / 64;
@@ -299,7 +299,7 @@ void run_edges() {
                 check_counted(*kernels, pattern(size), 1, Bytes(stream.data(), stream.data() + cut));
             }
         }
-        // Counters from every lane, across their second byte and their end; more groups than one expansion serves.
+        // Counters that carry or wrap in every lane; more groups than one expansion serves.
         for (const std::size_t size : {0U, 50U, 61U, 63U}) {
             for (std::uint32_t lane = 0; lane < kernels->lanes; ++lane) {
                 for (const std::uint32_t first : {0x00ffffe0U + lane, 0xffffffe0U + lane}) {

@@ -1,4 +1,4 @@
-// SM4 in ECB and CBC, both ways, by every kernel and in every overlap, against OpenSSL. Buffers end where memory ends.
+// SM4 in ECB and CBC, both ways, for every kernel and overlap, against OpenSSL. Buffers end where memory ends.
 #include "support/sm4_modes.hpp"
 
 #include <openssl/evp.h>
@@ -36,7 +36,7 @@ Bytes reference(const Job& job, std::span<const unsigned char> in) {
 }
 
 /// Where input, output, iv and key or schedule begin in one memory. They may overlap in any way: the whole result is
-/// formed before the first byte of it is stored.
+/// computed before its first byte is stored.
 struct Layout {
     std::size_t in, out, iv, key;
 };
@@ -49,7 +49,7 @@ void check_layout(const Sm4Mode& mode, std::size_t size, const Bytes& key, const
         Sm4Key expanded(key);
         std::memcpy(base + at.key, expanded.schedule, 128);
     }
-    const std::size_t whole = size / 16 * 16;  // bytes after the last whole block stay
+    const std::size_t whole = size / 16 * 16;  // bytes after the last whole block are unchanged
     const Bytes raw = mode.raw_key ? Bytes(base + at.key, base + at.key + 16) : key;
     const Job job{mode.cbc, mode.decrypts, raw, Bytes(base + at.iv, base + at.iv + 16)};
     Bytes expected = memory;
@@ -68,7 +68,7 @@ void check_overlaps(Data& data, const Sm4Mode& mode) {
                  take_spread(data, size + spare));
 }
 
-/// One stream in several calls: each continues with the last ciphertext block of the one before.
+/// One stream in several calls, each continuing from the last ciphertext block of the one before.
 void check_continuation(Data& data, const Sm4Mode& mode) {
     const Bytes message = take_message(data, 16 * kMostBlocks);
     Bytes text(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(message.size() / 16 * 16));
@@ -98,7 +98,7 @@ void run_kernel(const sm4::Kernels& kernel, const Job& job, const unsigned char*
     }
 }
 
-/// The kernels themselves: the output apart, and so far below the input, 0 for in place.
+/// The kernels themselves: the output apart, and `below` bytes below the input, 0 for in place.
 void check_kernels(const Job& job, const Bytes& text, std::size_t below) {
     const std::size_t size = text.size(), blocks = size / 16;
     const Bytes expected = reference(job, text);
@@ -123,7 +123,7 @@ void check_kernels(const Job& job, const Bytes& text, std::size_t below) {
     }
 }
 
-/// The routines over words: the bytes in big-endian words, apart, in place, and a block over its schedule.
+/// The routines on words: the bytes as big-endian words, apart, in place, and a block over its schedule.
 void check_words(Data& data) {
     const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
     Sm4Key key(job.key);
@@ -247,7 +247,7 @@ void run_edges() {
                 check_kernels(job, pattern(16 * blocks), 0);
                 check_kernels(job, pattern(16 * blocks), 1 + blocks * 7 % (16 * blocks + 1));
             }
-            // Schedules that belong to no key.
+            // Schedules of no key.
             for (const unsigned int word : {0U, 0xffffffffU, 0x80000000U, 1U, 0x0f0f0f0fU}) {
                 const Words rk(32, word);
                 for (const int byte : {0x00, 0xff, 0x80, 0x01, 0xf0}) {

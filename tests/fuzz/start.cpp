@@ -1,5 +1,5 @@
-// A target as libFuzzer runs it. The library's diagnostics go nowhere: they would slow the fuzzers down and hide their
-// reports.
+// A target as libFuzzer runs it. The library's diagnostics are discarded: they would slow the fuzzers down and bury
+// their reports.
 #include "fuzz/fuzz.hpp"
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);

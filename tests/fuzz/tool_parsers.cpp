@@ -1,5 +1,5 @@
-// What the tool reads: keys, signatures, ciphertexts, digits, lists of digests. Any bytes may come; what is accepted is
-// the same when it is written and read again, and strict formats have one form only.
+// What the tool reads: keys, signatures, ciphertexts, digits, lists of digests. Input is arbitrary; what is accepted
+// stays the same when written and read again, and strict formats have only one form.
 #include <mbedtls/pkcs5.h>
 
 #include <cstring>
@@ -17,7 +17,7 @@
 
 extern "C" decltype(mbedtls_pkcs5_pbkdf2_hmac) __real_mbedtls_pkcs5_pbkdf2_hmac, __wrap_mbedtls_pkcs5_pbkdf2_hmac;
 
-// The derivation is as slow as the file says, by design. Here it is not: writing and reading both come through this.
+// Key derivation is as slow as the file says, by design. Not here: both writing and reading use this instead.
 int __wrap_mbedtls_pkcs5_pbkdf2_hmac(mbedtls_md_context_t* ctx, const unsigned char* password, std::size_t plen,
                                      const unsigned char* salt, std::size_t slen, unsigned int iterations,
                                      std::uint32_t key_length, unsigned char* output) {
@@ -43,7 +43,7 @@ const View passphrase(reinterpret_cast<const unsigned char*>(kPassphrase), 4);
 
 std::string_view text_of(View bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
-/// What read gives; nothing when it refuses the input in one of the two ways that are foreseen.
+/// What read returns; nothing if it refuses the input in one of the two expected ways.
 template <class Read>
 auto accepted(Read&& read) -> std::optional<decltype(read())> {
     try {
@@ -108,7 +108,7 @@ void check_ciphertext(View content, CiphertextFormat format) {
                 "a written ciphertext is the same when read");
         require(other != format || equal(written.span(), content), "a ciphertext has one form");
     }
-    // Whatever was accepted as a record can be handed to the library.
+    // Anything accepted as a record can be passed to the library.
     ECC_PRIVATE_KEY key{};
     key.d[31] = 2;
     accepted([&] { return decrypt(record->span(), key); });
@@ -149,7 +149,7 @@ void check_list(View content) {
 }  // namespace
 
 void run(Data& data) {
-    // The last byte chooses, so that a file in a format and one byte more is an input.
+    // The last byte chooses, so a file plus one byte is an input.
     const auto choice = data.any<unsigned char>();
     const Bytes content = data.rest();
     constexpr SignatureFormat kSignatureFormats[] = {SignatureFormat::der, SignatureFormat::raw, SignatureFormat::hex};
@@ -159,7 +159,7 @@ void run(Data& data) {
     choice == 'l' ? check_list(content) : check_key(content);
 }
 
-/// Secrets are wiped, also where a buffer was larger before.
+/// Secrets are wiped, even where a buffer used to be larger.
 void run_edges() {
     wiped = 0;
     {

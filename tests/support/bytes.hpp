@@ -30,7 +30,7 @@ inline std::string to_hex(std::span<const unsigned char> bytes) {
     return text;
 }
 
-/// Byte i is 7 i + 3: no two neighbouring blocks of 16 or 64 are alike by position in a word or a byte.
+/// Byte i is 7 i + 3, so neighbouring blocks of 16 or 64 bytes differ.
 inline Bytes pattern(std::size_t size) {
     Bytes bytes(size);
     for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(7 * i + 3);
@@ -51,7 +51,7 @@ inline Bytes be_bytes(std::span<const unsigned int> words) {
     return bytes;
 }
 
-/// The bytes of an object as they lie in memory.
+/// The bytes of an object as they are in memory.
 template <class T>
 std::span<unsigned char> object_bytes(T& object) {
     return {reinterpret_cast<unsigned char*>(&object), sizeof object};

@@ -1,4 +1,4 @@
-// The curves of vectors/curves.inc, and groups made of them.
+// The curves of vectors/curves.inc, and groups made from them.
 #pragma once
 
 #include <cstring>
@@ -20,7 +20,7 @@ inline constexpr const Curve &kRecommended = kCurves[0], &kExample = kCurves[1];
 /// Its prime has 224 bits, its order 225, and 2^512 modulo the order fewer words than the order.
 inline constexpr const Curve& kShort = kCurves[5];
 
-/// The curve as it comes out of the custom registry.
+/// The curve as the custom registry returns it.
 inline ECCParameter_st parameters(const Curve& c) {
     ECCParameter_st param;
     SM2_Set_Custom_Paramter(from_hex(c.p).data(), from_hex(c.a).data(), from_hex(c.b).data(), from_hex(c.Gx).data(),
@@ -37,7 +37,7 @@ inline ec_group_st prepare(const ECCParameter_st& param) {
 
 inline ec_group_st prepare(const Curve& c) { return prepare(parameters(c)); }
 
-/// Any 32-byte field, key or record of 32-byte numbers from hexadecimal text.
+/// A 32-byte field, key or record of 32-byte numbers from hexadecimal text.
 template <class Record>
 Record record(std::string_view hex) {
     Record r;

@@ -1,4 +1,4 @@
-// Buffers that end at a page nobody may touch: one byte read or written too far ends the test.
+// Buffers that end at an inaccessible page: one byte read or written too far ends the test.
 #pragma once
 
 #include <sys/mman.h>
@@ -38,9 +38,9 @@ public:
     T* data() { return reinterpret_cast<T*>(base_ + usable_ - size_ * sizeof(T)); }
     std::span<T> span() { return {data(), size_}; }
 
-    /// Whether the bytes before the buffer are as they were.
+    /// Whether the bytes before the buffer are unchanged.
     bool intact() { return is_canary({base_, reinterpret_cast<unsigned char*>(data())}); }
-    /// Whether nothing has been written to the buffer since it was made without content.
+    /// Whether nothing has been written to a buffer created without content.
     bool untouched() { return is_canary({base_, usable_}); }
 
 private:

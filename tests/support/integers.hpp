@@ -1,4 +1,4 @@
-// GMP's integers beside the library's numbers.
+// Conversions between GMP integers and the library's numbers.
 #pragma once
 
 #include <gmpxx.h>
@@ -33,7 +33,7 @@ Integer value(std::span<const Word> words) {
     return a;
 }
 
-/// The number in any record of words or limbs, as it lies in memory; what is above it becomes zero.
+/// The number in any record of words or limbs, as it is in memory; words above it become zero.
 template <class Record>
 Record record_of(const Integer& a) {
     Record r = {};
@@ -54,7 +54,7 @@ inline Integer mod(const Integer& a, const Integer& m) {
     return r;
 }
 
-/// 0 where there is no inverse.
+/// 0 if there is no inverse.
 inline Integer inverse(const Integer& a, const Integer& m) {
     Integer r;
     return m != 0 && mpz_invert(r.get_mpz_t(), a.get_mpz_t(), m.get_mpz_t()) != 0 ? r : Integer(0);
@@ -62,8 +62,8 @@ inline Integer inverse(const Integer& a, const Integer& m) {
 
 inline bool is_prime(const Integer& m) { return mpz_probab_prime_p(m.get_mpz_t(), 10) != 0; }
 
-/// The numbers below 2^256 that are worth testing with: around 0, m, m / 2 and 2^256; single bits and runs of ones that
-/// end at the borders of words and limbs; limbs of all zeros and all ones in every order.
+/// The numbers below 2^256 worth testing with: around 0, m, m / 2 and 2^256; single bits and runs of ones that end at
+/// word and limb boundaries; limbs of all zeros and all ones in every order.
 inline std::vector<Integer> edges(const Integer& m) {
     std::vector<Integer> r;
     for (int d = 0; d < 4; ++d) {

@@ -1,4 +1,4 @@
-// Word-array numbers in tests. Words that a routine must not touch, or must not look at, hold kStale.
+// Word-array numbers in tests. Words that a routine must not read or write hold kStale.
 #pragma once
 
 #include <algorithm>
@@ -12,13 +12,13 @@ using Words = std::vector<unsigned int>;
 inline constexpr unsigned int kStale = 0xDEADBEEF;
 inline constexpr unsigned int kMax = 0xFFFFFFFF;
 
-/// The words given and stale words above them, `size` in all.
+/// The given words with stale words above them, `size` in all.
 inline Words buffer(Words words = {}, std::size_t size = 10) {
     words.resize(std::max(size, words.size()), kStale);
     return words;
 }
 
-/// The least room for a number of so many words: a number buffer, a product buffer, or no more than its words.
+/// The least room for a number of this many words: a number buffer, a product buffer, or just its words.
 inline std::size_t room(int words) { return words <= 10 ? 10U : words <= 18 ? 18U : static_cast<std::size_t>(words); }
 
 inline int count(const Words& words) { return static_cast<int>(words.size()); }

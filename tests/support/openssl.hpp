@@ -25,7 +25,7 @@ inline Bytes openssl_sm3(const Bytes& message) {
     return digest;
 }
 
-/// ANSI X9.63 derivation without shared information is the same function; it takes neither z nor result of no bytes.
+/// ANSI X9.63 derivation without shared information is the same function; it rejects an empty z or result.
 inline Bytes openssl_kdf(Bytes z, std::size_t size) {
     static EVP_KDF* const kdf = EVP_KDF_fetch(nullptr, "X963KDF", nullptr);
     const std::unique_ptr<EVP_KDF_CTX, Releaser<EVP_KDF_CTX_free>> ctx(EVP_KDF_CTX_new(kdf));
@@ -38,7 +38,7 @@ inline Bytes openssl_kdf(Bytes z, std::size_t size) {
     return out;
 }
 
-/// What OpenSSL says of a signature r || s of a digest under the key x || y, which must be on the curve.
+/// Whether OpenSSL accepts a signature r || s of a digest under the key x || y, which must be on the curve.
 inline bool openssl_verifies(const Bytes& xy, const Bytes& digest, const Bytes& signature) {
     Bytes point = {4};
     point.insert(point.end(), xy.begin(), xy.end());

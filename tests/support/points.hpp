@@ -1,5 +1,5 @@
-// Points of y^2 = x^3 + a x + b modulo a prime, in affine form on GMP's integers: slow, obvious, and nothing of the
-// library's.
+// Points of y^2 = x^3 + a x + b modulo a prime, in affine form on GMP integers: slow, obvious and independent of the
+// library.
 #pragma once
 
 #include "support/integers.hpp"
@@ -33,7 +33,7 @@ struct Points {
         return {x, mod(slope * (A.x - x) - A.y, p)};
     }
 
-    /// [k]A for any k that is not negative.
+    /// [k]A for any non-negative k.
     Point multiple(const Integer& k, const Point& A) const {
         Point r = infinity;
         for (std::size_t i = mpz_sizeinbase(k.get_mpz_t(), 2); i-- > 0;) {

@@ -1,4 +1,4 @@
-// How a call refuses what it is given.
+// How a call refuses its input.
 #pragma once
 
 #include <new>
@@ -18,7 +18,7 @@ bool throws(Call&& call) {
     return false;
 }
 
-/// As of a length that is none.
+/// As for an invalid length.
 template <class Call>
 bool refused(Call&& call) {
     return throws<std::bad_array_new_length>(call);

@@ -16,14 +16,14 @@ namespace {
 constexpr unsigned char kPaint = 0x5a;
 alignas(4096) unsigned char stack[1 << 18];
 
-/// Freed blocks with their sizes. Fixed in size, because it is filled by operator delete.
+/// Freed blocks. Fixed in size, because operator delete fills it.
 struct {
     bool on = false;
     std::size_t count = 0;
     std::array<unsigned char*, 1000> block{};
 } kept;
 
-// The size stands before the block.
+// The size precedes the block.
 constexpr std::size_t kHeader = alignof(std::max_align_t);
 
 std::size_t size_of(const unsigned char* block) {
@@ -36,7 +36,7 @@ void* allocate(std::size_t size) {
     auto* memory = static_cast<unsigned char*>(std::malloc(kHeader + size));
     if (memory == nullptr) throw std::bad_alloc();
     std::memcpy(memory, &size, sizeof size);
-    std::memset(memory + kHeader, kPaint, size);  // what the test left there is no remains of the call
+    std::memset(memory + kHeader, kPaint, size);  // what the test left there is not the call's
     return memory + kHeader;
 }
 
@@ -55,7 +55,7 @@ const unsigned char* lowest_wiped = nullptr;
 
 bool wiping = true;
 
-// The thread's end uses the top of the stack again; what the call leaves begins below that.
+// Thread exit reuses the top of the stack, so the call starts below that.
 [[gnu::noinline]] void* run(void* call) {
     unsigned char gap[1 << 13];
     __asm__ volatile("" : : "r"(gap) : "memory");
@@ -65,7 +65,7 @@ bool wiping = true;
 
 }  // namespace
 
-// The library's wipes; the linker turns them here.
+// The library's wipes; the linker redirects them here.
 extern "C" void __wrap_explicit_bzero(void* memory, std::size_t size) {
     if (!wiping) return;
     std::memset(memory, 0, size);
@@ -166,7 +166,7 @@ std::string Secrets::found_in(std::span<const unsigned char> memory) const {
     struct Found {
         std::set<std::uint32_t> words;
         bool paired;
-        std::size_t place;  // of the last one, from the end
+        std::size_t place;  // of the last one, counted from the end
     };
     std::map<std::string, Found> found;
     for (std::size_t at = 0; at + 4 <= memory.size(); ++at) {

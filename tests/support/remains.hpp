@@ -1,8 +1,8 @@
-// What a call leaves behind: it runs on a painted stack of its own, and heap blocks that it frees are kept, so that
-// both can be searched for secrets afterwards. Link remains.cpp, which replaces operator new and delete, and let
-// the linker turn explicit_bzero and __explicit_bzero_chk to it.
+// What a call leaves behind: it runs on a painted stack of its own, and heap blocks that it frees are kept, so both can
+// be searched for secrets afterwards. Link remains.cpp, which replaces operator new and delete, and wrap explicit_bzero
+// and __explicit_bzero_chk with the linker.
 //
-// Not seen: registers, and secrets of which fewer than two words are left, or in a form not asked for.
+// Not seen: registers, and secrets of which fewer than two words are left or whose form is not listed below.
 #pragma once
 
 #include <cstdint>
@@ -16,28 +16,28 @@
 
 namespace ulmaro::test {
 
-/// Runs call; returns its stack, and then the blocks that it freed, one after the other.
+/// Runs call; returns its stack followed by the blocks that it freed.
 Bytes remains_of(const std::function<void()>& call);
 
 /// The same while the library's wipes do nothing.
 Bytes remains_without_wiping(const std::function<void()>& call);
 
-/// Bytes of stack below the frame of call, which must call mark_stack first: as far as it changed without wipes, and as
-/// far down as one of the library's wipes reached, 0 for none. And the blocks of the heap that it freed.
+/// Bytes of stack below the frame of call, which must call mark_stack first: how far down it changed without wipes, and
+/// how far down the library's wipes reached, 0 for none. Also the number of heap blocks freed.
 struct StackUse {
     std::size_t changed, wiped, freed;
 };
 StackUse stack_used_by(const std::function<void()>& call);
 [[gnu::noinline]] void mark_stack();
 
-/// Byte strings to look for: as they are, reversed, and with the bytes of every word of 32 or of 64 bits reversed,
-/// which are the ways in which the library holds numbers and blocks. Two words of 32 bits count that follow each other,
-/// and three of one name wherever they are: lanes lie across each other, and spilled registers anywhere.
+/// Byte strings to look for: as given, reversed, and with the bytes of every 32-bit or 64-bit word reversed, which is
+/// how the library holds numbers and blocks. Two consecutive 32-bit words count as found, and so do three of one name
+/// anywhere: lanes are interleaved, and spilled registers can be anywhere.
 class Secrets {
 public:
     void add(const std::string& name, std::span<const unsigned char> bytes);
 
-    /// The names of all secrets of which there is something, with the places; empty is good.
+    /// The names and places of all secrets found; empty is good.
     std::string found_in(std::span<const unsigned char> memory) const;
 
 private:

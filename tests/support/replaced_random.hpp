@@ -12,7 +12,7 @@ namespace ulmaro::test {
 
 struct ReplacedRandom {
     std::deque<int> script;      ///< what rand returns next; after that a fixed sequence, which srand restarts
-    std::uint64_t sequence = 1;  ///< where that stands
+    std::uint64_t sequence = 1;  ///< its state
     Bytes* drawn = nullptr;      ///< where the low bytes of all returned values go, if anywhere
     std::vector<unsigned int> seeds;
     std::time_t now = 1000;

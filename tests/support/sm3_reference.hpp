@@ -1,4 +1,4 @@
-// The compression of GM/T 0004 clause 5.3, transcribed step by step: slow, and independent of the library.
+// The compression of GM/T 0004 clause 5.3, transcribed step by step: slow and independent of the library.
 #pragma once
 
 #include <array>

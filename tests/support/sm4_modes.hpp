@@ -1,4 +1,4 @@
-// The byte modes of SM4 under one signature, so that a test can run over all of them.
+// The byte modes of SM4 under one signature, so that a test can loop over them.
 #pragma once
 
 #include <type_traits>
@@ -14,11 +14,11 @@ struct Sm4Mode {
     const char* name;
     bool cbc;
     bool decrypts;
-    bool raw_key;  // key is 16 bytes, else the 32 words of a schedule
+    bool raw_key;  // key is 16 bytes, otherwise the 32 words of a schedule
     void (*run)(Byte* in, int len, void* key, Byte* iv, Byte* out);
 };
 
-/// Run takes a schedule or a key, and an iv or none.
+/// Run takes a schedule or a key, with or without an iv.
 template <auto Run>
 void run_mode(Byte* in, int len, void* key, Byte* iv, Byte* out) {
     using F = decltype(Run);
@@ -50,7 +50,7 @@ inline constexpr Sm4Mode kSm4InternalModes[] = {
     {"CBC_DE_MOD_CHAR", true, true, true, run_mode<CBC_DE_MOD_CHAR>},
 };
 
-/// One key in both forms.
+/// A key in both forms.
 struct Sm4Key {
     explicit Sm4Key(const Bytes& raw) : bytes(raw) { SM4_KEY_INIT(bytes.data(), 16, schedule, 32); }
     void* for_mode(const Sm4Mode& mode) { return mode.raw_key ? static_cast<void*>(bytes.data()) : schedule; }

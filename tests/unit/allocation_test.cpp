@@ -1,4 +1,4 @@
-// Scratch memory: how much may be asked for, and what is left behind when there is none.
+// Scratch memory: how much may be allocated, and what is left behind when an allocation fails.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -10,7 +10,7 @@
 
 namespace {
 
-// The n-th allocation from now on fails when fail_at is n; counting is off outside of watch().
+// If fail_at is n, the n-th allocation from now on fails; nothing is counted outside watch().
 struct {
     bool on = false;
     int made = 0;
@@ -26,7 +26,7 @@ void* allocate(std::size_t size) {
 
 }  // namespace
 
-// The library's calls of malloc and free; the linker turns them here.
+// The library's calls to malloc and free; the linker redirects them here.
 extern "C" void* __real_malloc(std::size_t size);
 extern "C" void* __wrap_malloc(std::size_t size) {
     if (heap.on && ++heap.made == heap.fail_at) return nullptr;
@@ -65,8 +65,8 @@ Result watch(int fail_at, Call&& call) {
     return {refused, heap.made, heap.live};
 }
 
-/// Runs call on memory with the first, second, ... allocation failing, and at last with all of them granted, at most so
-/// many. A failure leaves of the memory what `refused` makes of it. Returns the memory.
+/// Runs call on memory with the first, second, ... allocation failing, and finally with all of them granted, `most` at
+/// most. A failure leaves the memory as `refused` makes it. Returns the memory.
 template <class Call>
 Bytes with_every_failure(
     const Bytes& memory, int most, Call&& call, void (*refused)(Bytes&) = [](Bytes&) {}) {
@@ -116,7 +116,7 @@ TEST(Allocation, Ciphertexts) {
     ECC_PRIVATE_KEY key;
     SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
     const auto length_only = [](Bytes& record) { record[96] = 77, record[97] = record[98] = record[99] = 0; };
-    // In place, for which the key stream must be kept apart, and in storage of its own.
+    // In place, where the key stream must be kept apart, and in separate storage.
     Bytes record;
     for (const std::size_t at : {100U, 177U}) {
         record = with_every_failure(
@@ -130,7 +130,7 @@ TEST(Allocation, Ciphertexts) {
     });
     EXPECT_EQ(result, 1);
     EXPECT_EQ(opened, Bytes(record.begin() + 177, record.end()));
-    // A record that claims more than there is memory for.
+    // A record that claims more memory than there is.
     record[96] = record[97] = record[98] = 0;
     record[99] = 0x7f;
     const Result r = watch(1, [&] { return SM2_ECES_Decryption(&grp, blob_of(record.data()), &key, nullptr); });

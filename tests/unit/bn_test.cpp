@@ -1,5 +1,5 @@
-// Number routines where their oracle does not reach: words above a remainder, operands that are no numbers, lengths
-// that are none, and the byte utilities.
+// Number routines where their oracle does not reach: words above a remainder, operands that are not numbers, invalid
+// lengths, and the byte utilities.
 #include <gtest/gtest.h>
 
 #include "UlmaroAlgrithmInternals.hpp"
@@ -33,7 +33,7 @@ TEST(Division, WordsWritten) {
     }
 }
 
-// The remainder's words and a zero are stored, so words above a short one stay; an even modulus clears its own.
+// The remainder and one zero word are stored, so words above a short one stay; an even modulus clears its own.
 TEST(MontgomeryConstants, StaleWordsAbove) {
     Words one{1, 1, 0, 0}, even{2, 1}, rr = buffer();
     unsigned int nprime = 7;
@@ -83,7 +83,7 @@ TEST(Lengths, CountBeforeWordsAndMayBeNegative) {
     }
     for (int i = 0; i < 32; ++i) EXPECT_EQ(BN_num_bits_word(kMax >> i), 32 - i);
     EXPECT_EQ(BN_num_bits_word(0), 0);
-    // A smaller minuend wraps at its own length, and a quotient word that is none is what the steps make of it.
+    // A smaller minuend wraps at its own length, and an overflowing quotient word is whatever the steps make it.
     Words one{1}, two{2};
     int top = 0;
     BN_usub(r.data(), &top, one.data(), 1, two.data(), 1);

@@ -31,7 +31,7 @@ int set(const unsigned char* const (&fields)[6]) {
     return SM2_Set_Custom_Paramter(fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]);
 }
 
-/// 192 bytes, 32 for each array.
+/// 192 bytes, 32 per array.
 std::string set(const Bytes& block) {
     const unsigned char* fields[6];
     for (std::size_t i = 0; i < 6; ++i) fields[i] = &block[32 * i];
@@ -65,7 +65,7 @@ TEST(Parameters, AnyNullLeavesTheRegistryAlone) {
     }
 }
 
-// Sources may be the registry's own arrays, and overlap them; the copies happen one after another, p first.
+// Sources may be the registry's own arrays or overlap them; the copies are made in order, p first.
 TEST(Parameters, SourcesInsideTheRegistry) {
     int order[6] = {0, 1, 2, 3, 4, 5};
     do {

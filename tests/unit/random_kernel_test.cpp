@@ -1,4 +1,4 @@
-// The hardened library's scalars, over a replaced kernel call.
+// The hardened library's scalars, with the kernel call replaced.
 #include <gtest/gtest.h>
 #include <sys/random.h>
 
@@ -34,7 +34,7 @@ Scalar draw(const Scalar& order) {
     return k;
 }
 
-/// What the kernel gives is this scalar.
+/// The kernel returns this scalar.
 Scalar draw(const Scalar& order, const Scalar& given) {
     kernel = [&](unsigned char* out, std::size_t size) {
         std::memcpy(out, given.data(), size);
@@ -60,7 +60,7 @@ TEST(KernelRandom, TakesWhatTheKernelGivesPieceByPiece) {
     EXPECT_EQ(next, 32);
 }
 
-// Not by asking for ever.
+// Rather than asking forever.
 TEST(KernelRandom, EndsTheProcessWithoutRandomness) {
     for (const ssize_t answer : {-1, 0}) {
         kernel = [answer, calls = 0](unsigned char*, std::size_t) mutable {

@@ -25,7 +25,7 @@ TEST(Sm1, PrimitivesAndForwardersTouchNothing) {
     }
 }
 
-// Whole blocks of zero: no stale memory, a started block counts as a whole one.
+// Whole blocks of zeros: no stale memory, and a partial block counts as a whole one.
 TEST(Sm1, EcbWritesZeroBlocks) {
     for (const auto f : {SM1_X_ECB_EN_MODE_EX, SM1_X_ECB_DE_MODE_EX}) {
         for (const int length : {INT_MIN, -16, -1, 0, 1, 15, 16, 17, 32, 4000}) {

@@ -1,8 +1,8 @@
-// Every routine is re-entrant: eight threads on objects of their own, with keys, schedules and groups that they share
-// and only read, make what one thread makes. The threads come first, so that they also meet in what is set up at the
+// Every routine is re-entrant: eight threads on their own objects, with keys, schedules and groups that they share and
+// only read, compute what one thread computes. The threads run first, so that they also race for what is set up on
 // first use. Run it under the thread sanitizer.
 //
-// Not re-entrant, and so not here: the custom-curve registry, ::group and the C library's `rand`. The random source is
+// Not re-entrant, so not here: the custom-curve registry, ::group and the C library's `rand`. The random source is
 // the kernel's, replaced by a sequence of each thread's own.
 #include <gtest/gtest.h>
 #include <sys/random.h>
@@ -32,7 +32,7 @@ using namespace ulmaro::test;
 
 namespace {
 
-/// Set up before the threads start; they read it.
+/// Set up before the threads start; they only read it.
 struct Shared {
     ec_group_st example = prepare(kExample);  // the recommended curve is prepared by the threads themselves
     ECC_PRIVATE_KEY key = record<ECC_PRIVATE_KEY>("3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8");
@@ -81,7 +81,7 @@ Bytes run(const Shared& shared) {
         SM3_Final(&ctx, &out[16 * 70]);
         SM2_KDF_ALGRITRHM(in.data(), 100, 1000, &out[16 * 70 + 32]);
         for (const Sm4Mode& mode : kSm4Modes) {
-            // The modes promise to read the schedule only.
+            // The modes promise only to read the schedule.
             void* const schedule = const_cast<unsigned int*>(shared.sm4.schedule);
             mode.run(in.data(), 16 * 70, mode.raw_key ? raw.data() : schedule, iv.data(), out.data());
             log.insert(log.end(), out.begin(), out.end());

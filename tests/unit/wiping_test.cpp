@@ -1,8 +1,8 @@
-// No call leaves a secret, or what it derived from one, in the stack that it used or in heap memory that it freed.
-// What is seen and what is not: support/remains.hpp. And no call uses more stack than is promised, or than is wiped.
-// The statements are about optimised code: without optimisation every value of an expression has a place on the stack.
+// No call leaves a secret, or a value derived from one, on the stack it used or in heap memory it freed; for what the
+// scan can see, support/remains.hpp. Nor does a call use more stack than is promised, or than is wiped. This applies to
+// optimised code: without optimisation, every value of an expression has a place on the stack.
 //
-// With ULMARO_TEST_PORTABLE in the environment the program runs as on a processor without any extension.
+// With ULMARO_TEST_PORTABLE in the environment the program runs as on a processor without extensions.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -31,7 +31,7 @@
 
 using namespace ulmaro::test;
 
-// The library's question; the linker turns it here.
+// The library's query; the linker redirects it here.
 extern "C" const ulmaro::CpuFeatures* __real__ZN6ulmaro12cpu_featuresEv() noexcept;
 extern "C" const ulmaro::CpuFeatures* __wrap__ZN6ulmaro12cpu_featuresEv() noexcept {
     static constexpr ulmaro::CpuFeatures none;
@@ -53,13 +53,13 @@ void expect_wiped(const Secrets& secrets, const std::string& call, const std::fu
     EXPECT_EQ(secrets.found_in(remains_of(run)), "") << call;
 }
 
-/// Also that the scan would see it if nothing were wiped.
+/// Also checks that the scan would find the secrets if nothing were wiped.
 void expect_left_and_wiped(const Secrets& secrets, const std::string& call, const std::function<void()>& run) {
     EXPECT_NE(secrets.found_in(remains_without_wiping(run)), "") << call;
     expect_wiped(secrets, call, run);
 }
 
-/// That no frame is deeper than what is wiped, but that of a wipe itself.
+/// No frame reaches deeper than what is wiped, except a wipe's own.
 void expect_wiped_depth(const char* call, const std::function<void()>& run) {
     const StackUse use = stack_used_by(run);
     if (use.wiped != 0) {
@@ -78,7 +78,7 @@ Bytes random_looking(std::size_t size, std::uint64_t seed) {
     return bytes;
 }
 
-// That the scanner sees the stack is seen below, wherever wipes do nothing.
+// The tests below that disable wipes show that the scanner sees the stack.
 TEST_F(Wiping, ScannerFindsFreedMemory) {
     const Bytes secret = random_looking(32, 1);
     Secrets secrets;
@@ -101,7 +101,7 @@ Number number(std::span<const unsigned char> be) {
 class WipingSm2 : public Wiping, public testing::WithParamInterface<bool> {
 protected:
     WipingSm2() : grp_(prepare(kRecommended)) {
-        // Another byte for the same truth sends a group to the general engine.
+        // Another non-zero byte sends a group to the general engine.
         if (GetParam()) grp_.generator.z_is_one = 2;
         std::memcpy(key_.d, d_.data(), 32);
         reset_random().next_scalar(d_);
@@ -181,7 +181,7 @@ TEST_P(WipingSm2, Encryption) {
     for (std::size_t i = 0; i < stream.size(); ++i) stream[i] ^= record[100 + i];
     secrets_.add("message", message);
     secrets_.add("key stream", stream);
-    // The shared point is [d]C1; its scalar multiplication is the general engine's in either case.
+    // The shared point is [d]C1; the general engine computes it in either case.
     ec_group_st general = grp_;
     general.generator.z_is_one = 2;
     ec_point_st c1 = general.generator, shared = {};
@@ -201,7 +201,7 @@ TEST_P(WipingSm2, Encryption) {
     expect_wiped("refusal", [&] { static_cast<void>(SM2_ECES_Decryption(&grp_, blob, &key_, plain.data())); });
 }
 
-/// A kernel's routine with its frames wiped as far as the kernel says that they reach, and as deep as it says.
+/// A kernel's routine uses no more stack than the kernel states, and wiping that much leaves no secret.
 template <typename Kernels>
 void expect_stated_stack(const Kernels& kernels, const char* name, const Secrets* secrets,
                          const std::function<void()>& run) {
@@ -268,7 +268,7 @@ TEST_F(Wiping, AnyCurveKernels) {
     }
 }
 
-/// A message from a block's start on, the words that its whole blocks are expanded to, and the values between them.
+/// A message from the start of a block, the words its whole blocks expand to, and the values in between.
 void add_message(Secrets& secrets, const std::string& name, const Bytes& message) {
     secrets.add(name, message);
     SM3_CTX ctx;
@@ -347,7 +347,7 @@ struct Sm4Secrets {
         secrets.add("schedule in the basis", in_basis(ulmaro::sm4::basis::enter_key, object_bytes(backward)));
     }
 
-    /// What a block cipher makes of a ciphertext that came from the message in CBC mode.
+    /// What the block cipher makes of a ciphertext of the message in CBC mode.
     void add_unchained(std::span<const unsigned char> cipher, std::span<const unsigned char> iv) {
         Bytes blocks(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(cipher.size()));
         for (std::size_t i = 0; i < blocks.size(); ++i) blocks[i] ^= i < 16 ? iv[i] : cipher[i - 16];
@@ -368,7 +368,7 @@ TEST_F(Wiping, Sm4) {
         for (const std::size_t blocks : {1U, 2U, 7U, 35U, 69U}) {
             const int len = static_cast<int>(16 * blocks);
             for (const std::size_t shift : {std::size_t{0}, std::size_t{1}}) {
-                // The output of a decryption is the message.
+                // A decryption outputs the message.
                 Bytes in = s.message;
                 if (mode.decrypts) {
                     const Sm4Mode& forth = *(&mode - 1);
@@ -411,7 +411,7 @@ TEST_F(Wiping, Sm4Kernels) {
     }
 }
 
-// The routines of one block and of words.
+// The single-block and word routines.
 TEST_F(Wiping, Sm4Words) {
     Sm4Secrets s(64);
     std::vector<unsigned int> in = be_words(s.message), out(16), iv(4, 7);
@@ -432,7 +432,7 @@ TEST_F(Wiping, Sm4Words) {
 }
 
 /// Every entry point that does something, on both engines and with the refusals that print; secret ones wipe as deep as
-/// they go. Those of SM1 are reached through the extended ones.
+/// they reach. Those of SM1 are reached through the extended ones.
 class Stack : public Wiping {
 protected:
     struct Call {
@@ -444,7 +444,7 @@ protected:
 
     Stack() {
         // A short prime and an even order send everything through the exported routines. The base point is off this
-        // curve, so that decryption refuses C1.
+        // curve, so decryption refuses C1.
         ECCParameter_st short_and_even = parameters(kExample);
         std::ranges::copy(from_hex("0000000000000000fffffffffffffffffffffffffffffffeffffffffffffffff"),
                           short_and_even.p);
@@ -540,7 +540,7 @@ TEST_F(Stack, OfTheSmallestThreadIsEnough) {
     }
 }
 
-// The schedules of a cipher that an application brings.
+// The schedules of an application-supplied cipher.
 Bytes sm1_schedule;
 
 TEST_F(Wiping, Sm1Schedules) {

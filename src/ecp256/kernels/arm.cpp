@@ -1,3 +1,5 @@
+// Multiples of points on any curve over a prime below 2^256 on aarch64: [k]P and [s]G + [t]P.
+// Shapes as in ecp256/kernels.hpp: 4 limbs per number, any scalars, points reduced; total overlaps no input.
 #include "ecp256/kernels.hpp"
 #include "ecp256/multiply.hpp"
 #include "u256/arm_montgomery.hpp"

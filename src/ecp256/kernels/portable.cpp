@@ -1,3 +1,5 @@
+// Multiples of points on any curve over a prime below 2^256 in plain C++: [k]P and [s]G + [t]P.
+// Shapes as in ecp256/kernels.hpp: 4 limbs per number, any scalars, points reduced; total overlaps no input.
 #include "ecp256/kernels.hpp"
 #include "ecp256/multiply.hpp"
 #include "u256/montgomery.hpp"

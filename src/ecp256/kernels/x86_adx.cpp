@@ -1,3 +1,6 @@
+// Multiples of points on any curve over a prime below 2^256 on x86-64 with BMI2 and ADX: [k]P and [s]G + [t]P.
+// Shapes as in ecp256/kernels.hpp: 4 limbs per number, any scalars, points reduced; total overlaps no input.
+// The processor has: BMI2, ADX, AVX2.
 #include "ecp256/kernels.hpp"
 #include "ecp256/multiply.hpp"
 #include "u256/x86_montgomery.hpp"

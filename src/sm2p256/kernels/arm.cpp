@@ -1,3 +1,5 @@
+// Multiples of points on the recommended curve on aarch64: [k]G, [k]P and [s]G + [t]P.
+// Shapes as in sm2p256/kernels.hpp: 4 limbs per number, any scalars, P on the curve and reduced; r may be P.
 #include "sm2p256/kernels.hpp"
 #include "sm2p256/kernels/arm_field.hpp"
 #include "sm2p256/multiply.hpp"

@@ -1,5 +1,5 @@
-// The field on aarch64: the same functions as PortableField, with the carry chains in assembly because compilers carry
-// through registers instead of the flag. Products and shifts are left to the compiler.
+// The field on aarch64: the same functions as PortableField, with the carry chains in assembly because compilers keep
+// carries in registers instead of the flag. Products and shifts are left to the compiler.
 #pragma once
 
 #include "sm2p256/field.hpp"
@@ -10,7 +10,7 @@ namespace ulmaro::sm2p256 {
 class ArmField : u256::ArmProduct {
     using Product = u256::Product;
 
-    /// t3..t0 + p where the mask is set, modulo 2^256; the result is the carry.
+    /// Adds p to t3..t0 modulo 2^256 if the mask is set; returns the carry.
     [[gnu::always_inline]] static Limb add_prime(Mask mask, Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
         Limb carry;
         __asm__(
@@ -25,14 +25,14 @@ class ArmField : u256::ArmProduct {
         return carry;
     }
 
-    /// a - b modulo p, where b < p^2; 2^256 p is added to a negative difference.
+    /// a - b modulo p, with b < p^2; adds 2^256 p to a negative difference.
     [[gnu::always_inline]] static Product difference(Product a, const Product& b) noexcept {
         const Mask negative = subtract(a, b);
         add_prime(negative, a.t4, a.t5, a.t6, a.t7);
         return a;
     }
 
-    /// One step of the reduction explained at PortableField: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1.
+    /// One step of the reduction explained in field.cpp: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1.
     [[gnu::always_inline]] static void step(Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
         const Limb low_half = t0 << 32, high_half = t0 >> 32;
         __asm__(
@@ -49,7 +49,7 @@ class ArmField : u256::ArmProduct {
             : "cc");
     }
 
-    /// a + b - p if that is not negative, else a + b, for a sum below 2p.
+    /// a + b - p unless that is negative, else a + b, for a sum below 2p.
     [[gnu::always_inline]] static Fe sum(Limb a0, Limb a1, Limb a2, Limb a3, Limb b0, Limb b1, Limb b2,
                                          Limb b3) noexcept {
         Limb s0, s1, s2, s3, carry;

@@ -1,3 +1,6 @@
+// Multiples of points on the recommended curve on x86-64 with BMI2 and ADX: [k]G, [k]P and [s]G + [t]P.
+// Shapes as in sm2p256/kernels.hpp: 4 limbs per number, any scalars, P on the curve and reduced; r may be P.
+// The processor has: BMI2, ADX, AVX2.
 #include "sm2p256/kernels.hpp"
 #include "sm2p256/kernels/x86_field.hpp"
 #include "sm2p256/multiply.hpp"

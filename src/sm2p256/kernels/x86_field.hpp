@@ -1,5 +1,5 @@
-// The field on x86-64 with BMI2 and ADX: the same functions as PortableField, in assembly because compilers make two to
-// four times as many instructions of the carry chains.
+// The field on x86-64 with BMI2 and ADX: the same functions as PortableField, in assembly because compilers turn the
+// carry chains into two to four times as many instructions.
 #pragma once
 
 #include "sm2p256/field.hpp"
@@ -14,7 +14,7 @@ class X86Field : u256::X86Product {
     static constexpr Limb p1 = field_prime.w[1];
     static constexpr Limb p3 = field_prime.w[3];
 
-    /// One step of the reduction explained at PortableField: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1.
+    /// One step of the reduction explained in field.cpp: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1.
     [[gnu::always_inline]] static void step(Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
         Limb low = t0 << 32, high = t0 >> 32;
         __asm__(
@@ -31,7 +31,7 @@ class X86Field : u256::X86Product {
             : "cc");
     }
 
-    /// (carry, t3..t0) - p if that is not negative, else t3..t0, for numbers below 2p.
+    /// (carry, t3..t0) - p unless that is negative, else t3..t0, for numbers below 2p.
     [[gnu::always_inline]] static Fe reduced(Limb carry, Limb t0, Limb t1, Limb t2, Limb t3) noexcept {
         Limb s0 = t0, s1 = t1, s2 = t2, s3 = t3;
         __asm__(
@@ -70,7 +70,7 @@ class X86Field : u256::X86Product {
         return reduced(carry, t4, t5, t6, t7);
     }
 
-    /// a - b modulo p, where b < p^2; 2^256 p is added to a negative difference.
+    /// a - b modulo p, with b < p^2; adds 2^256 p to a negative difference.
     [[gnu::always_inline]] static Product difference(Product a, const Product& b) noexcept {
         const Mask negative = subtract(a, b);
         const Limb top = p3 & negative;
@@ -140,7 +140,7 @@ public:
         return {{t0, t1, t2, t3}};
     }
 
-    /// a or, where the mask is set, -a for a that is not 0.
+    /// -a if the mask is set, else a; a is not 0.
     [[gnu::always_inline]] static Fe negated_if(Mask mask, const Fe& a) noexcept {
         Limb t0 = field_prime.w[0], t1 = p1, t2 = field_prime.w[2], t3 = p3;
         __asm__(
@@ -159,7 +159,7 @@ public:
         return {{t0, t1, t2, t3}};
     }
 
-    /// a / 2: p is added to an odd number.
+    /// a / 2; adds p to an odd number first.
     [[gnu::always_inline]] static Fe half(const Fe& a) noexcept {
         Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3];
         const Limb odd = 0 - (t0 & 1);
