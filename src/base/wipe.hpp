@@ -33,7 +33,9 @@ private:
 /// returned held spilled registers and temporaries. These bytes become part of the caller's frame until it returns, so
 /// that nothing lies in between.
 [[gnu::always_inline]] inline void wipe_used_stack(std::size_t n) noexcept {
+#if defined(__x86_64__)
     n |= 8;  // compilers round up to 16 and leave the rest above, where the calls had their return address
+#endif
     __asm__("" : "+r"(n));  // a size known to the compiler would be placed elsewhere than the frames were
     explicit_bzero(__builtin_alloca_with_align(n, 128), n);
 }

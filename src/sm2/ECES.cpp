@@ -145,6 +145,9 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     if (is_all_zero(record.c1, 64)) return refuse(kZeroPoint);
     if (!is_usable(*grp) || !is_on_curve(*grp, c1)) return refuse(len == 0 ? kZeroStream : kWrongHash);
 
+    // Before there are secrets: a process binds the allocation at its first call, which stores all vector registers.
+    SecretBytes text(size);
+
     // B3
     Wiped<bignum_st> d;
     Wiped<Shared> shared;
@@ -155,7 +158,6 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     store_point(shared->bytes, shared->point);
 
     // B4, B5
-    SecretBytes text(size);
     shared->key_stream(len, text.data());
     if (is_zero_stream(text.data(), size)) return refuse(kZeroStream);
     xor_into(text.data(), record.cipher, size);

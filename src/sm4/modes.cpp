@@ -63,10 +63,13 @@ void run_cbc(sm4::Kernels::CbcFunction kernel, const unsigned char* in, int len,
 
 void run_cbc_with_key(sm4::Kernels::CbcFunction kernel, const unsigned char* in, int len, const unsigned char* key,
                       const unsigned char* iv, unsigned char* out) {
-    if (whole_blocks(len) == 0) return;
+    const std::size_t blocks = whole_blocks(len);
+    if (blocks == 0) return;
     Wiped<unsigned int[ULMARO_SM4_SCHEDULE_WORDS]> rk;
+    // Before the schedule is made: a process binds the allocation at its first call, which stores all vector registers.
+    Operands from(in, rk.get(), out, blocks);
     SMS4_KEY_INIT(key, block_bytes, rk.get(), ULMARO_SM4_SCHEDULE_WORDS);
-    run_cbc(kernel, in, len, rk.get(), iv, out);
+    kernel(from.in(), out, blocks, from.rk(), iv);
 }
 
 }  // namespace

@@ -26,15 +26,22 @@ void decrypt_words(const unsigned int* in, const unsigned int* rk, unsigned int*
     run_block(sm4::active_kernels().decrypt_blocks, in, rk, out);
 }
 
+// Covers what a kernel's key set-up spills, and the registers of its caller that it keeps on the stack.
+constexpr std::size_t key_stack = 512;
+
 }  // namespace
 
-void KEY_EXPAND(unsigned int* mk, unsigned int* rk) { sm4::active_kernels().expand_key(mk, rk); }
+void KEY_EXPAND(unsigned int* mk, unsigned int* rk) {
+    with_wiped_stack(key_stack, [=] { sm4::active_kernels().expand_key(mk, rk); });
+}
 
 int SMS4_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* rk, int rkLen) {
     if (key == nullptr || keyLen < 16 || rk == nullptr || rkLen < ULMARO_SM4_SCHEDULE_WORDS) return -1;
-    Wiped<std::uint32_t[4]> mk;
-    for (int i = 0; i < 4; ++i) (*mk)[i] = load_be32(key + 4 * i);
-    KEY_EXPAND(mk.get(), rk);
+    with_wiped_stack(key_stack, [=] {
+        Wiped<std::uint32_t[4]> mk;
+        for (int i = 0; i < 4; ++i) (*mk)[i] = load_be32(key + 4 * i);
+        sm4::active_kernels().expand_key(mk.get(), rk);
+    });
     return 1;
 }
 

@@ -487,7 +487,7 @@ protected:
         add("SM3_Final", false, [this] { SM3_Final(&ctx_, out_); });
         add("SM3_HASH", false, [this] { SM3_HASH(in_, 300, out_); });
         add("SM3_algrithm_userid_hash", false, [this] { SM3_algrithm_userid_hash(&pub_, &param_, out_); });
-        add("SM4_KEY_INIT", false, [this] { SM4_KEY_INIT(in_, 16, sm4_key_.schedule, 32); });
+        add("SM4_KEY_INIT", true, [this] { SM4_KEY_INIT(in_, 16, sm4_key_.schedule, 32); });
         for (const Sm4Mode& mode : kSm4Modes)
             add(
                 mode.name, !mode.raw_key && (!mode.cbc || mode.decrypts),
