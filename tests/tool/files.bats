@@ -72,6 +72,8 @@ open/f 1000:1000 666 1001 1 1000:1000 666
 sticky/f 1000:1000 666 0 1 1000:1000 666
 sticky/f 1000:1000 666 1000 0 1000:1000 666
 CASES
+  as 1000 mkfifo -m 666 sticky/fifo
+  run -1 onto sticky/fifo timeout 5
   [ -z "$(ls -A open sticky | grep ulmaro)" ]
   # user 1234 may read, the group may not; and a folder whose new files everyone in a list may read
   list="import os, sys; os.setxattr(sys.argv[1], 'system.posix_acl_' + sys.argv[2], bytes.fromhex(sys.argv[3]))"

@@ -44,6 +44,9 @@ SCALARS=(
   refuses 1 u sm4 encrypt --key-file pw -i pub -o pw
   refuses 1 u keygen -o new --pub /dev/full
   refuses 1 u keygen -o new --pub /dev/fd/4 3>&- 4>&- # would be the new file of the private one
+  refuses 2 u keygen -o new --pub= --force
+  u keygen -o - --pub both >both && false
+  rm both
   cmp key saved
   cmp pub saved.pub
   only_files key pub saved saved.pub link pw

@@ -28,20 +28,21 @@ int usage_error(const char* message) {
 }
 
 /// The first empty argument that is an error: only an identity may be empty. An empty argument names no file, and the
-/// parser skips it.
+/// parser skips it; after --option= it would take the next argument instead.
 std::vector<std::string>::const_iterator find_empty(const std::vector<std::string>& args) {
     for (auto at = args.begin(); at != args.end(); ++at) {
         if (*at == "--") return std::find(at, args.end(), "");
         if (at->empty() && (at == args.begin() || at[-1] != "--id")) return at;
+        if (at->starts_with("--") && at->find('=') == at->size() - 1) return at;
     }
     return args.end();
 }
 
 /// A file that the tool opens must not become descriptor 0, 1 or 2, where messages and results go. Reads and writes on
-/// a descriptor that was closed still fail.
+/// a descriptor that was closed still fail, also by the names in /dev.
 void occupy_standard_descriptors() {
     for (int fd = 0; fd <= 2; ++fd) {
-        if (::fcntl(fd, F_GETFD) < 0) ::open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+        if (::fcntl(fd, F_GETFD) < 0) ::open("/", O_PATH);
     }
 }
 
@@ -63,8 +64,8 @@ int run(int argc, char** argv, ExitCodes& exit) {
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     if (const auto empty = find_empty(args); empty != args.end()) {
         // Do not print the argument before it unless it is an option: it may be a key.
-        const bool option = empty != args.begin() && empty[-1].starts_with('-');
-        complain(option ? empty[-1] + ": an empty argument" : "an empty argument");
+        const auto before = empty->empty() && empty != args.begin() ? empty - 1 : empty;
+        complain(before->starts_with('-') ? *before + ": an empty argument" : "an empty argument");
         return kExitUsage;
     }
     const std::vector<std::string> operands = take_operands(args);

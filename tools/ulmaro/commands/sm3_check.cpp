@@ -94,7 +94,7 @@ Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& op
     }
     std::istream& lines = from_stdin ? std::cin : file;
     check_lines(lines, list, from_stdin, options, tally);
-    if (lines.bad()) {
+    if (lines.bad() || (from_stdin && std::ferror(stdin) != 0)) {
         complain(list + ": read error");
         return tally.mismatched != 0 ? Sm3Verdict::mismatch : Sm3Verdict::unknown;
     }

@@ -65,12 +65,6 @@ std::string temporary_name() {
     return name;
 }
 
-mode_t usual_mode() {
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
-}
-
 /// Flushes to disk. An object that does not support that is left as it is.
 void synchronise(int fd, const std::string& name) {
     if (::fsync(fd) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS || errno == EROFS) return;
@@ -115,12 +109,14 @@ Output::Output(Fd fd, std::string name) : name_(std::move(name)), owned_(std::mo
 
 void Output::open_temporary() {
     const int folder = place_.folder.get();
+    // Where nothing is to be kept, the kernel applies the umask or the folder's default list.
+    const mode_t mode = access_ == Access::usual && !place_.old ? 0666 : 0600;
     {
         const SignalHold hold;
         do {
             temporary_ = temporary_name();
             owned_ =
-                Fd(::openat(folder, temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+                Fd(::openat(folder, temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
         } while (!owned_.valid() && errno == EEXIST);
         if (!owned_.valid()) {
             temporary_.clear();
@@ -160,12 +156,18 @@ void Output::give_rights() {
     if (access_ != Access::key && place_.old) {
         return take_mode(place_.folder.get(), place_.base, fd_, *place_.old, name_);
     }
-    if (::fchmod(fd_, access_ == Access::usual ? usual_mode() : 0600) != 0) throw system_failure(name_);
+    if (access_ != Access::usual && ::fchmod(fd_, 0600) != 0) throw system_failure(name_);
 }
 
 void Output::rename() {
     const int folder = place_.folder.get();
     const char* const base = place_.base.c_str();
+    struct stat now {};
+    // An empty file was accepted; another run may have filled it meanwhile.
+    if (existing_ == Existing::refused && place_.old && ::fstatat(folder, base, &now, AT_SYMLINK_NOFOLLOW) == 0 &&
+        (now.st_size != 0 || !same_file(now, *place_.old))) {
+        throw Failure(name_ + ": was written by another process meanwhile");
+    }
     const unsigned flags = existing_ == Existing::refused && !place_.old ? RENAME_NOREPLACE : 0;
     int result = ::renameat2(folder, temporary_.c_str(), folder, base, flags);
     // Not every file system knows the flag.
@@ -192,9 +194,13 @@ void Output::commit() {
 }
 
 bool Output::meets(const Output& other) const {
-    if (temporary_.empty() != other.temporary_.empty()) return false;
     struct stat a {};
     struct stat b {};
+    if (temporary_.empty() != other.temporary_.empty()) {
+        const Output& direct = temporary_.empty() ? *this : other;
+        const Output& renamed = temporary_.empty() ? other : *this;
+        return renamed.place_.old && ::fstat(direct.fd_, &a) == 0 && same_file(a, *renamed.place_.old);
+    }
     if (temporary_.empty()) return ::fstat(fd_, &a) == 0 && ::fstat(other.fd_, &b) == 0 && same_file(a, b);
     return place_.base == other.place_.base && ::fstat(place_.folder.get(), &a) == 0 &&
            ::fstat(other.place_.folder.get(), &b) == 0 && same_file(a, b);

@@ -20,7 +20,6 @@ SecretBuffer first_line(const std::string& path) {
         if (++n > kMostBytes) throw Failure(file.name() + ": the passphrase has more than 1023 bytes");
     }
     line.shrink(n);
-    if (std::ranges::count(line.span(), 0) != 0) throw Failure(file.name() + ": a NUL byte in the passphrase");
     return line;
 }
 
@@ -29,6 +28,9 @@ SecretBuffer first_line(const std::string& path) {
 SecretBuffer read_passphrase(const std::optional<std::string>& file, const std::string& prompt, bool twice) {
     SecretBuffer passphrase = file ? first_line(*file) : ask_terminal(prompt, kMostBytes);
     if (passphrase.size() == 0) throw Failure("the passphrase is empty");
+    if (std::ranges::count(passphrase.span(), 0) != 0) {
+        throw Failure(file.value_or("terminal") + ": a NUL byte in the passphrase");
+    }
     if (!file && twice && !std::ranges::equal(passphrase.span(), ask_terminal(prompt + " again", kMostBytes).span())) {
         throw Failure("the passphrases differ");
     }

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "support/error.hpp"
+#include "support/rights.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -104,6 +105,10 @@ Place find_place(const std::string& path) {
     const bool exists = ::stat(path.c_str(), &st) == 0;
     if (!exists && errno != ENOENT) throw system_failure(path);
     if (exists && !S_ISREG(st.st_mode)) {
+        struct stat folder {};
+        if (S_ISFIFO(st.st_mode) && ::stat(parts.folder.c_str(), &folder) == 0 && lies_ready(folder, st)) {
+            throw Failure(path + ": another user's FIFO in a shared folder");
+        }
         place.direct = open_direct(path);
         return place;
     }

@@ -20,12 +20,6 @@ struct stat status_of(int fd, const std::string& name) {
     return st;
 }
 
-/// What the kernel refuses to open(O_CREAT) where fs.protected_regular is set; rename() does not check it.
-bool lies_ready(const struct stat& folder, const struct stat& old) {
-    return (folder.st_mode & S_ISVTX) != 0 && (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0 &&
-           old.st_uid != ::geteuid() && old.st_uid != folder.st_uid;
-}
-
 /// Whether file has the access list of the old file, which may have none.
 bool copy_access_list(int folder, const std::string& base, int file) {
     // Through the descriptor: the path may name another file by now. Old files need not be readable for this.
@@ -39,6 +33,11 @@ bool copy_access_list(int folder, const std::string& base, int file) {
 }
 
 }  // namespace
+
+bool lies_ready(const struct stat& folder, const struct stat& old) {
+    return (folder.st_mode & S_ISVTX) != 0 && (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0 &&
+           old.st_uid != ::geteuid() && old.st_uid != folder.st_uid;
+}
 
 void take_owner(int folder, int file, const struct stat& old, const std::string& name) {
     if (lies_ready(status_of(folder, name), old)) {
@@ -56,8 +55,10 @@ void take_mode(int folder, const std::string& base, int file, const struct stat&
     if (!copy_access_list(folder, base, file)) {
         mode &= S_IRWXU;
     } else if (status_of(file, name).st_gid != old.st_gid) {
-        // The old group now counts as others, and some others as the group: each gets only what both had.
-        const mode_t both = (mode >> 3) & mode & S_IRWXO;
+        // The old group now counts as others, and some others as the group: each gets only what both had. With an
+        // access list the mode does not tell what the group had.
+        const bool listed = ::fgetxattr(file, kAccessList, nullptr, 0) > 0;
+        const mode_t both = listed ? 0 : (mode >> 3) & mode & S_IRWXO;
         mode = (mode & S_IRWXU) | both << 3 | both;
     }
     if (::fchmod(file, mode) != 0) throw system_failure(name);

@@ -7,6 +7,10 @@
 
 namespace ulmaro::tool {
 
+/// Whether a file or FIFO is another user's in a folder like /tmp. The kernel refuses to open(O_CREAT) these where
+/// fs.protected_regular and fs.protected_fifos are set; rename() and a plain open() do not check it.
+bool lies_ready(const struct stat& folder, const struct stat& old);
+
 /// Throws Failure when the caller must not replace the file: it is another user's and its owner could not be kept, or
 /// it already exists in a folder like /tmp. file: a new file in the same folder, whose owner becomes the old one's.
 void take_owner(int folder, int file, const struct stat& old, const std::string& name);
