@@ -7,7 +7,7 @@
 namespace bench {
 namespace {
 
-std::size_t largest() { return std::max(sizes().back(), kMessageSizes[std::size(kMessageSizes) - 1]); }
+std::size_t largest() { return std::max(sizes().back(), message_sizes[std::size(message_sizes) - 1]); }
 
 std::string size_name(std::size_t size) {
     if (size >= 1 << 20) return std::to_string(size >> 20) + "MiB";

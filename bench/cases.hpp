@@ -33,7 +33,7 @@ std::vector<Case>& cases();
 std::span<const std::size_t> sizes();
 
 /// Sizes of messages for public-key encryption.
-inline constexpr std::size_t kMessageSizes[] = {32, 1024, 65536};
+inline constexpr std::size_t message_sizes[] = {32, 1024, 65536};
 
 /// ok() tells whether the last work() was right.
 void add(const std::string& operation, std::size_t size, const std::string& implementation, Work work, Check ok);
@@ -51,8 +51,8 @@ const unsigned char* input(std::size_t size);
 /// A place for size bytes of output and 256 more, one for the whole program.
 unsigned char* output(std::size_t size);
 
-inline constexpr unsigned char kKey[16] = {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef,
-                                           0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10};
-inline constexpr unsigned char kIv[16] = {};
+inline constexpr unsigned char sample_key[16] = {0x01, 0x23, 0x45, 0x67, 0x89, 0xab, 0xcd, 0xef,
+                                                 0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10};
+inline constexpr unsigned char sample_iv[16] = {};
 
 }  // namespace bench

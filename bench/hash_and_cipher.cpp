@@ -10,7 +10,7 @@ namespace {
 const bool registered = [] {
     static const std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS> schedule = [] {
         std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS> rk{};
-        SM4_KEY_INIT(kKey, sizeof kKey, rk.data(), static_cast<int>(rk.size()));
+        SM4_KEY_INIT(sample_key, sizeof sample_key, rk.data(), static_cast<int>(rk.size()));
         return rk;
     }();
     const unsigned int* rk = schedule.data();
@@ -25,9 +25,9 @@ const bool registered = [] {
         add(
             "sm4-ecb-decrypt", size, "ulmaro", [=] { SM4_X_ECB_DE_MODE(in, len, rk, out); }, size);
         add(
-            "sm4-cbc-encrypt", size, "ulmaro", [=] { SM4_X_CBC_EN_MODE(in, len, rk, kIv, out); }, size);
+            "sm4-cbc-encrypt", size, "ulmaro", [=] { SM4_X_CBC_EN_MODE(in, len, rk, sample_iv, out); }, size);
         add(
-            "sm4-cbc-decrypt", size, "ulmaro", [=] { SM4_X_CBC_DE_MODE(in, len, rk, kIv, out); }, size);
+            "sm4-cbc-decrypt", size, "ulmaro", [=] { SM4_X_CBC_DE_MODE(in, len, rk, sample_iv, out); }, size);
         add(
             "kdf", size, "ulmaro", [=] { SM2_KDF_ALGRITRHM(in, 64, len, out); }, size);
     }

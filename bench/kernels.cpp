@@ -17,7 +17,7 @@
 namespace bench {
 namespace {
 
-constexpr std::size_t kLargest = 16384;
+constexpr std::size_t largest_size = 16384;
 
 /// The kernel takes the library's place, the portable one the peer's.
 template <class Kernels, class Add>
@@ -32,12 +32,12 @@ void add_beside_portable(std::span<const Kernels* const> supported, const char* 
 void add_sm4(const std::string& prefix, const char* implementation, const ulmaro::sm4::Kernels& kernels) {
     static const std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS> schedule = [] {
         std::array<unsigned int, ULMARO_SM4_SCHEDULE_WORDS> rk{};
-        SM4_KEY_INIT(kKey, sizeof kKey, rk.data(), static_cast<int>(rk.size()));
+        SM4_KEY_INIT(sample_key, sizeof sample_key, rk.data(), static_cast<int>(rk.size()));
         return rk;
     }();
     const unsigned int* rk = schedule.data();
     for (const std::size_t size : sizes()) {
-        if (size > kLargest) break;
+        if (size > largest_size) break;
         const unsigned char* in = input(size);
         unsigned char* out = output(size);
         const std::size_t blocks = size / 16;
@@ -46,17 +46,17 @@ void add_sm4(const std::string& prefix, const char* implementation, const ulmaro
         add(
             prefix + "/ecb-decrypt", size, implementation, [=] { kernels.decrypt_blocks(in, out, blocks, rk); }, size);
         add(
-            prefix + "/cbc-encrypt", size, implementation, [=] { kernels.cbc_encrypt(in, out, blocks, rk, kIv); },
+            prefix + "/cbc-encrypt", size, implementation, [=] { kernels.cbc_encrypt(in, out, blocks, rk, sample_iv); },
             size);
         add(
-            prefix + "/cbc-decrypt", size, implementation, [=] { kernels.cbc_decrypt(in, out, blocks, rk, kIv); },
+            prefix + "/cbc-decrypt", size, implementation, [=] { kernels.cbc_decrypt(in, out, blocks, rk, sample_iv); },
             size);
     }
 }
 
 void add_sm3(const std::string& prefix, const char* implementation, const ulmaro::sm3::Kernels& kernels) {
     for (const std::size_t size : sizes()) {
-        if (size < 64 || size > kLargest) continue;
+        if (size < 64 || size > largest_size) continue;
         const unsigned char* in = input(size);
         auto* const value = reinterpret_cast<std::uint32_t*>(output(32));
         add(

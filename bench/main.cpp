@@ -11,8 +11,8 @@
 namespace bench {
 
 std::span<const std::size_t> sizes() {
-    static constexpr std::size_t kSizes[] = {16, 64, 1024, 16384, 65536, 1 << 20, 64 << 20};
-    return kSizes;
+    static constexpr std::size_t data_sizes[] = {16, 64, 1024, 16384, 65536, 1 << 20, 64 << 20};
+    return data_sizes;
 }
 
 }  // namespace bench

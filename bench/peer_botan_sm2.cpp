@@ -13,9 +13,9 @@
 namespace bench {
 namespace {
 
-constexpr const char* kName = "botan";
+constexpr const char* peer = "botan";
 // Identity and hash: none, the digest is given.
-constexpr const char* kDigestGiven = ",Raw";
+constexpr const char* digest_given = ",Raw";
 
 const bool registered = [] {
     static Botan::AutoSeeded_RNG rng;
@@ -25,19 +25,19 @@ const bool registered = [] {
     static std::unique_ptr<Botan::SM2_PrivateKey> made;
     for (const char* operation : {"sm2-key-pair", "sm2-public-key", "sm2-custom-key-pair"})
         add(
-            operation, 0, kName, [] { made = std::make_unique<Botan::SM2_PrivateKey>(rng, group); },
+            operation, 0, peer, [] { made = std::make_unique<Botan::SM2_PrivateKey>(rng, group); },
             [] { return made->check_key(rng, false); });
 
-    static Botan::PK_Signer signer(key, rng, kDigestGiven);
-    static Botan::PK_Verifier verifier(key, kDigestGiven);
+    static Botan::PK_Signer signer(key, rng, digest_given);
+    static Botan::PK_Verifier verifier(key, digest_given);
     static std::vector<unsigned char> signature;
     static bool verdict = false;
     for (const std::string prefix : {"sm2", "sm2-custom"}) {
         add(
-            prefix + "-sign", 0, kName, [&m] { signature = signer.sign_message(m.digest, 32, rng); },
+            prefix + "-sign", 0, peer, [&m] { signature = signer.sign_message(m.digest, 32, rng); },
             [&m] { return verifier.verify_message(m.digest, 32, signature.data(), signature.size()); });
         add(
-            prefix + "-verify", 0, kName,
+            prefix + "-verify", 0, peer,
             [&m] {
                 verdict = verifier.verify_message(m.digest, 32, reinterpret_cast<const unsigned char*>(&m.signature),
                                                   sizeof m.signature);
@@ -49,19 +49,19 @@ const bool registered = [] {
     static Botan::PK_Decryptor_EME decryptor(key, rng, "SM3");
     static std::vector<unsigned char> sealed;
     static Botan::secure_vector<unsigned char> opened;
-    for (const std::size_t size : kMessageSizes) {
+    for (const std::size_t size : message_sizes) {
         const unsigned char* message = input(size);
         const auto is_message = [=] {
             return opened.size() == size && std::equal(opened.begin(), opened.end(), message);
         };
         add(
-            "sm2-encrypt", size, kName, [=] { sealed = encryptor.encrypt(message, size, rng); },
+            "sm2-encrypt", size, peer, [=] { sealed = encryptor.encrypt(message, size, rng); },
             [=] {
                 opened = decryptor.decrypt(sealed);
                 return is_message();
             });
         add(
-            "sm2-decrypt", size, kName,
+            "sm2-decrypt", size, peer,
             [cipher = encryptor.encrypt(message, size, rng)] { opened = decryptor.decrypt(cipher); }, is_message);
     }
     return true;

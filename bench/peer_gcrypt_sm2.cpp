@@ -11,10 +11,10 @@
 namespace bench {
 namespace {
 
-constexpr const char* kName = "gcrypt";
-constexpr std::size_t kLongest = 60000;  // of a message: the length is kept in 16 bits
+constexpr const char* peer = "gcrypt";
+constexpr std::size_t longest = 60000;  // of a message: the length is kept in 16 bits
 
-void require(gcry_error_t error) { ensure(error == 0, kName); }
+void require(gcry_error_t error) { ensure(error == 0, peer); }
 
 template <class... Arguments>
 gcry_sexp_t expression(const char* format, Arguments... arguments) {
@@ -55,7 +55,7 @@ gcry_sexp_t record_of_library(const Sm2Material& m, std::size_t size) {
 }
 
 const bool registered = [] {
-    ensure(gcry_check_version(nullptr) != nullptr, kName);
+    ensure(gcry_check_version(nullptr) != nullptr, peer);
     require(gcry_control(GCRYCTL_DISABLE_SECMEM, 0));
     require(gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0));
     const Sm2Material& m = sm2_material();
@@ -70,7 +70,7 @@ const bool registered = [] {
 
     for (const char* operation : {"sm2-key-pair", "sm2-public-key", "sm2-custom-key-pair"})
         add(
-            operation, 0, kName,
+            operation, 0, peer,
             [=] {
                 gcry_sexp_t pair = nullptr;
                 require(gcry_pk_genkey(&pair, fresh));
@@ -80,7 +80,7 @@ const bool registered = [] {
     static gcry_error_t verdict = 0;
     for (const char* prefix : {"sm2", "sm2-custom"}) {
         add(
-            std::string(prefix) + "-sign", 0, kName,
+            std::string(prefix) + "-sign", 0, peer,
             [=] {
                 gcry_sexp_t next = nullptr;
                 require(gcry_pk_sign(&next, digest, key));
@@ -88,11 +88,11 @@ const bool registered = [] {
             },
             [=] { return gcry_pk_verify(made, digest, open_key) == 0; });
         add(
-            std::string(prefix) + "-verify", 0, kName, [=] { verdict = gcry_pk_verify(signature, digest, open_key); },
+            std::string(prefix) + "-verify", 0, peer, [=] { verdict = gcry_pk_verify(signature, digest, open_key); },
             [] { return verdict == 0; });
     }
-    for (const std::size_t size : kMessageSizes) {
-        if (size > kLongest) break;
+    for (const std::size_t size : message_sizes) {
+        if (size > longest) break;
         const gcry_sexp_t message =
             expression("(data (flags sm2) (hash-algo sm3) (value %b))", static_cast<int>(size), input(size));
         const gcry_sexp_t record = record_of_library(m, size);
@@ -101,13 +101,13 @@ const bool registered = [] {
             require(gcry_pk_encrypt(&next, message, open_key));
             hold(next);
         };
-        add("sm2-encrypt", size, kName, encrypt, [=] {
+        add("sm2-encrypt", size, peer, encrypt, [=] {
             gcry_sexp_t opened = nullptr;
             for (int tries = 3; tries > 0 && gcry_pk_decrypt(&opened, made, key) != 0; --tries) encrypt();
             return is_message(opened, size);
         });
         add(
-            "sm2-decrypt", size, kName,
+            "sm2-decrypt", size, peer,
             [=] {
                 gcry_sexp_t next = nullptr;
                 require(gcry_pk_decrypt(&next, record, key));

@@ -11,22 +11,22 @@
 namespace bench {
 namespace {
 
-constexpr const char* kName = "openssl";
+constexpr const char* peer = "openssl";
 
-void require(int result) { ensure(result > 0, kName); }
+void require(int result) { ensure(result > 0, peer); }
 
 void add_cipher(const char* operation, const EVP_CIPHER* cipher, int encrypt, std::size_t size) {
     EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
-    require(EVP_CipherInit_ex(ctx, cipher, nullptr, kKey, kIv, encrypt));
+    require(EVP_CipherInit_ex(ctx, cipher, nullptr, sample_key, sample_iv, encrypt));
     require(EVP_CIPHER_CTX_set_padding(ctx, 0));
     const unsigned char* in = input(size);
     unsigned char* out = output(size);
     const bool chained = EVP_CIPHER_get_mode(cipher) == EVP_CIPH_CBC_MODE;
     add(
-        operation, size, kName,
+        operation, size, peer,
         [=] {
             int written = 0;
-            if (chained) require(EVP_CipherInit_ex(ctx, nullptr, nullptr, nullptr, kIv, -1));
+            if (chained) require(EVP_CipherInit_ex(ctx, nullptr, nullptr, nullptr, sample_iv, -1));
             require(EVP_CipherUpdate(ctx, out, &written, in, static_cast<int>(size)));
         },
         size);
@@ -37,7 +37,7 @@ void add_key_derivation(std::size_t size) {
     const unsigned char* in = input(size);
     unsigned char* out = output(size);
     add(
-        "kdf", size, kName,
+        "kdf", size, peer,
         [=] {
             char digest[] = "SM3";
             const OSSL_PARAM params[] = {
@@ -50,12 +50,12 @@ void add_key_derivation(std::size_t size) {
 }
 
 const bool registered = [] {
-    notes().emplace_back(kName, OpenSSL_version(OPENSSL_VERSION_STRING));
+    notes().emplace_back(peer, OpenSSL_version(OPENSSL_VERSION_STRING));
     for (const std::size_t size : sizes()) {
         const unsigned char* in = input(size);
         unsigned char* out = output(size);
         add(
-            "sm3", size, kName, [=] { require(EVP_Digest(in, size, out, nullptr, EVP_sm3(), nullptr)); }, 32);
+            "sm3", size, peer, [=] { require(EVP_Digest(in, size, out, nullptr, EVP_sm3(), nullptr)); }, 32);
         add_cipher("sm4-ecb-encrypt", EVP_sm4_ecb(), 1, size);
         add_cipher("sm4-ecb-decrypt", EVP_sm4_ecb(), 0, size);
         add_cipher("sm4-cbc-encrypt", EVP_sm4_cbc(), 1, size);

@@ -17,12 +17,12 @@
 namespace bench {
 namespace {
 
-constexpr const char* kName = "openssl";
-constexpr const char* kP256 = "openssl-p256";
+constexpr const char* peer = "openssl";
+constexpr const char* p256_peer = "openssl-p256";
 
 using Bytes = std::vector<unsigned char>;
 
-void require(long result) { ensure(result > 0, kName); }
+void require(long result) { ensure(result > 0, peer); }
 
 // Everything below lives as long as the program.
 
@@ -103,17 +103,17 @@ void add_encryption(EVP_PKEY* key, std::size_t size) {
         require(EVP_PKEY_decrypt(decrypt, plain, &plain_size, from, from_size));
         return plain_size == size && std::equal(plain, plain + size, message);
     };
-    static unsigned char made[kMessageSizes[std::size(kMessageSizes) - 1] + 256];
+    static unsigned char made[message_sizes[std::size(message_sizes) - 1] + 256];
     static std::size_t made_size = 0;
     add(
-        "sm2-encrypt", size, kName,
+        "sm2-encrypt", size, peer,
         [=] {
             made_size = sizeof made;
             require(EVP_PKEY_encrypt(encrypt, made, &made_size, message, size));
         },
         [=] { return opens_to_message(made, made_size); });
     add(
-        "sm2-decrypt", size, kName,
+        "sm2-decrypt", size, peer,
         [=] {
             std::size_t plain_size = size + 256;
             require(EVP_PKEY_decrypt(decrypt, plain, &plain_size, cipher.data(), cipher.size()));
@@ -124,7 +124,7 @@ void add_encryption(EVP_PKEY* key, std::size_t size) {
 void add_group(const char* operation, int curve) {
     static EC_GROUP* group = nullptr;
     add(
-        operation, 0, kName,
+        operation, 0, peer,
         [=] {
             EC_GROUP_free(group);
             group = EC_GROUP_new_by_curve_name(curve);
@@ -136,25 +136,25 @@ const bool registered = [] {
     const Sm2Material& m = sm2_material();
     EVP_PKEY* key = import_key(m);
     const Bytes signature = der_of(m.signature);
-    add_key_pair("sm2-key-pair", kName, key);
-    add_key_pair("sm2-public-key", kName, key);
-    add_signature("sm2", kName, key, signature, m.digest);
-    for (const std::size_t size : kMessageSizes) add_encryption(key, size);
+    add_key_pair("sm2-key-pair", peer, key);
+    add_key_pair("sm2-public-key", peer, key);
+    add_signature("sm2", peer, key, signature, m.digest);
+    for (const std::size_t size : message_sizes) add_encryption(key, size);
     add_group("sm2-prepare-group", NID_sm2);
     add_group("sm2-custom-prepare-group", NID_brainpoolP256r1);
 
     // Its SM2 uses the code for any curve.
-    add_key_pair("sm2-custom-key-pair", kName, key);
-    add_signature("sm2-custom", kName, key, signature, m.digest);
+    add_key_pair("sm2-custom-key-pair", peer, key);
+    add_signature("sm2-custom", peer, key, signature, m.digest);
 
     EVP_PKEY* p256 = EVP_EC_gen("P-256");
     Bytes p256_signature(80);
     std::size_t size = p256_signature.size();
     require(EVP_PKEY_sign(context(p256, EVP_PKEY_sign_init), p256_signature.data(), &size, m.digest, 32));
     p256_signature.resize(size);
-    add_key_pair("sm2-key-pair", kP256, p256);
-    add_key_pair("sm2-public-key", kP256, p256);
-    add_signature("sm2", kP256, p256, p256_signature, m.digest);
+    add_key_pair("sm2-key-pair", p256_peer, p256);
+    add_key_pair("sm2-public-key", p256_peer, p256);
+    add_signature("sm2", p256_peer, p256, p256_signature, m.digest);
     return true;
 }();
 

@@ -9,11 +9,11 @@
 namespace bench {
 namespace {
 
-constexpr int kRecommended = 0;
-constexpr int kRegistry = 7;
+constexpr int recommended_curve = 0;
+constexpr int registry_curve = 7;
 
 // brainpoolP256r1, RFC 5639 clause 3.4.
-constexpr ECCParameter_st kCustomCurve = {
+constexpr ECCParameter_st custom_curve = {
     {0xa9, 0xfb, 0x57, 0xdb, 0xa1, 0xee, 0xa9, 0xbc, 0x3e, 0x66, 0x0a, 0x90, 0x9d, 0x83, 0x8d, 0x72,
      0x6e, 0x3b, 0xf6, 0x23, 0xd5, 0x26, 0x20, 0x28, 0x20, 0x13, 0x48, 0x1d, 0x1f, 0x6e, 0x53, 0x77},
     {0x7d, 0x5a, 0x09, 0x75, 0xfc, 0x2c, 0x30, 0x57, 0xee, 0xf6, 0x75, 0x30, 0x41, 0x7a, 0xff, 0xe7,
@@ -99,11 +99,11 @@ const bool registered = [] {
     const Sm2Material& m = sm2_material();
     add_key_and_signature("sm2", m);
     add_public_key(m);
-    for (const std::size_t size : kMessageSizes) add_encryption(m, size);
+    for (const std::size_t size : message_sizes) add_encryption(m, size);
 
-    SM2_Set_Custom_Paramter(kCustomCurve.p, kCustomCurve.a, kCustomCurve.b, kCustomCurve.Gx, kCustomCurve.Gy,
-                            kCustomCurve.n);
-    static const Sm2Material custom = make_material(kRegistry);
+    SM2_Set_Custom_Paramter(custom_curve.p, custom_curve.a, custom_curve.b, custom_curve.Gx, custom_curve.Gy,
+                            custom_curve.n);
+    static const Sm2Material custom = make_material(registry_curve);
     add_key_and_signature("sm2-custom", custom);
     return true;
 }();
@@ -111,7 +111,7 @@ const bool registered = [] {
 }  // namespace
 
 const Sm2Material& sm2_material() {
-    static const Sm2Material material = make_material(kRecommended);
+    static const Sm2Material material = make_material(recommended_curve);
     return material;
 }
 

@@ -18,13 +18,13 @@
 namespace bench {
 
 std::span<const std::size_t> sizes() {
-    static constexpr std::size_t kSizes[] = {16, 64, 1024, 16384};
-    return kSizes;
+    static constexpr std::size_t data_sizes[] = {16, 64, 1024, 16384};
+    return data_sizes;
 }
 
 namespace {
 
-constexpr long kMark = 0x756c6d61726f2121;  // plugin.c has it too
+constexpr long mark_word = 0x756c6d61726f2121;  // plugin.c has it too
 
 std::string name_of(const Case& c) { return c.operation + "/" + c.implementation; }
 
@@ -42,9 +42,9 @@ bool run(const char* name, long times) {
         std::fprintf(stderr, "%s: %s\n", name, found == cases().end() ? "no such case" : "wrong result");
         return false;
     }
-    ::syscall(SYS_getppid, kMark);
+    ::syscall(SYS_getppid, mark_word);
     for (long i = 0; i < times; ++i) found->work();
-    ::syscall(SYS_getppid, kMark);
+    ::syscall(SYS_getppid, mark_word);
     return true;
 }
 

@@ -12,9 +12,9 @@ using ulmaro::ec::Field;
 
 namespace {
 
-constexpr int kScalarWords = 10;
-constexpr int kMaxDigits = 32 * kScalarWords + 1;
-constexpr int kMaxWidth = 4;
+constexpr int scalar_words = 10;
+constexpr int max_digits = 32 * scalar_words + 1;
+constexpr int max_width = 4;
 
 /// Bit i of a number; words above its length are never read.
 unsigned int bit_at(const unsigned int* words, int num, int i) noexcept {
@@ -56,13 +56,13 @@ int width_for(int bits) noexcept {
 
 /// A scalar's digits and the odd multiples of its point.
 struct Term {
-    std::array<signed char, kMaxDigits> digits;
+    std::array<signed char, max_digits> digits;
     int len;
-    std::array<ec_point_st, 1 << (kMaxWidth - 1)> odd;  // P, 3P, 5P, ...
+    std::array<ec_point_st, 1 << (max_width - 1)> odd;  // P, 3P, 5P, ...
 };
 
 void prepare_term(ec_group_st* grp, Term& term, const ec_point_st* P, bignum_st* k) noexcept {
-    const int num = std::clamp(grp->order_top, 0, kScalarWords);
+    const int num = std::clamp(grp->order_top, 0, scalar_words);
     const int bits = BN_num_bits(k->words, num);
     const int w = width_for(bits);
     term.odd[0] = *P;
@@ -123,7 +123,7 @@ private:
 }  // namespace
 
 signed char* compute_wNAF(bignum_st* scalar, int w, int len, int* outLen) {
-    const int num = std::clamp(len, 0, kScalarWords);
+    const int num = std::clamp(len, 0, scalar_words);
     const int bits = BN_num_bits(scalar->words, num);
     auto* digits = static_cast<signed char*>(std::malloc(static_cast<std::size_t>(bits) + 1));
     // Digits of width above 7 do not fit into eight bits.

@@ -8,15 +8,15 @@
 namespace ulmaro::ec {
 namespace {
 
-constexpr int kWords = 8;
+constexpr int word_count = 8;
 constexpr U256 one = {{1, 0, 0, 0}};
 
 using Residues = u256::PortableResidues;
 
 // 2^512 mod n. The exported routine stores only the residue's own words; the caller clears the others.
 U256 montgomery_factor(bignum_st& n) noexcept {
-    unsigned int nprime, factor[kWords] = {};
-    BN_MONT_CTX_set(n.words, kWords, &nprime, factor);
+    unsigned int nprime, factor[word_count] = {};
+    BN_MONT_CTX_set(n.words, word_count, &nprime, factor);
     return limbs(factor);
 }
 
@@ -46,7 +46,7 @@ U256 Order::mul(const U256& a, const U256& b) const noexcept {
         Wiped<Words> words;
         from_limbs(words->a, a);
         from_limbs(words->b, b);
-        mul_mod(words->r, words->a, words->b, n_, kWords);
+        mul_mod(words->r, words->a, words->b, n_, word_count);
         return limbs(words->r.words);
     }
     const Residues n(modulus_);
@@ -57,7 +57,7 @@ U256 Order::invert(const U256& a) const noexcept {
     if (!odd()) {
         Wiped<Words> words;
         from_limbs(words->a, a);
-        inverse_mod(words->r, words->a, n_, kWords);
+        inverse_mod(words->r, words->a, n_, word_count);
         return limbs(words->r.words);
     }
     const Residues n(modulus_);

@@ -13,7 +13,7 @@ unsigned char g_Gn_256[32];
 
 namespace {
 
-constexpr int kCustomCurve = 7;
+constexpr int custom_curve = 7;
 
 }  // namespace
 
@@ -31,7 +31,7 @@ int SM2_Set_Custom_Paramter(const unsigned char* p, const unsigned char* a, cons
 }
 
 int SM2_Get_Paramter(ECCParameter_st* param, int type) {
-    if (type != kCustomCurve) {
+    if (type != custom_curve) {
         *param = ulmaro::ec::recommended_curve;
         return 0;
     }

@@ -15,8 +15,8 @@ namespace {
 
 using namespace ulmaro;
 
-constexpr int kBlock = 16;
-constexpr int kBlockSizeArgument = 8;  // part of the primitives' calling contract
+constexpr int block_bytes = 16;
+constexpr int block_size_argument = 8;  // part of the primitives' calling contract
 
 /// Both key schedules of one call, zero before KEY_INIT() sees them and wiped afterwards.
 struct Schedules {
@@ -39,12 +39,13 @@ void run_ecb(void (*block)(const unsigned int*, int, const unsigned int*, unsign
              const unsigned char* in, int len, unsigned char* out) {
     Wiped<unsigned int[4]> x;
     Wiped<unsigned int[4]> y;
-    for (int blocks = len <= 0 ? 0 : (len - 1) / kBlock + 1; blocks > 0; --blocks, in += kBlock, out += kBlock) {
+    for (int blocks = len <= 0 ? 0 : (len - 1) / block_bytes + 1; blocks > 0;
+         --blocks, in += block_bytes, out += block_bytes) {
         for (int i = 0; i < 4; ++i) {
             (*x)[i] = load_be32(in + 4 * i);
             (*y)[i] = 0;
         }
-        block(x.get(), kBlockSizeArgument, schedule, y.get());
+        block(x.get(), block_size_argument, schedule, y.get());
         for (int i = 0; i < 4; ++i) store_be32(out + 4 * i, (*y)[i]);
     }
 }

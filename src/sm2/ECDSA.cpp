@@ -26,7 +26,7 @@ using namespace ulmaro::ec;
 namespace {
 
 // A usable order has eight words, and so does everything computed modulo it.
-constexpr int kWords = 8;
+constexpr int word_count = 8;
 
 using Bytes32 = ulmaro::sm2p256::In;
 
@@ -36,7 +36,7 @@ struct SigningScratch {
     U256 d, inverse;
 };
 
-bool is_zero(bignum_st& a) noexcept { return BN_is_zero(a.words, kWords) != 0; }
+bool is_zero(bignum_st& a) noexcept { return BN_is_zero(a.words, word_count) != 0; }
 
 U256 load(const unsigned char* be32) noexcept {
     U256 a;
@@ -98,10 +98,10 @@ std::optional<int> compare(ec_group_st& grp, const unsigned char* e_be32, Affine
     bignum_st e, t, R;
     AffinePoint sum;
     from_be32(e, e_be32);
-    BN_mod_add(t.words, r.words, s.words, grp.order.words, kWords);
+    BN_mod_add(t.words, r.words, s.words, grp.order.words, word_count);
     if (is_zero(t) || !multiply_both_vartime(grp, s, key, on_curve, t, sum)) return std::nullopt;
-    add_mod(R, e, sum.x, grp.order, kWords);
-    return BN_ucmp(r.words, kWords, R.words, kWords);
+    add_mod(R, e, sum.x, grp.order, word_count);
+    return BN_ucmp(r.words, word_count, R.words, word_count);
 }
 
 std::optional<int> compare_recommended(Bytes32 e, const ECC_PUBLIC_KEY& key, const ECC_SIGNATURE& signature) noexcept {
@@ -139,12 +139,12 @@ int ECDSA_Verification(ec_group_st* grp, unsigned char* e, ECC_PUBLIC_KEY* key, 
     bignum_st& n = grp->order;
 
     // B1, B2
-    int difference = BN_ucmp(r.words, kWords, n.words, kWords);
+    int difference = BN_ucmp(r.words, word_count, n.words, word_count);
     if (difference >= 0) {
         std::printf("r>=n ret = %d\n", difference);
         return 0;
     }
-    difference = BN_ucmp(s.words, kWords, n.words, kWords);
+    difference = BN_ucmp(s.words, word_count, n.words, word_count);
     if (difference >= 0) {
         std::printf("s>=n ret = %d\n", difference);
         return 0;

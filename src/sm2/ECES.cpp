@@ -24,9 +24,9 @@ using namespace ulmaro::ec;
 
 namespace {
 
-constexpr std::size_t kHashBytes = 32;
+constexpr std::size_t hash_bytes = 32;
 /// The length of x2 || M || y2 fits an int too.
-constexpr int kMaxMessage = INT_MAX - 64;
+constexpr int max_message = INT_MAX - 64;
 
 struct Record {
     explicit Record(Ulmaro_ECC_CIPHER_BLOB* blob) noexcept : c1(reinterpret_cast<unsigned char*>(blob)) {}
@@ -96,9 +96,9 @@ int refuse(const char* diagnostic) noexcept {
     return 0;
 }
 
-constexpr const char* kZeroPoint = "BN_is_zero failed!\n";
-constexpr const char* kZeroStream = "sum_t==0\n";
-constexpr const char* kWrongHash = "char_equal!=0\n";
+constexpr const char* zero_point = "BN_is_zero failed!\n";
+constexpr const char* zero_stream = "sum_t==0\n";
+constexpr const char* wrong_hash = "char_equal!=0\n";
 
 }  // namespace
 
@@ -106,7 +106,7 @@ int ECES_Encryption(ec_group_st* grp, unsigned char* msg, int msgLen, ECC_PUBLIC
                     Ulmaro_ECC_CIPHER_BLOB* blob) {
     if (blob == nullptr) return 0;
     const std::size_t size = ulmaro::checked_length(msgLen);
-    if (msgLen > kMaxMessage) throw std::bad_array_new_length();
+    if (msgLen > max_message) throw std::bad_array_new_length();
     const Record record(blob);
     std::memcpy(record.len, &msgLen, sizeof msgLen);
 
@@ -123,7 +123,7 @@ int ECES_Encryption(ec_group_st* grp, unsigned char* msg, int msgLen, ECC_PUBLIC
         std::memset(record.cipher, 0, size);
         return 0;
     }
-    unsigned char hash[kHashBytes];
+    unsigned char hash[hash_bytes];
     shared->digest(msg, msgLen, hash);
     xor_into(stream, msg, size);
     if (apart) std::memcpy(record.cipher, stream, size);
@@ -136,14 +136,14 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     const Record record(blob);
     std::uint32_t claimed;
     std::memcpy(&claimed, record.len, sizeof claimed);
-    if (claimed > static_cast<std::uint32_t>(kMaxMessage)) return refuse(kZeroStream);
+    if (claimed > static_cast<std::uint32_t>(max_message)) return refuse(zero_stream);
     const std::size_t size = claimed;
     const int len = static_cast<int>(claimed);
 
     // B1: the private key never meets a point of another curve.
     AffinePoint c1 = load_point(record.c1);
-    if (is_all_zero(record.c1, 64)) return refuse(kZeroPoint);
-    if (!is_usable(*grp) || !is_on_curve(*grp, c1)) return refuse(len == 0 ? kZeroStream : kWrongHash);
+    if (is_all_zero(record.c1, 64)) return refuse(zero_point);
+    if (!is_usable(*grp) || !is_on_curve(*grp, c1)) return refuse(len == 0 ? zero_stream : wrong_hash);
 
     // Before there are secrets: a process binds the allocation at its first call, which stores all vector registers.
     SecretBytes text(size);
@@ -154,18 +154,18 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     ulmaro::bn::from_be32(*d, priKey->d);
     multiply_point(*grp, c1, *d, shared->point);
     const bool zero = (BN_is_zero(shared->point.x.words, 8) | BN_is_zero(shared->point.y.words, 8)) != 0;
-    if (declassify(zero, Public::shared_point_zero)) return refuse(kZeroPoint);
+    if (declassify(zero, Public::shared_point_zero)) return refuse(zero_point);
     store_point(shared->bytes, shared->point);
 
     // B4, B5
     shared->key_stream(len, text.data());
-    if (is_zero_stream(text.data(), size)) return refuse(kZeroStream);
+    if (is_zero_stream(text.data(), size)) return refuse(zero_stream);
     xor_into(text.data(), record.cipher, size);
 
     // B6. The record is compared before the message is written, which may be over it.
-    unsigned char hash[kHashBytes];
+    unsigned char hash[hash_bytes];
     shared->digest(text.data(), len, hash);
     const bool authentic = declassify(equal(hash, record.hash, sizeof hash), Public::authentic);
     std::memcpy(plain, text.data(), size);
-    return authentic ? 1 : refuse(kWrongHash);
+    return authentic ? 1 : refuse(wrong_hash);
 }

@@ -15,19 +15,19 @@ namespace {
 
 using namespace ulmaro;
 
-constexpr std::size_t kBlock = 64;
+constexpr std::size_t block_bytes = 64;
 
 /// z || counter from the last whole block of z on, padded.
 void prepare(sm3::CounterMessage& message, const sm3::Kernels& kernels, const unsigned char* z,
              std::size_t size) noexcept {
-    const std::size_t rest = size % kBlock;
-    std::copy_n(sm3::kInitialValue, 8, message.v);
-    kernels.compress(message.v, z, size / kBlock);
+    const std::size_t rest = size % block_bytes;
+    std::copy_n(sm3::initial_value, 8, message.v);
+    kernels.compress(message.v, z, size / block_bytes);
     std::memset(message.bytes, 0, sizeof message.bytes);
     if (rest != 0) std::memcpy(message.bytes, z + (size - rest), rest);
     message.bytes[rest + 4] = 0x80;
     message.blocks = rest + 4 < 56 ? 1 : 2;
-    store_be32(message.bytes + message.blocks * kBlock - 4, static_cast<std::uint32_t>(size + 4) * 8);
+    store_be32(message.bytes + message.blocks * block_bytes - 4, static_cast<std::uint32_t>(size + 4) * 8);
     message.counter_offset = rest;
 }
 

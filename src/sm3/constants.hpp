@@ -8,7 +8,7 @@
 namespace ulmaro::sm3 {
 
 /// Chaining value before the first block.
-inline constexpr std::uint32_t kInitialValue[8] = {0x7380166f, 0x4914b2b9, 0x172442d7, 0xda8a0600,
+inline constexpr std::uint32_t initial_value[8] = {0x7380166f, 0x4914b2b9, 0x172442d7, 0xda8a0600,
                                                    0xa96f30bc, 0x163138aa, 0xe38dee4d, 0xb0fb0e4e};
 
 /// T_j.

@@ -15,12 +15,12 @@
 namespace ulmaro::sm3 {
 namespace {
 
-constexpr std::size_t kBlock = 64;
-constexpr std::size_t kDigest = 32;
-constexpr std::size_t kRows = 68;
+constexpr std::size_t block_bytes = 64;
+constexpr std::size_t digest_bytes = 32;
+constexpr std::size_t row_count = 68;
 
 /// The first group, with its expansion, takes as long as two to four single digests, any other as long as up to two.
-constexpr std::size_t kWorthwhile = 4;
+constexpr std::size_t worthwhile = 4;
 
 class Groups {
 public:
@@ -29,7 +29,7 @@ public:
         : kernels_(kernels), message_(message), series_(several ? columns() : 1) {}
     ~Groups() {
         if (!started_) return;
-        secure_wipe(words_, kRows * kernels_.lanes * sizeof(std::uint32_t));
+        secure_wipe(words_, row_count * kernels_.lanes * sizeof(std::uint32_t));
         secure_wipe(shared_, sizeof shared_);
         secure_wipe(result_, sizeof result_);
     }
@@ -44,22 +44,22 @@ public:
         const std::size_t group = (base - origin) >> std::countr_zero(lanes);
         if (!started_ || origin != origin_) start(origin);
         if (group == 0) {
-            kernels_.compress_lanes(shared_, result_, words_, lanes, kNone, 0);
+            kernels_.compress_lanes(shared_, result_, words_, lanes, no_words, 0);
         } else {
             kernels_.compress_lanes(shared_, result_, words_, lanes, columns_ + group, columns());
         }
-        if (padding() != nullptr) kernels_.compress_lanes(result_, result_, kNone, 0, columns_, columns());
+        if (padding() != nullptr) kernels_.compress_lanes(result_, result_, no_words, 0, columns_, columns());
         return result_;
     }
 
 private:
-    static constexpr std::size_t kColumns = 8;
-    static_assert(kColumns * kMaxLanes <= 256);
-    alignas(64) static constexpr std::uint32_t kNone[kMaxLanes] = {};
+    static constexpr std::size_t column_count = 8;
+    static_assert(column_count * max_lanes <= 256);
+    alignas(64) static constexpr std::uint32_t no_words[max_lanes] = {};
 
     /// The block after the one with the counter's last byte, or null.
     const unsigned char* padding() const noexcept {
-        return block_ + 1 < message_.blocks ? message_.bytes + kBlock * (block_ + 1) : nullptr;
+        return block_ + 1 < message_.blocks ? message_.bytes + block_bytes * (block_ + 1) : nullptr;
     }
 
     /// The counter's last byte in the word that ends with it or has it inside.
@@ -71,7 +71,7 @@ private:
         const std::size_t lanes = kernels_.lanes;
         if (!started_ && (series_ > 1 || padding() != nullptr)) expand_columns();
         store_be32(message_.bytes + message_.counter_offset, origin);
-        const unsigned char* bytes = message_.bytes + kBlock * block_;
+        const unsigned char* bytes = message_.bytes + block_bytes * block_;
         // A counter that begins in the previous block changes that block in every series.
         if (!started_ || block_ != 0) {
             Wiped<std::uint32_t[8]> v;
@@ -91,43 +91,43 @@ private:
     /// One per lane: in their own place where that has as many columns, else where the words of the message will be.
     void expand_columns() noexcept {
         const std::size_t lanes = kernels_.lanes;
-        std::uint32_t* rows = lanes > kColumns ? words_ : columns_;
+        std::uint32_t* rows = lanes > column_count ? words_ : columns_;
         std::fill_n(rows, 16 * lanes, 0U);
         if (const unsigned char* bytes = padding(); bytes != nullptr)
             for (std::size_t j = 0; j < 16; ++j) rows[j * lanes] = load_be32(bytes + 4 * j);
         for (std::size_t group = 1; group < series_; ++group) rows[word_ * lanes + group] = in_word(group * lanes);
         kernels_.expand_lanes(rows);
         if (rows == columns_) return;
-        for (std::size_t j = 0; j < kRows; ++j)
-            std::memcpy(columns_ + j * kColumns, rows + j * lanes, kColumns * sizeof *rows);
+        for (std::size_t j = 0; j < row_count; ++j)
+            std::memcpy(columns_ + j * column_count, rows + j * lanes, column_count * sizeof *rows);
     }
 
-    std::size_t columns() const noexcept { return std::min(kernels_.lanes, kColumns); }
+    std::size_t columns() const noexcept { return std::min(kernels_.lanes, column_count); }
 
     const Kernels& kernels_;
     CounterMessage& message_;
     const std::size_t last_byte_ = message_.counter_offset + 3;
-    const std::size_t block_ = last_byte_ / kBlock;
-    const std::size_t word_ = last_byte_ % kBlock / 4;
-    const std::size_t series_;  // groups in a series, 1 to kColumns
+    const std::size_t block_ = last_byte_ / block_bytes;
+    const std::size_t word_ = last_byte_ % block_bytes / 4;
+    const std::size_t series_;  // groups in a series, 1 to column_count
     bool started_ = false;
     std::uint32_t origin_ = 0;  // the first counter of the series
     // W_0 to W_67 of non-secret parts: of the padding in column 0, of the difference between the groups 0 and i of a
     // series in column i.
-    alignas(64) std::uint32_t columns_[kRows * kColumns];
+    alignas(64) std::uint32_t columns_[row_count * column_count];
     // The message with the counters of group 0 in its lanes, the chaining value before it, and the one after a group.
-    alignas(64) std::uint32_t words_[kRows * kMaxLanes];
-    alignas(64) std::uint32_t shared_[8 * kMaxLanes];
-    alignas(64) std::uint32_t result_[8 * kMaxLanes];
+    alignas(64) std::uint32_t words_[row_count * max_lanes];
+    alignas(64) std::uint32_t shared_[8 * max_lanes];
+    alignas(64) std::uint32_t result_[8 * max_lanes];
 };
 
 /// The digest in the column of v, whose rows are stride words apart, or its first size bytes.
 void write(unsigned char* out, std::size_t size, const std::uint32_t* v, std::size_t stride) noexcept {
-    if (size >= kDigest) {
+    if (size >= digest_bytes) {
         for (std::size_t i = 0; i < 8; ++i) store_be32(out + 4 * i, v[i * stride]);
     } else {
-        Wiped<unsigned char[kDigest]> whole;
-        write(whole.get(), kDigest, v, stride);
+        Wiped<unsigned char[digest_bytes]> whole;
+        write(whole.get(), digest_bytes, v, stride);
         std::memcpy(out, whole.get(), size);
     }
 }
@@ -146,18 +146,18 @@ void write(unsigned char* out, std::size_t size, const std::uint32_t* v, std::si
 void counter_digests(const Kernels& kernels, CounterMessage& message, std::uint32_t first, unsigned char* out,
                      std::size_t size) noexcept {
     const auto lanes = static_cast<std::uint32_t>(kernels.lanes);
-    Groups groups(kernels, message, size > kDigest * lanes);
+    Groups groups(kernels, message, size > digest_bytes * lanes);
     while (size != 0) {
         const std::uint32_t lane = first % lanes;
-        const auto wanted = std::min<std::size_t>(lanes - lane, (size + kDigest - 1) / kDigest);
-        const std::uint32_t* v = wanted >= kWorthwhile ? groups.compress(first - lane) : nullptr;
+        const auto wanted = std::min<std::size_t>(lanes - lane, (size + digest_bytes - 1) / digest_bytes);
+        const std::uint32_t* v = wanted >= worthwhile ? groups.compress(first - lane) : nullptr;
         for (std::size_t i = 0; i < wanted; ++i) {
             if (v != nullptr) {
                 write(out, size, v + lane + i, lanes);
             } else {
                 one_digest(kernels, message, first + static_cast<std::uint32_t>(i), out, size);
             }
-            const std::size_t written = std::min(size, kDigest);
+            const std::size_t written = std::min(size, digest_bytes);
             out += written;
             size -= written;
         }

@@ -17,7 +17,7 @@ struct Kernels {
     /// v is the chaining value, 8 words A..H; data is 64 * blocks bytes, any alignment, and does not overlap v.
     void (*compress)(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept;
 
-    /// A power of two, at most kMaxLanes; 1 where there is nothing to gain, and then the two functions are null.
+    /// A power of two, at most max_lanes; 1 where there is nothing to gain, and then the two functions are null.
     std::size_t lanes;
     /// w is 68 rows: W_16 to W_67 from the first 16.
     void (*expand_lanes)(std::uint32_t* w) noexcept;
@@ -27,7 +27,7 @@ struct Kernels {
                            const std::uint32_t* common, std::size_t stride) noexcept;
 };
 
-inline constexpr std::size_t kMaxLanes = 16;
+inline constexpr std::size_t max_lanes = 16;
 
 /// Those of this architecture, each named after the architecture and its instructions.
 extern const Kernels portable_kernels;

@@ -13,8 +13,8 @@ namespace {
 
 using namespace ulmaro;
 
-constexpr std::size_t kBlock = 64;
-constexpr std::size_t kLengthOffset = 60;  // only the low 32 bits of the bit count are ever non-zero
+constexpr std::size_t block_bytes = 64;
+constexpr std::size_t length_offset = 60;  // only the low 32 bits of the bit count are ever non-zero
 
 void write_digest(unsigned char* out, const std::uint32_t* v) noexcept {
     for (int i = 0; i < 8; ++i) store_be32(out + 4 * i, v[i]);
@@ -22,28 +22,28 @@ void write_digest(unsigned char* out, const std::uint32_t* v) noexcept {
 
 /// Pads and compresses the last `used` bytes, fewer than 120, of a message of `total` bytes.
 void finish(std::uint32_t* v, const unsigned char* last, std::size_t used, std::uint32_t total) noexcept {
-    unsigned char padded[2 * kBlock] = {};
+    unsigned char padded[2 * block_bytes] = {};
     // A copy of known size is a few vector moves; any other is a slow string instruction.
-    const std::size_t whole = used / kBlock * kBlock;
-    if (whole != 0) std::memcpy(padded, last, kBlock);
+    const std::size_t whole = used / block_bytes * block_bytes;
+    if (whole != 0) std::memcpy(padded, last, block_bytes);
     if (used != whole) std::memcpy(padded + whole, last + whole, used - whole);
     padded[used] = 0x80;
     const std::size_t blocks = used < 56 ? 1 : 2;
-    store_be32(padded + (blocks - 1) * kBlock + kLengthOffset, total * 8);
+    store_be32(padded + (blocks - 1) * block_bytes + length_offset, total * 8);
     sm3::active_kernels().compress(v, padded, blocks);
     secure_wipe(padded, sizeof padded);
 }
 
 /// Bytes waiting in the context; a context that was never set up must not make us read past its block.
-std::size_t pending(const SM3_CTX* ctx) noexcept { return static_cast<unsigned>(ctx->num) % kBlock; }
+std::size_t pending(const SM3_CTX* ctx) noexcept { return static_cast<unsigned>(ctx->num) % block_bytes; }
 
 }  // namespace
 
 void SM3_Init_ex(SM3_CTX* ctx) {
     ctx->num = 0;
-    std::copy_n(sm3::kInitialValue, 8, ctx->V);
+    std::copy_n(sm3::initial_value, 8, ctx->V);
     for (unsigned j = 0; j < 64; ++j) ctx->T[j] = sm3::round_constant(j);
-    std::memset(ctx->block, 0, kBlock);
+    std::memset(ctx->block, 0, block_bytes);
     ctx->total_len = 0;
 }
 
@@ -53,9 +53,9 @@ void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     std::size_t left = checked_length(len);
     const std::size_t waiting = pending(ctx);
     ctx->total_len += static_cast<unsigned>(len);
-    if (waiting + left < kBlock) {
+    if (waiting + left < block_bytes) {
         if (left != 0) std::memmove(ctx->block + waiting, in, left);
-        std::memset(ctx->block + waiting + left, 0, kBlock - waiting - left);
+        std::memset(ctx->block + waiting + left, 0, block_bytes - waiting - left);
         ctx->num = static_cast<int>(waiting + left);
         return;
     }
@@ -63,26 +63,26 @@ void SM3_Update_ex(SM3_CTX* ctx, unsigned char* in, int len) {
     const auto compress = sm3::active_kernels().compress;
     struct Scratch {
         std::uint32_t v[8];
-        unsigned char tail[kBlock];
+        unsigned char tail[block_bytes];
     };
     Wiped<Scratch> scratch;
     auto& [v, tail] = *scratch;
     std::copy_n(ctx->V, 8, v);
     const unsigned char* next = in;
     if (waiting != 0) {
-        std::memcpy(tail, ctx->block, kBlock);
-        std::memcpy(tail + waiting, next, kBlock - waiting);
+        std::memcpy(tail, ctx->block, block_bytes);
+        std::memcpy(tail + waiting, next, block_bytes - waiting);
         compress(v, tail, 1);
-        next += kBlock - waiting;
-        left -= kBlock - waiting;
+        next += block_bytes - waiting;
+        left -= block_bytes - waiting;
     }
-    compress(v, next, left / kBlock);
-    next += left / kBlock * kBlock;
-    left %= kBlock;
+    compress(v, next, left / block_bytes);
+    next += left / block_bytes * block_bytes;
+    left %= block_bytes;
     std::memcpy(tail, next, left);
-    std::memset(tail + left, 0, kBlock - left);
+    std::memset(tail + left, 0, block_bytes - left);
     std::copy_n(v, 8, ctx->V);
-    std::memcpy(ctx->block, tail, kBlock);
+    std::memcpy(ctx->block, tail, block_bytes);
     ctx->num = static_cast<int>(left);
 }
 
@@ -94,10 +94,11 @@ void SM3_Final_ex(SM3_CTX* ctx, unsigned char* out) {
 void SM3_HASH_ex(unsigned char* in, int len, unsigned char* out) {
     const std::size_t size = checked_length(len);
     // Two blocks take less time in one call of the kernel than in two.
-    const std::size_t used = size < kBlock || size % kBlock >= 56 ? size % kBlock : size % kBlock + kBlock;
+    const std::size_t used =
+        size < block_bytes || size % block_bytes >= 56 ? size % block_bytes : size % block_bytes + block_bytes;
     std::uint32_t v[8];
-    std::copy_n(sm3::kInitialValue, 8, v);
-    if (size != used) sm3::active_kernels().compress(v, in, (size - used) / kBlock);
+    std::copy_n(sm3::initial_value, 8, v);
+    if (size != used) sm3::active_kernels().compress(v, in, (size - used) / block_bytes);
     finish(v, in + (size - used), used, static_cast<std::uint32_t>(size));
     write_digest(out, v);
 }

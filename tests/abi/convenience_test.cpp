@@ -36,24 +36,24 @@ Value value(std::string_view hex) {
 
 PrivateKey private_key(std::string_view hex) { return PrivateKey(View(from_hex(hex)).first<32>()); }
 
-const auto kKey = block("0123456789abcdeffedcba9876543210");
-const Sm4::Iv kIv = block("3c59270ea144d8906bf31d72c5880ae6");
+const auto sample_key = block("0123456789abcdeffedcba9876543210");
+const Sm4::Iv sample_iv = block("3c59270ea144d8906bf31d72c5880ae6");
 
 struct {
     std::size_t curve;
     const char *d, *e, *k, *signature;
-} constexpr kSignatures[] = {
+} constexpr known_signatures[] = {
 #include "vectors/sm2_signatures.inc"
 };
 struct {
     std::size_t curve;
     const char *d, *k, *record;
-} constexpr kCiphertexts[] = {
+} constexpr known_ciphertexts[] = {
 #include "vectors/sm2_ciphertexts.inc"
 };
-constexpr const char* kD = kSignatures[0].d;
+constexpr const char* d_hex = known_signatures[0].d;
 /// Of the signatures.
-constexpr const char* kKeys[] = {
+constexpr const char* known_keys[] = {
     "09f9df311e5421a150dd7d161e4bc5c672179fad1833fc076bb08ff356f35020"
     "ccea490ce26775a52dc6ea718cc1aa600aed05fbf35e084a6632f6072da9ad13",
     "0ae4c7798aa0f119471bee11825be46202bb79e2a5844495e97c04ff4df2548a"
@@ -100,13 +100,13 @@ TEST(Convenience, ArgumentsOfMoreThanOnePiece) {
     SM3_HASH(message.data(), size, digest.data());
     EXPECT_EQ(Sm3::hash(message), Digest(digest));
 
-    const Sm4 cipher(kKey);
+    const Sm4 cipher(sample_key);
     Bytes text = message, expected(message.size());
-    SM4_X_CBC_EN_MODE_EX(message.data(), size, kKey.data(), kIv.data(), expected.data());
-    Sm4::Iv chain = kIv;
+    SM4_X_CBC_EN_MODE_EX(message.data(), size, sample_key.data(), sample_iv.data(), expected.data());
+    Sm4::Iv chain = sample_iv;
     cipher.cbc_encrypt(chain, text, text);
     EXPECT_TRUE(text == expected && std::equal(chain.begin(), chain.end(), text.end() - 16));
-    chain = kIv;
+    chain = sample_iv;
     cipher.cbc_decrypt(chain, text, text);
     EXPECT_TRUE(text == message && std::equal(chain.begin(), chain.end(), expected.end() - 16));
     cipher.ecb_encrypt(text, text);
@@ -115,15 +115,15 @@ TEST(Convenience, ArgumentsOfMoreThanOnePiece) {
 }
 
 TEST(ConvenienceSm2, StandardExamples) {
-    for (const auto& v : kSignatures) {
-        const Curve curve(parameters(kCurves[v.curve]));
-        const auto key = value<PublicKey>(kKeys[v.curve]);
+    for (const auto& v : known_signatures) {
+        const Curve curve(parameters(known_curves[v.curve]));
+        const auto key = value<PublicKey>(known_keys[v.curve]);
         const auto signature = value<Signature>(v.signature);
         const char* const users[] = {"1234567812345678", "ALICE123@YAHOO.COM"};
         EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), signature, users[v.curve]));
         EXPECT_TRUE(curve.verify_digest(key, value<Digest>(v.e), signature));
     }
-    for (const auto& v : kCiphertexts) {
+    for (const auto& v : known_ciphertexts) {
         const std::string all = v.record, c1 = "04" + all.substr(0, 128), c3 = all.substr(128, 64),
                           c2 = all.substr(200);
         const Ciphertext ciphertext = Ciphertext::from_raw(from_hex(c1 + c3 + c2));
@@ -132,26 +132,26 @@ TEST(ConvenienceSm2, StandardExamples) {
         EXPECT_EQ(to_hex(ciphertext.raw()), c1 + c3 + c2);
         EXPECT_EQ(to_hex(ciphertext.raw(Ciphertext::Order::c1c2c3)), c1 + c2 + c3);
         EXPECT_EQ(to_hex(ciphertext.bytes()), all);
-        const Bytes plain = Curve(parameters(kCurves[v.curve])).decrypt(private_key(v.d), ciphertext);
+        const Bytes plain = Curve(parameters(known_curves[v.curve])).decrypt(private_key(v.d), ciphertext);
         EXPECT_EQ(to_hex(plain), to_hex(bytes_of("encryption standard")));
     }
     const Curve curve;
-    const PublicKey key = curve.public_key(private_key(kD));
-    EXPECT_EQ(key, value<PublicKey>(kKeys[0]));
+    const PublicKey key = curve.public_key(private_key(d_hex));
+    EXPECT_EQ(key, value<PublicKey>(known_keys[0]));
     EXPECT_EQ(to_hex(curve.identity_digest(key).bytes()),
               "b2e14c5c79c6df5b85f4fe7ed8db7a262b9da7e07ccb0ea9f4747b8ccda8a4f3");
-    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), value<Signature>(kSignatures[0].signature)));
+    EXPECT_TRUE(curve.verify(key, bytes_of("message digest"), value<Signature>(known_signatures[0].signature)));
 }
 
 TEST(ConvenienceSm2, AnotherCurve) {
-    const Curve curve(parameters(kExample));
-    const auto key = value<PublicKey>(kKeys[1]);
+    const Curve curve(parameters(example_curve));
+    const auto key = value<PublicKey>(known_keys[1]);
     EXPECT_TRUE(curve.contains(key));
     EXPECT_FALSE(Curve().contains(key));
-    const auto signature = value<Signature>(kSignatures[1].signature);
+    const auto signature = value<Signature>(known_signatures[1].signature);
     EXPECT_EQ(printed_by([&] { EXPECT_FALSE(curve.verify(key, bytes_of("message digest"), signature)); }).substr(0, 14),
               "cmp different!");
-    EXPECT_REFUSED(curve.public_key(private_key(kD)));
+    EXPECT_REFUSED(curve.public_key(private_key(d_hex)));
     const KeyPair pair = curve.generate();
     EXPECT_TRUE(curve.verify(pair.public_key, bytes_of("m"), curve.sign(pair, bytes_of("m"))));
     EXPECT_EQ(curve.decrypt(pair.private_key, curve.encrypt(pair.public_key, bytes_of("m"))), Bytes{'m'});
@@ -181,7 +181,7 @@ TEST(ConvenienceSm2, Refusals) {
                           "fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54122"}) {
         EXPECT_REFUSED(curve.sign_digest(private_key(d), e)) << d;
     }
-    EXPECT_REFUSED(curve.public_key(private_key(kRecommended.n)));
+    EXPECT_REFUSED(curve.public_key(private_key(recommended_curve.n)));
     EXPECT_REFUSED(curve.encrypt(pair.public_key, {}));
     EXPECT_REFUSED(curve.encrypt(PublicKey(), bytes_of("m")));
     EXPECT_REFUSED(curve.identity_digest(pair.public_key, std::string(8192, 'x')));
@@ -223,7 +223,7 @@ TEST(ConvenienceSm2, Refusals) {
 }
 
 TEST(ConvenienceSm2, UnusableCurves) {
-    const ECCParameter_st good = parameters(kRecommended);
+    const ECCParameter_st good = parameters(recommended_curve);
     ECCParameter_st off = good, even = good, small = good;
     off.Gx[31] ^= 1;
     even.p[31] ^= 1;  // with a base point, (0, 0), that is on the curve
@@ -244,7 +244,7 @@ TEST(ConvenienceSm2, OnlyOneSpellingOfAKeyIsTaken) {
     const PrivateKey one = private_key(zero.substr(1) + '1');
     const Digest e;
     for (const auto& [x, y, second] : points) {
-        test::Curve based = kCurves[2];
+        test::Curve based = known_curves[2];
         based.Gx = x.c_str();
         based.Gy = y.c_str();
         const Curve curve(parameters(based));
@@ -259,47 +259,47 @@ TEST(ConvenienceSm2, OnlyOneSpellingOfAKeyIsTaken) {
 }
 
 TEST(ConvenienceSm4, ModesAgreeWithTheEntryPointsAndStreamsGoOn) {
-    const Sm4 cipher(kKey);
+    const Sm4 cipher(sample_key);
     const Bytes message = pattern(160);
     Bytes whole(160);
-    SM4_X_CBC_EN_MODE_EX(message.data(), 160, kKey.data(), kIv.data(), whole.data());
+    SM4_X_CBC_EN_MODE_EX(message.data(), 160, sample_key.data(), sample_iv.data(), whole.data());
     for (std::size_t cut = 0; cut <= 160; cut += 16) {
         Bytes text = message;
         const std::span first = std::span(text).first(cut), second = std::span(text).subspan(cut);
-        Sm4::Iv chain = kIv;
+        Sm4::Iv chain = sample_iv;
         cipher.cbc_encrypt(chain, first, first);
         cipher.cbc_encrypt(chain, second, second);
         EXPECT_EQ(text, whole) << cut;
-        chain = kIv;
+        chain = sample_iv;
         cipher.cbc_decrypt(chain, first, first);
         cipher.cbc_decrypt(chain, second, second);
         EXPECT_EQ(text, message) << cut;
     }
     Bytes out(17);
-    Sm4::Iv chain = kIv;
+    Sm4::Iv chain = sample_iv;
     EXPECT_REFUSED(cipher.cbc_encrypt(chain, message, out));
     EXPECT_REFUSED(cipher.cbc_decrypt(chain, out, out));
     EXPECT_REFUSED(cipher.ecb_encrypt(out, out));
     EXPECT_REFUSED(cipher.ecb_encrypt(View(out).first(0), std::span(out).first(16)));
-    EXPECT_EQ(chain, kIv);
+    EXPECT_EQ(chain, sample_iv);
 }
 
 TEST(ConvenienceSm4, PaddingIsPutOnAndOnlyTheRightOneTakenOff) {
-    const Sm4 cipher(kKey);
+    const Sm4 cipher(sample_key);
     for (std::size_t size = 0; size <= 48; ++size) {
         const Bytes message = pattern(size);
-        const Bytes ciphertext = cipher.cbc_encrypt_padded(kIv, message);
+        const Bytes ciphertext = cipher.cbc_encrypt_padded(sample_iv, message);
         EXPECT_EQ(ciphertext.size(), size / 16 * 16 + 16);
         Bytes padded(ciphertext.size());
-        SM4_X_CBC_DE_MODE_EX(ciphertext.data(), static_cast<int>(ciphertext.size()), kKey.data(), kIv.data(),
-                             padded.data());
+        SM4_X_CBC_DE_MODE_EX(ciphertext.data(), static_cast<int>(ciphertext.size()), sample_key.data(),
+                             sample_iv.data(), padded.data());
         Bytes expected = message;
         expected.resize(padded.size(), static_cast<unsigned char>(padded.size() - size));
         EXPECT_EQ(padded, expected);
-        EXPECT_EQ(cipher.cbc_decrypt_padded(kIv, ciphertext), message);
-        EXPECT_REFUSED(cipher.cbc_decrypt_padded(kIv, View(ciphertext).subspan(1)));
+        EXPECT_EQ(cipher.cbc_decrypt_padded(sample_iv, ciphertext), message);
+        EXPECT_REFUSED(cipher.cbc_decrypt_padded(sample_iv, View(ciphertext).subspan(1)));
     }
-    EXPECT_REFUSED(cipher.cbc_decrypt_padded(kIv, {}));
+    EXPECT_REFUSED(cipher.cbc_decrypt_padded(sample_iv, {}));
 
     // Every last byte, over padding that is right for it (as far as there can be one), and with each byte wrong.
     for (unsigned last = 0; last < 256; ++last) {
@@ -311,13 +311,13 @@ TEST(ConvenienceSm4, PaddingIsPutOnAndOnlyTheRightOneTakenOff) {
             if (wrong < 15) two[16 + wrong] ^= 0x40;
             const bool harmless = wrong >= 15 || wrong < 16 - std::min(last, 16U);
             const bool valid = last >= 1 && last <= 16 && harmless;
-            Sm4::Iv chain = kIv;
+            Sm4::Iv chain = sample_iv;
             const Bytes plain = two;
             cipher.cbc_encrypt(chain, two, two);
             if (valid) {
-                EXPECT_EQ(cipher.cbc_decrypt_padded(kIv, two), Bytes(plain.begin(), plain.end() - last));
+                EXPECT_EQ(cipher.cbc_decrypt_padded(sample_iv, two), Bytes(plain.begin(), plain.end() - last));
             } else {
-                EXPECT_REFUSED(cipher.cbc_decrypt_padded(kIv, two)) << last << ' ' << wrong;
+                EXPECT_REFUSED(cipher.cbc_decrypt_padded(sample_iv, two)) << last << ' ' << wrong;
             }
         }
     }
@@ -332,20 +332,20 @@ void expect_wiped(Object object) {
 }
 
 TEST(Convenience, SecretsAreWiped) {
-    expect_wiped(private_key(kD));
-    expect_wiped(Sm4(kKey));
+    expect_wiped(private_key(d_hex));
+    expect_wiped(Sm4(sample_key));
     Sm3 stream;
-    expect_wiped(stream.update(from_hex(kD)));
+    expect_wiped(stream.update(from_hex(d_hex)));
 }
 
 // By construction and by assignment; NOLINTBEGIN(bugprone-use-after-move): what is left is promised.
 TEST(Convenience, MovedFrom) {
-    PrivateKey key = private_key(kD);
+    PrivateKey key = private_key(d_hex);
     PrivateKey key_to(std::move(key));
     EXPECT_EQ(to_hex(key.bytes()), std::string(64, '0'));
     key = std::move(key_to);
     EXPECT_EQ(to_hex(key_to.bytes()), std::string(64, '0'));
-    EXPECT_EQ(to_hex(key.bytes()), kD);
+    EXPECT_EQ(to_hex(key.bytes()), d_hex);
 
     Sm3 stream;
     stream.update(bytes_of("ab"));
@@ -356,17 +356,17 @@ TEST(Convenience, MovedFrom) {
     EXPECT_EQ(stream_to.finish(), Sm3::hash({}));
     EXPECT_EQ(stream.update(bytes_of("c")).finish(), Sm3::hash(bytes_of("abc")));
 
-    Sm4 cipher(kKey);
+    Sm4 cipher(sample_key);
     Sm4 cipher_to(std::move(cipher));
-    std::array<unsigned char, 16> single = kKey;
+    std::array<unsigned char, 16> single = sample_key;
     EXPECT_REFUSED(cipher.ecb_encrypt(single, single));
     cipher = std::move(cipher_to);
-    EXPECT_REFUSED(cipher_to.cbc_encrypt_padded(kIv, single));
+    EXPECT_REFUSED(cipher_to.cbc_encrypt_padded(sample_iv, single));
     cipher.ecb_encrypt(single, single);
     EXPECT_EQ(to_hex(single), "681edf34d206965e86b3e94f536e4246");
 
     const Ciphertext nothing = Ciphertext::from_record(Bytes(100));
-    Ciphertext sealed = Ciphertext::from_record(from_hex(kCiphertexts[0].record));
+    Ciphertext sealed = Ciphertext::from_record(from_hex(known_ciphertexts[0].record));
     Ciphertext sealed_to(std::move(sealed));
     EXPECT_EQ(sealed, nothing);
     EXPECT_EQ(sealed.raw(), nothing.raw());

@@ -23,7 +23,7 @@ struct Trace {
 };
 Trace trace;
 
-constexpr unsigned int kEncMark = 0x11111111, kDecMark = 0x22222222;
+constexpr unsigned int enc_mark = 0x11111111, dec_mark = 0x22222222;
 
 bool all_equal(const unsigned int* words, std::size_t count, unsigned int value) {
     return std::all_of(words, words + count, [=](unsigned int w) { return w == value; });
@@ -67,23 +67,23 @@ extern "C" {
 int KEY_INIT(const unsigned char* key, int key_len, unsigned int* enc, int enc_size, unsigned int* dec, int dec_size) {
     const bool zero = all_equal(enc, 72, 0) && all_equal(dec, 72, 0) && enc != dec;
     trace.calls += line("KEY_INIT", at(key), key_len, enc_size, dec_size, zero);
-    std::fill_n(enc, 72, kEncMark);
-    std::fill_n(dec, 72, kDecMark);
+    std::fill_n(enc, 72, enc_mark);
+    std::fill_n(dec, 72, dec_mark);
     return trace.key_init_result;
 }
 void ECB_EN(const unsigned int* in, int size, const unsigned int* key, unsigned int* out) {
-    block("ECB_EN", in, size, key, kEncMark, out);
+    block("ECB_EN", in, size, key, enc_mark, out);
 }
 void ECB_DE(const unsigned int* in, int size, const unsigned int* key, unsigned int* out) {
-    block("ECB_DE", in, size, key, kDecMark, out);
+    block("ECB_DE", in, size, key, dec_mark, out);
 }
 void X_CBC_EN_MODE(const unsigned char* in, const unsigned char* iv, const unsigned int* enc, int len, int iv_len,
                    unsigned char* out) {
-    trace.calls += line("X_CBC_EN_MODE", at(in), at(iv), all_equal(enc, 72, kEncMark), len, iv_len, at(out));
+    trace.calls += line("X_CBC_EN_MODE", at(in), at(iv), all_equal(enc, 72, enc_mark), len, iv_len, at(out));
 }
 void X_CBC_DE_MODE(const unsigned char* in, const unsigned char* iv, const unsigned int* enc, const unsigned int* dec,
                    int len, int iv_len, unsigned char* out) {
-    const bool arrived = all_equal(enc, 72, kEncMark) && all_equal(dec, 72, kDecMark);
+    const bool arrived = all_equal(enc, 72, enc_mark) && all_equal(dec, 72, dec_mark);
     trace.calls += line("X_CBC_DE_MODE", at(in), at(iv), arrived, len, iv_len, at(out));
 }
 FREE_FORM(KEY_EXTEND)
@@ -109,13 +109,13 @@ constexpr struct {
     decltype(&SM1_X_ECB_EN_MODE_EX) ecb;
     decltype(&SM1_X_CBC_EN_MODE_EX) cbc;
     const char *block, *mode;
-} kWays[] = {{SM1_X_ECB_EN_MODE_EX, SM1_X_CBC_EN_MODE_EX, "ECB_EN", "X_CBC_EN_MODE"},
-             {SM1_X_ECB_DE_MODE_EX, SM1_X_CBC_DE_MODE_EX, "ECB_DE", "X_CBC_DE_MODE"}};
-const std::string kForwarder = "SM1_";
+} ways[] = {{SM1_X_ECB_EN_MODE_EX, SM1_X_CBC_EN_MODE_EX, "ECB_EN", "X_CBC_EN_MODE"},
+            {SM1_X_ECB_DE_MODE_EX, SM1_X_CBC_DE_MODE_EX, "ECB_DE", "X_CBC_DE_MODE"}};
+const std::string forwarder_prefix = "SM1_";
 const Bytes key = pattern(16), iv = pattern(16);
 
 TEST(Sm1Replacement, EcbDrivesTheBlockPrimitive) {
-    for (const auto& way : kWays) {
+    for (const auto& way : ways) {
         for (const int length : {INT_MIN, -1, 0, 1, 16, 17, 33, 64}) {
             for (const unsigned int add : {0U, 1U}) {  // 1: in place too
                 const std::size_t blocks = length > 0 ? (static_cast<std::size_t>(length) + 15) / 16 : 0;
@@ -126,7 +126,7 @@ TEST(Sm1Replacement, EcbDrivesTheBlockPrimitive) {
                 std::string calls = line("KEY_INIT", at(key.data()), -5, 288, 288, true);
                 for (std::size_t i = 0; i < in.size(); i += 16) {
                     expected[i + 3] = static_cast<unsigned char>(expected[i + 3] + add);
-                    calls += line(kForwarder + way.block);
+                    calls += line(forwarder_prefix + way.block);
                     calls += line(way.block, 8, to_hex(std::span(in).subspan(i, 16)), true, true);
                 }
                 trace = {"", 1, add};
@@ -142,11 +142,12 @@ TEST(Sm1Replacement, EcbDrivesTheBlockPrimitive) {
 TEST(Sm1Replacement, CbcHandsItsArgumentsOver) {
     const Bytes in = pattern(40);
     Bytes out(40);
-    for (const auto& way : kWays) {
+    for (const auto& way : ways) {
         for (const int length : {INT_MIN, -1, 0, 17, 40}) {
             trace = {};
             EXPECT_EQ(way.cbc(key.data(), 16, iv.data(), 77, in.data(), length, out.data()), 1);
-            EXPECT_EQ(trace.calls, line("KEY_INIT", at(key.data()), 16, 288, 288, true) + line(kForwarder + way.mode) +
+            EXPECT_EQ(trace.calls, line("KEY_INIT", at(key.data()), 16, 288, 288, true) +
+                                       line(forwarder_prefix + way.mode) +
                                        line(way.mode, at(in.data()), at(iv.data()), true, length, 77, at(out.data())));
         }
     }
@@ -158,7 +159,7 @@ TEST(Sm1Replacement, RefusedKeyStopsEverything) {
     unsigned char* b = buffer.data();
     const std::string calls = line("KEY_INIT", at(b), 16, 288, 288, true);
     for (const int result : {0, -1, 2, 257, INT_MIN}) {
-        for (const auto& way : kWays) {
+        for (const auto& way : ways) {
             trace = {"", result};
             EXPECT_EQ(way.ecb(b, 16, b, b, 32, b), -1);
             EXPECT_EQ(way.cbc(b, 16, b, 16, b, 32, b), -1);
@@ -172,7 +173,7 @@ TEST(Sm1Replacement, ForwardersPassArgumentsAndResultsThrough) {
     unsigned int enc[72] = {}, dec[72] = {}, out[4] = {};
     trace = {"", -123456};
     EXPECT_EQ(ORIGINAL(SM1_KEY_INIT)(key.data(), 1, enc, 2, dec, 3), -123456);
-    EXPECT_TRUE(all_equal(enc, 72, kEncMark) && all_equal(dec, 72, kDecMark));
+    EXPECT_TRUE(all_equal(enc, 72, enc_mark) && all_equal(dec, 72, dec_mark));
     const std::vector<unsigned int> in = be_words(pattern(16));
     ORIGINAL(SM1_ECB_EN)(in.data(), -9, enc, out);
     EXPECT_TRUE(std::ranges::equal(in, out));

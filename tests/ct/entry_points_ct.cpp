@@ -177,17 +177,17 @@ void run_sm4_modes() {
     Bytes iv = pattern(16);
     for (const int size : {16, 32, 16 * 7, 16 * 67}) {
         const Bytes message = secret(static_cast<std::size_t>(size));
-        for (std::size_t i = 0; i < std::size(kSm4Modes); i += 2) {
+        for (std::size_t i = 0; i < std::size(all_sm4_modes); i += 2) {
             Sm4Key key(secret(16));
             Bytes text = message;
             // Apart, and in place.
             Bytes cipher(text.size());
-            kSm4Modes[i].run(text.data(), size, key.for_mode(kSm4Modes[i]), iv.data(), cipher.data());
+            all_sm4_modes[i].run(text.data(), size, key.for_mode(all_sm4_modes[i]), iv.data(), cipher.data());
             make_public(cipher);
-            kSm4Modes[i + 1].run(cipher.data(), size, key.for_mode(kSm4Modes[i + 1]), iv.data(), cipher.data());
+            all_sm4_modes[i + 1].run(cipher.data(), size, key.for_mode(all_sm4_modes[i + 1]), iv.data(), cipher.data());
             make_public(cipher);
             make_public(text);
-            expect(cipher == text, kSm4Modes[i].name);
+            expect(cipher == text, all_sm4_modes[i].name);
         }
     }
 }
@@ -239,7 +239,7 @@ void run_curve_kernel(const sm2p256::Kernels& kernel) {
 
 /// The recommended curve as if it were any.
 void run_curve_kernel(const ecp256::Kernels& kernel) {
-    const ec_group_st grp = prepare(kRecommended);
+    const ec_group_st grp = prepare(recommended_curve);
     const ecp256::Affine G = {ec::limbs(grp.generator.X.words), ec::limbs(grp.generator.Y.words)};
     ecp256::Jacobian r;
     for (const std::uint64_t seed : {3U, 4U}) {
@@ -305,12 +305,12 @@ void run_leaks(const ec_group_st& recommended, const ec_group_st& custom) {
 
 int main(int argc, char**) {
     expect(RUNNING_ON_VALGRIND != 0, "runs under valgrind");
-    const ec_group_st recommended = prepare(kRecommended), custom = prepare(kExample);
+    const ec_group_st recommended = prepare(recommended_curve), custom = prepare(example_curve);
     if (argc > 1) {
         run_leaks(recommended, custom);
         return 0;
     }
-    for (const ec_group_st& grp : {recommended, custom, prepare(kShort)}) {
+    for (const ec_group_st& grp : {recommended, custom, prepare(short_curve)}) {
         secrets = grp.prime_top == 8;
         run_keys_and_signatures(grp);
         run_encryption(grp);

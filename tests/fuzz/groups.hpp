@@ -66,7 +66,7 @@ struct Group {
 inline std::vector<Group>& groups() {
     static std::vector<Group> all = [] {
         std::vector<Group> list;
-        for (const Curve& curve : kCurves) list.emplace_back(parameters(curve));
+        for (const Curve& curve : known_curves) list.emplace_back(parameters(curve));
         list.insert(list.begin() + 6, Group(list[0]))->grp.generator.z_is_one = 2;  // reads the same
         return list;
     }();

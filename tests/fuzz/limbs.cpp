@@ -135,7 +135,7 @@ void check(const Integer& m, const Operands& any) {
 
 /// The modulus is a curve's or arbitrary.
 void run(Data& data) {
-    const Curve& curve = data.one_of(kCurves);
+    const Curve& curve = data.one_of(known_curves);
     Integer m = from_be(data.flip() ? curve.p : curve.n);
     if (data.rarely(4)) m = 3 + take_number(data, m) / 2;  // even or composite too
     Operands o;
@@ -144,7 +144,8 @@ void run(Data& data) {
 }
 
 void run_edges() {
-    for (const char* modulus : {kCurves[0].p, kCurves[0].n, kCurves[1].p, kCurves[1].n, kCurves[4].p, kCurves[5].n}) {
+    for (const char* modulus : {known_curves[0].p, known_curves[0].n, known_curves[1].p, known_curves[1].n,
+                                known_curves[4].p, known_curves[5].n}) {
         const Integer m = from_be(modulus);
         const std::vector<Integer> all = edges(m);
         const std::size_t count = all.size();

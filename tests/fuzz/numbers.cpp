@@ -19,7 +19,7 @@ Words take_words(Data& data, int size) {
     for (unsigned int& w : words) {
         const auto shape = data.any<std::uint8_t>();
         const unsigned int bit = 1U << (shape & 31), low = shape & 31;
-        const unsigned int shapes[] = {0, kMax, bit, kMax - bit, low, kMax << low};
+        const unsigned int shapes[] = {0, ones, bit, ones - bit, low, ones << low};
         w = shape < 192 ? shapes[shape >> 5] : data.any<std::uint32_t>();
     }
     return words;
@@ -124,7 +124,7 @@ void check_shifts(Data& data) {
     const int kept = std::max(a_top - up / 32, 0);
     const bool beyond = up / 32 > a_top || a_top == 0;
     Words expected = words_for(x >> static_cast<unsigned>(up), kept);
-    if (up % 32 == 0 && !beyond) expected.push_back(room(a_top) > original.size() ? kStale : 0);
+    if (up % 32 == 0 && !beyond) expected.push_back(room(a_top) > original.size() ? stale_word : 0);
     expected.push_back(0);
     if (beyond) expected.resize(10);
     expected.resize(std::min(expected.size(), room(kept)));
@@ -166,7 +166,7 @@ void check_questions(Data& data) {
     const unsigned int d = take_words(data, 1)[0], low = take_words(data, 1)[0];
     const unsigned int high = d == 0 ? low : take_words(data, 1)[0] % d;
     const std::uint64_t dividend = std::uint64_t{high} << 32 | low;
-    require(bn_div_words(high, low, d) == (d == 0 ? kMax : static_cast<unsigned int>(dividend / d)), "bn_div_words");
+    require(bn_div_words(high, low, d) == (d == 0 ? ones : static_cast<unsigned int>(dividend / d)), "bn_div_words");
 }
 
 void check_quotient(Words num, Words d, bool swapped) {
@@ -275,7 +275,7 @@ void check_montgomery(Data& data) {
     BN_MONT_CTX_set(m.data(), len, &nprime, rr.data());
     const Integer modulus = value(m), R = power_of_two(32 * static_cast<unsigned>(len)), per_R = inverse(R, modulus);
     if (even) return require(nprime == 0 && value(rr) == 0, "an even modulus has no constants");
-    require(nprime * m[0] == kMax && value(rr) == R * R % modulus, "BN_MONT_CTX_set");
+    require(nprime * m[0] == ones && value(rr) == R * R % modulus, "BN_MONT_CTX_set");
     const Words any = take_words(data, len);
     Words a = take_residue(data, m), b = take_residue(data, m);
     const Integer product = mod(value(a) * value(b) * per_R, modulus);
@@ -329,8 +329,8 @@ void run_edges() {
     for (unsigned shift = 0; shift < 32; ++shift) {
         const unsigned int top = 0x80000000U >> shift;
         for (const Words& d :
-             {Words{kMax, kMax, top}, {1, 0, top}, {kMax, 0, top}, {0, 0, top}, {3, 0, 0, top}, {top}, {1, top}}) {
-            for (const Words& q : {Words{kMax}, {kMax, kMax}, {kMax - 1, kMax, 1}, {0, kMax}, {kMax, 0, 0, 1}, {1}}) {
+             {Words{ones, ones, top}, {1, 0, top}, {ones, 0, top}, {0, 0, top}, {3, 0, 0, top}, {top}, {1, top}}) {
+            for (const Words& q : {Words{ones}, {ones, ones}, {ones - 1, ones, 1}, {0, ones}, {ones, 0, 0, 1}, {1}}) {
                 const Integer exact = value(d) * value(q);
                 for (const Integer& num : {exact, Integer(exact + value(d) - 1), Integer(exact - 1)}) {
                     check_quotient(words_for(num, size_of(num)), d, shift % 2 == 0);
@@ -338,10 +338,10 @@ void run_edges() {
             }
         }
     }
-    check_quotient(Words(129, kMax), Words(64, kMax), false);
+    check_quotient(Words(129, ones), Words(64, ones), false);
     check_quotient({3, 0, 0x80000000}, {1, 0, 0x20000000}, false);
     check_quotient({0, 0, 0x80000000, 0x7FFFFFFF}, {1, 0, 0x80000000}, false);
-    check_quotient({0, kMax - 1, 0x80000000}, {kMax, 0x80000000}, true);
+    check_quotient({0, ones - 1, 0x80000000}, {ones, 0x80000000}, true);
 }
 
 }  // namespace ulmaro::fuzz

@@ -14,7 +14,7 @@
 namespace ulmaro::fuzz {
 namespace {
 
-constexpr std::size_t kHeader = sizeof(Ulmaro_ECC_CIPHER_BLOB);
+constexpr std::size_t header_bytes = sizeof(Ulmaro_ECC_CIPHER_BLOB);
 
 Bytes joined(std::initializer_list<std::span<const unsigned char>> parts) {
     Bytes all;
@@ -125,7 +125,7 @@ public:
         if (shared.x == 0 || shared.y == 0) return "0 BN_is_zero failed!\n";
         const Bytes stream = openssl_kdf(xy_of(shared), size);
         if (is_zero(stream)) return "0 sum_t==0\n";
-        for (std::size_t i = 0; i < size; ++i) plain[i] = stream[i] ^ record[kHeader + i];
+        for (std::size_t i = 0; i < size; ++i) plain[i] = stream[i] ^ record[header_bytes + i];
         return equal(digest(shared, plain), std::span(record).subspan(64, 32)) ? "1 " : "0 char_equal!=0\n";
     }
 
@@ -159,7 +159,7 @@ std::string outcome(Call&& call) {
 
 /// A good curve with some fields replaced, and with any coefficients that its base point satisfies.
 ECCParameter_st take_block(Data& data) {
-    ECCParameter_st param = parameters(data.one_of(kCurves));
+    ECCParameter_st param = parameters(data.one_of(known_curves));
     unsigned char* const fields[] = {param.p, param.a, param.Gx, param.Gy, param.n, param.b};
     for (auto times = data.up_to(4); times > 0; --times) {
         unsigned char* const field = data.one_of(fields);
@@ -283,10 +283,10 @@ void check_signature(Data& data, const Subject& x) {
 /// The record made with these scalars drawn first, of a message anywhere in its memory except over the length.
 Bytes encrypt(const Subject& x, const Bytes& message, const Bytes& pub, std::initializer_list<Integer> scalars,
               std::size_t at, std::size_t shift) {
-    const std::size_t size = kHeader + message.size();
+    const std::size_t size = header_bytes + message.size();
     Guarded<unsigned char> memory(shift + size + message.size());
     unsigned char* const record = memory.data() + shift;
-    if (at < kHeader && at + message.size() > 96) at = size;
+    if (at < header_bytes && at + message.size() > 96) at = size;
     std::ranges::copy(message, record + at);
     const ECC_PUBLIC_KEY key = public_key(pub);
     draw_next(scalars);
@@ -304,7 +304,7 @@ Bytes encrypt(const Subject& x, const Bytes& message, const Bytes& pub, std::ini
 std::string decrypt(const Subject& x, const Bytes& record, const Integer& d, std::size_t at) {
     std::uint32_t claimed = 0;
     std::memcpy(&claimed, &record[96], 4);
-    const std::size_t room = record.size() - kHeader, size = std::min<std::size_t>(claimed, room);
+    const std::size_t room = record.size() - header_bytes, size = std::min<std::size_t>(claimed, room);
     const ECC_PRIVATE_KEY key = private_key(d);
     Bytes memory = record;
     memory.resize(record.size() + room, 0xc5);
@@ -328,7 +328,7 @@ void check_ciphertext(Data& data, const Subject& x) {
     if (kind == 1 && x.sound) P = x.group.curve.multiple(inverse(k, n), lifted(x.group, 0));
     const Bytes message = take_message(data, data.flip() ? 2 : 300);
     if (!x.sound && x.group.prepared() && x.group.curve.multiple(k, P).x == 0) return;  // may use up all draws
-    Bytes record = encrypt(x, message, xy_of(P), {k}, data.up_to(kHeader + message.size()), data.up_to(3));
+    Bytes record = encrypt(x, message, xy_of(P), {k}, data.up_to(header_bytes + message.size()), data.up_to(3));
 
     // Damaged, or with another C1, other coordinates of the same C1, another length or another key.
     Integer d = x.d;
@@ -455,11 +455,11 @@ void check_published() {
     for (const auto& v : ciphertexts) {
         const Group& curve = groups()[v.curve];
         const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
-        const Bytes record = encrypt(x, message, xy_of(x.P), {from_be(v.k)}, kHeader, 0);
+        const Bytes record = encrypt(x, message, xy_of(x.P), {from_be(v.k)}, header_bytes, 0);
         require(to_hex(record) == v.record && decrypt(x, record, x.d, 7) == "1 ", v.record);
         // [470]P of the first group gives a key stream that begins with a zero byte.
-        encrypt(x, {'m'}, xy_of(x.P), {470, from_be(v.k)}, kHeader, 0);
-        Bytes short_one = encrypt(x, {'m', 'n'}, xy_of(x.P), {470}, kHeader, 0);
+        encrypt(x, {'m'}, xy_of(x.P), {470, from_be(v.k)}, header_bytes, 0);
+        Bytes short_one = encrypt(x, {'m', 'n'}, xy_of(x.P), {470}, header_bytes, 0);
         short_one[96] = 1;
         decrypt(x, short_one, x.d, short_one.size());
     }
@@ -468,7 +468,7 @@ void check_published() {
 /// Operations that use up all 256 draws, and groups that were never prepared.
 void check_hopeless(const Group& sound) {
     const Subject x = {sound, true, true, 7, sound.multiple(7)};
-    encrypt(x, {'m'}, Bytes(64), {1}, kHeader, 0);  // a point of order 2
+    encrypt(x, {'m'}, Bytes(64), {1}, header_bytes, 0);  // a point of order 2
     Group even = sound;
     even.n -= 1;
     even.grp.order.words[0] -= 1;
@@ -484,11 +484,11 @@ void check_hopeless(const Group& sound) {
     never.grp = {};
     never.curve.p = never.n = 0;
     const Subject y = {never, true, false, 7, x.P};
-    const Bytes record = encrypt(x, {'m'}, xy_of(x.P), {1}, kHeader, 0);
+    const Bytes record = encrypt(x, {'m'}, xy_of(x.P), {1}, header_bytes, 0);
     sign(y, be32(3), 7, {1}, false);
     verify(y, be32(3), xy_of(x.P), Bytes(64, 1));
-    encrypt(y, {'m'}, xy_of(x.P), {1}, kHeader, 0);
-    decrypt(y, record, 7, kHeader);
+    encrypt(y, {'m'}, xy_of(x.P), {1}, header_bytes, 0);
+    decrypt(y, record, 7, header_bytes);
 }
 
 /// A sum whose x is near the order, and so near zero modulo it, with digests on both sides of the order.
@@ -521,7 +521,7 @@ void check_refusals(const Group& sound) {
     const ECC_PUBLIC_KEY key = public_key(xy_of(sound.G));
     draw_next({});
     for (const int len : {-1, INT_MIN, INT_MAX, INT_MAX - 63}) {
-        Guarded<unsigned char> out(kHeader);
+        Guarded<unsigned char> out(header_bytes);
         const auto call = [&] { SM2_ECES_Encryption(&sound.grp, untouchable(), len, &key, blob_of(out.data())); };
         require(refused(call), "a length is refused");
         require(out.untouched() && drawn.empty(), "a refusal writes nothing and draws nothing");
@@ -561,7 +561,7 @@ void run_edges() {
     draw_next({});
     auto& random = replaced_random;
     random.seeds.clear();
-    ECCParameter_st param = parameters(kRecommended);
+    ECCParameter_st param = parameters(recommended_curve);
     prepare(param);
     random.now = 0x1234567890;
     param = {};

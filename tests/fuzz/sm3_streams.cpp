@@ -34,7 +34,7 @@ void update(bool entry, SM3_CTX* ctx, unsigned char* in, int len) {
 
 SM3_CTX initial() {
     SM3_CTX ctx = {};
-    std::ranges::copy(kSm3Iv, ctx.V);
+    std::ranges::copy(sm3_iv, ctx.V);
     for (int j = 0; j < 64; ++j) ctx.T[j] = sm3_constant(j);
     return ctx;
 }
@@ -170,7 +170,7 @@ void check_digest(Data& data, const Bytes& message) {
     const std::size_t count = whole.size() / 64, first = data.up_to(count);
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
         std::uint32_t v[8];
-        std::copy_n(sm3::kInitialValue, 8, v);
+        std::copy_n(sm3::initial_value, 8, v);
         kernels->compress(v, blocks.data(), first);
         kernels->compress(v, blocks.data() + 64 * first, count - first);
         require(equal(be_bytes(v), expected), kernels->name);
@@ -193,7 +193,7 @@ Bytes counted_digests(const Bytes& z, std::uint32_t first, std::size_t size) {
 sm3::CounterMessage counted(const Bytes& z) {
     sm3::CounterMessage m{};
     const std::size_t whole = z.size() / 64;
-    std::ranges::copy(sm3::kInitialValue, m.v);
+    std::ranges::copy(sm3::initial_value, m.v);
     sm3::portable_kernels.compress(m.v, z.data(), whole);
     std::copy(z.begin() + static_cast<std::ptrdiff_t>(64 * whole), z.end(), m.bytes);
     m.counter_offset = z.size() % 64;
@@ -256,7 +256,7 @@ void run(Data& data) {
         case 1:
             return check_digest(data, take_message(data, 4000));
         default: {
-            const auto size = data.up_to(32 * 3 * sm3::kMaxLanes + 31);
+            const auto size = data.up_to(32 * 3 * sm3::max_lanes + 31);
             return check_derivation(data, take_message(data, 200), size);
         }
     }

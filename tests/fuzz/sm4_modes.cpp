@@ -16,7 +16,7 @@ namespace {
 
 using Words = std::vector<unsigned int>;
 
-constexpr std::size_t kMostBlocks = 200;  // three times the widest kernel's 64, and a tail
+constexpr std::size_t most_blocks = 200;  // three times the widest kernel's 64, and a tail
 
 struct Job {
     bool cbc, decrypts;
@@ -59,7 +59,7 @@ void check_layout(const Sm4Mode& mode, std::size_t size, const Bytes& key, const
 }
 
 void check_overlaps(Data& data, const Sm4Mode& mode) {
-    const std::size_t size = data.up_to(16 * kMostBlocks + 15), spare = 160 + data.up_to(2 * size);
+    const std::size_t size = data.up_to(16 * most_blocks + 15), spare = 160 + data.up_to(2 * size);
     const Bytes key = data.take(16);
     const auto place = [&](std::size_t length) { return data.up_to(size + spare - length); };
     const std::size_t in = place(size), beside = std::min(spare, in + data.up_to(80)), any = place(size);
@@ -70,7 +70,7 @@ void check_overlaps(Data& data, const Sm4Mode& mode) {
 
 /// One stream in several calls, each continuing from the last ciphertext block of the one before.
 void check_continuation(Data& data, const Sm4Mode& mode) {
-    const Bytes message = take_message(data, 16 * kMostBlocks);
+    const Bytes message = take_message(data, 16 * most_blocks);
     Bytes text(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(message.size() / 16 * 16));
     const Job job{mode.cbc, mode.decrypts, data.take(16), data.take(16)};
     const Bytes expected = reference(job, text);
@@ -172,7 +172,7 @@ void check_refusals() {
     }
     require(SM4_KEY_INIT(nullptr, 16, rk.data(), 32) == -1 && SM4_KEY_INIT(key.data(), 16, nullptr, 32) == -1, "null");
     require(std::ranges::count(rk, 0x55555555U) == 32, "a refusal writes nothing");
-    for (const auto& modes : {std::span(kSm4Modes), std::span(kSm4InternalModes)}) {
+    for (const auto& modes : {std::span(all_sm4_modes), std::span(internal_sm4_modes)}) {
         for (const Sm4Mode& mode : modes) {
             for (const int len : {0, 1, 15, -1, -2, -3}) {  // nothing is read, not even the key
                 mode.run(untouchable(), len, untouchable(), untouchable(), untouchable());
@@ -194,7 +194,7 @@ void check_refusals() {
 }  // namespace
 
 void run(Data& data) {
-    const auto& modes = data.flip() ? kSm4Modes : kSm4InternalModes;
+    const auto& modes = data.flip() ? all_sm4_modes : internal_sm4_modes;
     const Sm4Mode& mode = data.one_of(modes);
     switch (data.up_to(4)) {
         case 0:
@@ -206,7 +206,7 @@ void run(Data& data) {
         case 3:
             return check_key_set_up(data);
         default: {
-            const std::size_t size = 16 * data.up_to(kMostBlocks), below = data.up_to(size + 16);
+            const std::size_t size = 16 * data.up_to(most_blocks), below = data.up_to(size + 16);
             const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
             return check_kernels(job, take_spread(data, size), below);
         }
@@ -223,7 +223,7 @@ void run_edges() {
     const Bytes iv = from_hex("000102030405060708090a0b0c0d0e0f");
     for (const auto& vector : vectors) {
         Sm4Key key(from_hex(vector.key));
-        for (const Sm4Mode& mode : kSm4Modes) {
+        for (const Sm4Mode& mode : all_sm4_modes) {
             if (mode.cbc != vector.cbc) continue;
             Bytes text = from_hex(mode.decrypts ? vector.cipher : vector.plain), chain = iv;
             mode.run(text.data(), length(text), key.for_mode(mode), chain.data(), text.data());
@@ -243,7 +243,7 @@ void run_edges() {
     for (const bool cbc : {false, true}) {
         for (const bool decrypts : {false, true}) {
             const Job job{cbc, decrypts, example.bytes, iv};
-            for (std::size_t blocks = 0; blocks <= kMostBlocks; ++blocks) {
+            for (std::size_t blocks = 0; blocks <= most_blocks; ++blocks) {
                 check_kernels(job, pattern(16 * blocks), 0);
                 check_kernels(job, pattern(16 * blocks), 1 + blocks * 7 % (16 * blocks + 1));
             }
@@ -251,11 +251,11 @@ void run_edges() {
             for (const unsigned int word : {0U, 0xffffffffU, 0x80000000U, 1U, 0x0f0f0f0fU}) {
                 const Words rk(32, word);
                 for (const int byte : {0x00, 0xff, 0x80, 0x01, 0xf0}) {
-                    const Bytes in(16 * kMostBlocks, static_cast<unsigned char>(byte));
+                    const Bytes in(16 * most_blocks, static_cast<unsigned char>(byte));
                     Bytes expected(in.size()), out(in.size());
-                    run_kernel(sm4::portable_kernels, job, in.data(), expected.data(), kMostBlocks, rk.data(), &in[0]);
+                    run_kernel(sm4::portable_kernels, job, in.data(), expected.data(), most_blocks, rk.data(), &in[0]);
                     for (const sm4::Kernels* kernels : sm4::supported_kernels()) {
-                        run_kernel(*kernels, job, in.data(), out.data(), kMostBlocks, rk.data(), &in[0]);
+                        run_kernel(*kernels, job, in.data(), out.data(), most_blocks, rk.data(), &in[0]);
                         require(out == expected, kernels->name);
                     }
                 }
@@ -263,7 +263,7 @@ void run_edges() {
         }
     }
     // The output over the input, the iv and the key at every distance.
-    for (const Sm4Mode& mode : kSm4Modes) {
+    for (const Sm4Mode& mode : all_sm4_modes) {
         for (const std::size_t size : {16U, 37U, 80U, 16 * 9U}) {
             for (std::size_t out = 0; out <= 3 * size + 160; ++out) {
                 const std::size_t in = size + 160 - size % 4;

@@ -38,8 +38,8 @@ namespace {
 using namespace tool;
 using View = std::span<const unsigned char>;
 
-constexpr char kPassphrase[] = "pass";
-const View passphrase(reinterpret_cast<const unsigned char*>(kPassphrase), 4);
+constexpr char correct_passphrase[] = "pass";
+const View passphrase(reinterpret_cast<const unsigned char*>(correct_passphrase), 4);
 
 std::string_view text_of(View bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
@@ -95,14 +95,14 @@ void check_signature(View content, SignatureFormat format) {
     }
 }
 
-constexpr CiphertextFormat kCiphertextFormats[] = {CiphertextFormat::der,         CiphertextFormat::record,
+constexpr CiphertextFormat ciphertext_formats[] = {CiphertextFormat::der,         CiphertextFormat::record,
                                                    CiphertextFormat::c1c3c2,      CiphertextFormat::c1c2c3,
                                                    CiphertextFormat::c1c3c2_bare, CiphertextFormat::c1c2c3_bare};
 
 void check_ciphertext(View content, CiphertextFormat format) {
     const auto record = accepted([&] { return read_ciphertext(content, format); });
     if (!record) return;
-    for (const CiphertextFormat other : kCiphertextFormats) {
+    for (const CiphertextFormat other : ciphertext_formats) {
         const SecretBuffer written = write_ciphertext(record->span(), other);
         require(equal(read_ciphertext(written.span(), other).span(), record->span()),
                 "a written ciphertext is the same when read");
@@ -152,9 +152,9 @@ void run(Data& data) {
     // The last byte chooses, so a file plus one byte is an input.
     const auto choice = data.any<unsigned char>();
     const Bytes content = data.rest();
-    constexpr SignatureFormat kSignatureFormats[] = {SignatureFormat::der, SignatureFormat::raw, SignatureFormat::hex};
-    if (choice >= 's' && choice <= 'u') return check_signature(content, kSignatureFormats[choice - 's']);
-    if (choice >= 'c' && choice <= 'h') return check_ciphertext(content, kCiphertextFormats[choice - 'c']);
+    constexpr SignatureFormat signature_formats[] = {SignatureFormat::der, SignatureFormat::raw, SignatureFormat::hex};
+    if (choice >= 's' && choice <= 'u') return check_signature(content, signature_formats[choice - 's']);
+    if (choice >= 'c' && choice <= 'h') return check_ciphertext(content, ciphertext_formats[choice - 'c']);
     if (choice == 'x') return check_digits(content);
     choice == 'l' ? check_list(content) : check_key(content);
 }

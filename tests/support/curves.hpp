@@ -13,12 +13,12 @@ struct Curve {
     const char *p, *a, *b, *Gx, *Gy, *n;
 };
 
-inline constexpr Curve kCurves[] = {
+inline constexpr Curve known_curves[] = {
 #include "vectors/curves.inc"
 };
-inline constexpr const Curve &kRecommended = kCurves[0], &kExample = kCurves[1];
+inline constexpr const Curve &recommended_curve = known_curves[0], &example_curve = known_curves[1];
 /// Its prime has 224 bits, its order 225, and 2^512 modulo the order fewer words than the order.
-inline constexpr const Curve& kShort = kCurves[5];
+inline constexpr const Curve& short_curve = known_curves[5];
 
 /// The curve as the custom registry returns it.
 inline ECCParameter_st parameters(const Curve& c) {

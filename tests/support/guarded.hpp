@@ -26,7 +26,7 @@ public:
             throw std::bad_alloc();
         }
         base_ = static_cast<unsigned char*>(base);
-        std::memset(base_, kCanary, usable_);
+        std::memset(base_, canary_byte, usable_);
     }
     explicit Guarded(std::span<const T> content) : Guarded(content.size()) {
         if (!content.empty()) std::memcpy(data(), content.data(), content.size_bytes());
@@ -44,9 +44,9 @@ public:
     bool untouched() { return is_canary({base_, usable_}); }
 
 private:
-    static constexpr unsigned char kCanary = 0xc5;
+    static constexpr unsigned char canary_byte = 0xc5;
     static bool is_canary(std::span<const unsigned char> bytes) {
-        return std::ranges::all_of(bytes, [](unsigned char b) { return b == kCanary; });
+        return std::ranges::all_of(bytes, [](unsigned char b) { return b == canary_byte; });
     }
 
     std::size_t size_, usable_ = 0, mapped_ = 0;

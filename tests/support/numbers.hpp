@@ -1,4 +1,4 @@
-// Word-array numbers in tests. Words that a routine must not read or write hold kStale.
+// Word-array numbers in tests. Words that a routine must not read or write hold stale_word.
 #pragma once
 
 #include <algorithm>
@@ -9,12 +9,12 @@ namespace ulmaro::test {
 
 using Words = std::vector<unsigned int>;
 
-inline constexpr unsigned int kStale = 0xDEADBEEF;
-inline constexpr unsigned int kMax = 0xFFFFFFFF;
+inline constexpr unsigned int stale_word = 0xDEADBEEF;
+inline constexpr unsigned int ones = 0xFFFFFFFF;
 
 /// The given words with stale words above them, `size` in all.
 inline Words buffer(Words words = {}, std::size_t size = 10) {
-    words.resize(std::max(size, words.size()), kStale);
+    words.resize(std::max(size, words.size()), stale_word);
     return words;
 }
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr unsigned char kPaint = 0x5a;
+constexpr unsigned char paint_byte = 0x5a;
 alignas(4096) unsigned char stack[1 << 18];
 
 /// Freed blocks. Fixed in size, because operator delete fills it.
@@ -24,20 +24,20 @@ struct {
 } kept;
 
 // The size precedes the block.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
+constexpr std::size_t header_bytes = alignof(std::max_align_t);
 
 std::size_t size_of(const unsigned char* block) {
     std::size_t size;
-    std::memcpy(&size, block - kHeader, sizeof size);
+    std::memcpy(&size, block - header_bytes, sizeof size);
     return size;
 }
 
 void* allocate(std::size_t size) {
-    auto* memory = static_cast<unsigned char*>(std::malloc(kHeader + size));
+    auto* memory = static_cast<unsigned char*>(std::malloc(header_bytes + size));
     if (memory == nullptr) throw std::bad_alloc();
     std::memcpy(memory, &size, sizeof size);
-    std::memset(memory + kHeader, kPaint, size);  // what the test left there is not the call's
-    return memory + kHeader;
+    std::memset(memory + header_bytes, paint_byte, size);  // what the test left there is not the call's
+    return memory + header_bytes;
 }
 
 void release(void* memory) noexcept {
@@ -46,7 +46,7 @@ void release(void* memory) noexcept {
     if (kept.on && kept.count < kept.block.size())
         kept.block[kept.count++] = block;
     else
-        std::free(block - kHeader);
+        std::free(block - header_bytes);
 }
 
 // The stack pointer of the function that called mark_stack, and the lowest address on the stack that was wiped.
@@ -86,7 +86,7 @@ namespace ulmaro::test {
 namespace {
 
 void run_on_painted_stack(const std::function<void()>& call) {
-    std::memset(stack, kPaint, sizeof stack);
+    std::memset(stack, paint_byte, sizeof stack);
     lowest_wiped = stack + sizeof stack;
     pthread_attr_t attributes;
     pthread_t thread;
@@ -102,7 +102,7 @@ void run_on_painted_stack(const std::function<void()>& call) {
 }
 
 const unsigned char* deepest_change() {
-    return std::find_if(stack, stack + sizeof stack, [](unsigned char b) { return b != kPaint; });
+    return std::find_if(stack, stack + sizeof stack, [](unsigned char b) { return b != paint_byte; });
 }
 
 std::uint32_t word_at(const unsigned char* p) {
@@ -137,7 +137,7 @@ Bytes remains_of(const std::function<void()>& call) {
     Bytes memory(deepest_change(), static_cast<const unsigned char*>(stack + sizeof stack));
     for (std::size_t i = 0; i < kept.count; ++i) {
         memory.insert(memory.end(), kept.block[i], kept.block[i] + size_of(kept.block[i]));
-        std::free(kept.block[i] - kHeader);
+        std::free(kept.block[i] - header_bytes);
     }
     return memory;
 }

@@ -31,7 +31,7 @@ void run_mode(Byte* in, int len, void* key, Byte* iv, Byte* out) {
     }
 }
 
-inline constexpr Sm4Mode kSm4Modes[] = {
+inline constexpr Sm4Mode all_sm4_modes[] = {
     {"ECB encryption", false, false, false, run_mode<SM4_X_ECB_EN_MODE>},
     {"ECB decryption", false, true, false, run_mode<SM4_X_ECB_DE_MODE>},
     {"CBC encryption", true, false, false, run_mode<SM4_X_CBC_EN_MODE>},
@@ -41,7 +41,7 @@ inline constexpr Sm4Mode kSm4Modes[] = {
 };
 
 /// The routines behind them, in the same order.
-inline constexpr Sm4Mode kSm4InternalModes[] = {
+inline constexpr Sm4Mode internal_sm4_modes[] = {
     {"SMS4_ECB_EN_MOD", false, false, false, run_mode<SMS4_ECB_EN_MOD>},
     {"SMS4_ECB_DE_MOD", false, true, false, run_mode<SMS4_ECB_DE_MOD>},
     {"SMS4_CBC_EN_MOD", true, false, false, run_mode<SMS4_CBC_EN_MOD>},

@@ -88,7 +88,7 @@ Bytes with_every_failure(
 TEST(Allocation, Sm4Modes) {
     Sm4Key key(pattern(16));
     Bytes iv = pattern(16);
-    for (const Sm4Mode& mode : kSm4Modes) {
+    for (const Sm4Mode& mode : all_sm4_modes) {
         for (const std::size_t length : {16U, 48U, 4096U}) {
             for (const std::size_t at : {std::size_t{0}, length - 1, length + 1, length, 2 * length}) {
                 const bool apart_or_same = at == 0 || at == length || at == 2 * length;
@@ -111,7 +111,7 @@ TEST(Allocation, KeyDerivation) {
 Ulmaro_ECC_CIPHER_BLOB* blob_of(unsigned char* record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record); }
 
 TEST(Allocation, Ciphertexts) {
-    const ec_group_st grp = prepare(kRecommended);
+    const ec_group_st grp = prepare(recommended_curve);
     ECC_PUBLIC_KEY pub;
     ECC_PRIVATE_KEY key;
     SM2_ECC_GenerateKeyPair(&grp, &pub, &key);

@@ -11,7 +11,7 @@ using namespace ulmaro::test;
 
 namespace {
 
-const Words kOrder{0x39D54123, 0x53BBF409, 0x21C6052B, 0x7203DF6B, kMax, kMax, kMax, 0xFFFFFFFE};
+const Words recommended_order{0x39D54123, 0x53BBF409, 0x21C6052B, 0x7203DF6B, ones, ones, ones, 0xFFFFFFFE};
 
 TEST(Division, WordsWritten) {
     struct {
@@ -38,7 +38,7 @@ TEST(MontgomeryConstants, StaleWordsAbove) {
     Words one{1, 1, 0, 0}, even{2, 1}, rr = buffer();
     unsigned int nprime = 7;
     BN_MONT_CTX_set(one.data(), 4, &nprime, rr.data());
-    EXPECT_EQ(nprime, kMax);
+    EXPECT_EQ(nprime, ones);
     EXPECT_EQ(rr, buffer({1, 0}));
     BN_MONT_CTX_set(even.data(), 2, &nprime, rr.data());
     EXPECT_EQ(nprime, 0U);
@@ -47,9 +47,9 @@ TEST(MontgomeryConstants, StaleWordsAbove) {
 
 // Sums of unreduced numbers keep their ninth word.
 TEST(Residues, OperandsNeedNotBeReduced) {
-    Words a(8, kMax), m = kOrder, r = buffer(), twice(9, kMax);
+    Words a(8, ones), m = recommended_order, r = buffer(), twice(9, ones);
     BN_mod_add(r.data(), a.data(), a.data(), m.data(), 8);
-    twice[0] = kMax - 1;
+    twice[0] = ones - 1;
     twice[8] = 1;
     int top = 0;
     BN_usub(twice.data(), &top, twice.data(), 9, m.data(), 8);
@@ -73,7 +73,7 @@ TEST(Residues, LengthZeroDoesNothing) {
 }
 
 TEST(Lengths, CountBeforeWordsAndMayBeNegative) {
-    Words low(9, 0), high(9, kMax), r = buffer();
+    Words low(9, 0), high(9, ones), r = buffer();
     EXPECT_EQ(BN_ucmp(low.data(), 9, high.data(), 8), 1);
     EXPECT_EQ(BN_ucmp(high.data(), 3, low.data(), 8), -5);
     EXPECT_EQ(BN_ucmp(high.data(), 0, low.data(), 0), 0);
@@ -81,15 +81,15 @@ TEST(Lengths, CountBeforeWordsAndMayBeNegative) {
         EXPECT_EQ(two_number_same(low.data(), none, high.data()), 0);
         EXPECT_EQ(BN_num_bits(high.data(), none), 0);
     }
-    for (int i = 0; i < 32; ++i) EXPECT_EQ(BN_num_bits_word(kMax >> i), 32 - i);
+    for (int i = 0; i < 32; ++i) EXPECT_EQ(BN_num_bits_word(ones >> i), 32 - i);
     EXPECT_EQ(BN_num_bits_word(0), 0);
     // A smaller minuend wraps at its own length, and an overflowing quotient word is whatever the steps make it.
     Words one{1}, two{2};
     int top = 0;
     BN_usub(r.data(), &top, one.data(), 1, two.data(), 1);
-    EXPECT_EQ(r, buffer({kMax}));
+    EXPECT_EQ(r, buffer({ones}));
     EXPECT_EQ(top, 1);
-    EXPECT_EQ(bn_div_words(kMax, 9, 0x80000001), 0xFFFFFFFAU);
+    EXPECT_EQ(bn_div_words(ones, 9, 0x80000001), 0xFFFFFFFAU);
 }
 
 TEST(Bytes, ExportedUtilities) {

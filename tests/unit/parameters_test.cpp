@@ -11,11 +11,11 @@ using namespace ulmaro::test;
 
 namespace {
 
-unsigned char* const kRegistry[6] = {g_p_256, g_a_256, g_b_256, g_Gx_256, g_Gy_256, g_Gn_256};
+unsigned char* const registry_fields[6] = {g_p_256, g_a_256, g_b_256, g_Gx_256, g_Gy_256, g_Gn_256};
 
 std::string registry() {
     std::string text;
-    for (const unsigned char* field : kRegistry) text += to_hex({field, 32});
+    for (const unsigned char* field : registry_fields) text += to_hex({field, 32});
     return text;
 }
 
@@ -48,7 +48,7 @@ TEST(Parameters, StoreIsReadBackAndReplacedWhole) {
     }
     g_Gn_256[31] ^= 1;
     EXPECT_EQ(get(7), registry()) << "the arrays are the registry, not a copy of it";
-    const Curve& c = kRecommended;
+    const Curve& c = recommended_curve;
     for (const int type : {0, 1, 6, 8, -1, -7, 7 + 256, 7 + 65536, INT_MIN, INT_MAX}) {
         EXPECT_EQ(get(type), std::string(c.p) + c.a + c.b + c.Gx + c.Gy + c.n) << type;
     }
@@ -73,7 +73,7 @@ TEST(Parameters, SourcesInsideTheRegistry) {
         set(expected);
         const unsigned char* fields[6];
         for (int i = 0; i < 6; ++i) {
-            fields[i] = kRegistry[order[i]];
+            fields[i] = registry_fields[order[i]];
             std::memmove(&expected[static_cast<std::size_t>(32 * i)],
                          &expected[static_cast<std::size_t>(32 * order[i])], 32);
         }

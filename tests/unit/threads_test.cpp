@@ -34,7 +34,7 @@ namespace {
 
 /// Set up before the threads start; they only read it.
 struct Shared {
-    ec_group_st example = prepare(kExample);  // the recommended curve is prepared by the threads themselves
+    ec_group_st example = prepare(example_curve);  // the recommended curve is prepared by the threads themselves
     ECC_PRIVATE_KEY key = record<ECC_PRIVATE_KEY>("3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8");
     Bytes message = pattern(3000), iv = pattern(16);
     Sm4Key sm4{pattern(16)};
@@ -80,7 +80,7 @@ Bytes run(const Shared& shared) {
         for (const int size : {1, 63, 64, 1000}) SM3_Update(&ctx, in.data(), size);
         SM3_Final(&ctx, &out[16 * 70]);
         SM2_KDF_ALGRITRHM(in.data(), 100, 1000, &out[16 * 70 + 32]);
-        for (const Sm4Mode& mode : kSm4Modes) {
+        for (const Sm4Mode& mode : all_sm4_modes) {
             // The modes promise only to read the schedule.
             void* const schedule = const_cast<unsigned int*>(shared.sm4.schedule);
             mode.run(in.data(), 16 * 70, mode.raw_key ? raw.data() : schedule, iv.data(), out.data());
@@ -93,9 +93,9 @@ Bytes run(const Shared& shared) {
 
 TEST(Threads, MakeWhatOneThreadMakes) {
     const Shared shared;
-    constexpr int kThreads = 8;
-    std::barrier together(kThreads);
-    std::vector<Bytes> logs(kThreads);
+    constexpr int thread_count = 8;
+    std::barrier together(thread_count);
+    std::vector<Bytes> logs(thread_count);
     std::vector<std::jthread> threads;
     for (Bytes& log : logs) {
         threads.emplace_back([&] {
@@ -104,7 +104,7 @@ TEST(Threads, MakeWhatOneThreadMakes) {
         });
     }
     threads.clear();
-    EXPECT_EQ(std::ranges::count(logs, run(shared)), kThreads);
+    EXPECT_EQ(std::ranges::count(logs, run(shared)), thread_count);
 }
 
 }  // namespace

@@ -100,7 +100,7 @@ Number number(std::span<const unsigned char> be) {
 
 class WipingSm2 : public Wiping, public testing::WithParamInterface<bool> {
 protected:
-    WipingSm2() : grp_(prepare(kRecommended)) {
+    WipingSm2() : grp_(prepare(recommended_curve)) {
         // Another non-zero byte sends a group to the general engine.
         if (GetParam()) grp_.generator.z_is_one = 2;
         std::memcpy(key_.d, d_.data(), 32);
@@ -246,7 +246,7 @@ TEST_F(Wiping, RecommendedCurveKernels) {
 
 TEST_F(Wiping, AnyCurveKernels) {
     using namespace ulmaro::ecp256;
-    ec_group_st grp = prepare(kExample);
+    ec_group_st grp = prepare(example_curve);
     const auto curve = ulmaro::ec::curve_of(grp);
     const Affine g = {ulmaro::ec::limbs(grp.generator.X.words), ulmaro::ec::limbs(grp.generator.Y.words)};
     const U256 k = {{0x6d54b80deac1bc21, 0xef3cc1fa3cdbe4ce, 0x16680f3ad9c02dcc, 0x59276e27d506861a}};
@@ -364,7 +364,7 @@ TEST_F(Wiping, Sm4) {
     unsigned int rk[32];
     expect_wiped(s.secrets, "key", [&] { SM4_KEY_INIT(s.key.bytes.data(), 16, rk, 32); });
     Bytes iv = random_looking(16, 11);
-    for (const Sm4Mode& mode : kSm4Modes) {
+    for (const Sm4Mode& mode : all_sm4_modes) {
         for (const std::size_t blocks : {1U, 2U, 7U, 35U, 69U}) {
             const int len = static_cast<int>(16 * blocks);
             for (const std::size_t shift : {std::size_t{0}, std::size_t{1}}) {
@@ -403,7 +403,7 @@ TEST_F(Wiping, Sm4Kernels) {
                 [&] { kernel->cbc_decrypt(sealed, plain.data(), blocks, rk.data(), iv.data()); }};
             for (std::size_t i = 0; i < 4; ++i) {
                 const std::string call =
-                    std::string(kernel->name) + " " + kSm4Modes[i].name + " " + std::to_string(blocks);
+                    std::string(kernel->name) + " " + all_sm4_modes[i].name + " " + std::to_string(blocks);
                 expect_wiped(s.secrets, call, calls[i]);
                 expect_wiped_depth(call.c_str(), [&] { mark_stack(), calls[i](); });
             }
@@ -445,7 +445,7 @@ protected:
     Stack() {
         // A short prime and an even order send everything through the exported routines. The base point is off this
         // curve, so decryption refuses C1.
-        ECCParameter_st short_and_even = parameters(kExample);
+        ECCParameter_st short_and_even = parameters(example_curve);
         std::ranges::copy(from_hex("0000000000000000fffffffffffffffffffffffffffffffeffffffffffffffff"),
                           short_and_even.p);
         short_and_even.n[31] &= 0xfe;
@@ -488,7 +488,7 @@ protected:
         add("SM3_HASH", false, [this] { SM3_HASH(in_, 300, out_); });
         add("SM3_algrithm_userid_hash", false, [this] { SM3_algrithm_userid_hash(&pub_, &param_, out_); });
         add("SM4_KEY_INIT", true, [this] { SM4_KEY_INIT(in_, 16, sm4_key_.schedule, 32); });
-        for (const Sm4Mode& mode : kSm4Modes)
+        for (const Sm4Mode& mode : all_sm4_modes)
             add(
                 mode.name, !mode.raw_key && (!mode.cbc || mode.decrypts),
                 [&] { mode.run(out_, 16 * 70, sm4_key_.for_mode(mode), iv_.data(), out_ + 1); }, true);
@@ -507,8 +507,8 @@ protected:
     Bytes iv_ = random_looking(16, 11), output_ = Bytes(3200), record_ = Bytes(3200);
     unsigned char* out_ = output_.data();
     Ulmaro_ECC_CIPHER_BLOB* blob_ = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
-    ECCParameter_st param_ = parameters(kRecommended);
-    ec_group_st recommended_ = prepare(param_), general_ = prepare(kExample), exported_, scratch_;
+    ECCParameter_st param_ = parameters(recommended_curve);
+    ec_group_st recommended_ = prepare(param_), general_ = prepare(example_curve), exported_, scratch_;
     ECC_PUBLIC_KEY pub_;
     ECC_PRIVATE_KEY key_;
     ECC_SIGNATURE signature_;

@@ -24,7 +24,7 @@ using namespace ulmaro::tool;
 int usage_error(const char* message) {
     complain(message);
     std::fputs("Try 'ulmaro --help' or 'ulmaro COMMAND --help'.\n", stderr);
-    return kExitUsage;
+    return exit_usage;
 }
 
 /// The first empty argument that is an error: only an identity may be empty. An empty argument names no file, and the
@@ -66,7 +66,7 @@ int run(int argc, char** argv, ExitCodes& exit) {
         // Do not print the argument before it unless it is an option: it may be a key.
         const auto before = empty->empty() && empty != args.begin() ? empty - 1 : empty;
         complain(before->starts_with('-') ? *before + ": an empty argument" : "an empty argument");
-        return kExitUsage;
+        return exit_usage;
     }
     const std::vector<std::string> operands = take_operands(args);
     std::reverse(args.begin(), args.end());  // as the parser wants a vector

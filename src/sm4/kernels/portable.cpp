@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t block_bytes = 16;
 constexpr unsigned lanes = 4;
-constexpr std::size_t kStack = 768;  // a group of blocks, with room to spare
+constexpr std::size_t stack_bytes = 768;  // a group of blocks, with room to spare
 
 /// width blocks of four words each, word i of lane l in x[i][l]. Reverse transform included.
 template <Direction direction, unsigned width>
@@ -64,7 +64,7 @@ template <Direction direction>
 template <Direction direction>
 void ecb(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk) noexcept {
     ecb_blocks<direction>(in, out, blocks, rk);
-    wipe_used_stack(kStack);
+    wipe_used_stack(stack_bytes);
 }
 
 [[gnu::noinline]] void cbc_encrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
@@ -101,7 +101,7 @@ template <unsigned width>
 void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                  const std::uint8_t* iv) noexcept {
     cbc_encrypt_blocks(in, out, blocks, rk, iv);
-    wipe_used_stack(kStack);
+    wipe_used_stack(stack_bytes);
 }
 
 [[gnu::noinline]] void cbc_decrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
@@ -116,7 +116,7 @@ void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, 
 void cbc_decrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                  const std::uint8_t* iv) noexcept {
     cbc_decrypt_blocks(in, out, blocks, rk, iv);
-    wipe_used_stack(kStack);
+    wipe_used_stack(stack_bytes);
 }
 
 /// tau without the table.
@@ -132,7 +132,7 @@ std::uint32_t substitute_by_circuit(std::uint32_t x) noexcept {
 
 /// Five times slower than the table, but keys must not be looked up.
 void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
-    with_wiped_stack(kStack, [=] {
+    with_wiped_stack(stack_bytes, [=] {
         std::uint32_t k[4];
         for (unsigned i = 0; i < 4; ++i) k[i] = mk[i] ^ FK[i];
         for (unsigned i = 0; i < 32; ++i) {

@@ -16,8 +16,8 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kBulk = 16384;
-constexpr std::size_t kMessage = 32;
+constexpr std::size_t bulk_bytes = 16384;
+constexpr std::size_t message_bytes = 32;
 
 struct Task {
     const char* name;
@@ -61,11 +61,12 @@ struct Workplace {
     ECC_PRIVATE_KEY private_key{}, other_private_key{};
     std::array<unsigned char, 32> digest{};
     ECC_SIGNATURE signature{};
-    std::array<unsigned char, kMessage> message{}, plain{};
-    alignas(Ulmaro_ECC_CIPHER_BLOB) std::array<unsigned char, sizeof(Ulmaro_ECC_CIPHER_BLOB) + kMessage> record{};
+    std::array<unsigned char, message_bytes> message{}, plain{};
+    alignas(Ulmaro_ECC_CIPHER_BLOB) std::array<unsigned char, sizeof(Ulmaro_ECC_CIPHER_BLOB) + message_bytes> record{};
     std::array<unsigned char, 16> key{}, iv{};
     std::array<unsigned, ULMARO_SM4_SCHEDULE_WORDS> schedule{};
-    std::vector<unsigned char> in = std::vector<unsigned char>(kBulk), out = std::vector<unsigned char>(kBulk);
+    std::vector<unsigned char> in = std::vector<unsigned char>(bulk_bytes),
+                               out = std::vector<unsigned char>(bulk_bytes);
 
     Workplace() {
         ECCParameter_st parameters;
@@ -78,8 +79,8 @@ struct Workplace {
 };
 
 std::vector<Task> tasks_on(Workplace& w) {
-    constexpr int len = kBulk;
-    constexpr int message_len = kMessage;
+    constexpr int len = bulk_bytes;
+    constexpr int message_len = message_bytes;
     const auto done = [](auto work) {
         return [=] {
             work();
@@ -91,13 +92,13 @@ std::vector<Task> tasks_on(Workplace& w) {
         return done([&w, mode] { mode(w.in.data(), len, w.schedule.data(), w.iv.data(), w.out.data()); });
     };
     return {
-        {"SM3, 16 KiB", kBulk, done([&w] { SM3_HASH(w.in.data(), len, w.digest.data()); })},
-        {"SM4 ECB encrypt, 16 KiB", kBulk,
+        {"SM3, 16 KiB", bulk_bytes, done([&w] { SM3_HASH(w.in.data(), len, w.digest.data()); })},
+        {"SM4 ECB encrypt, 16 KiB", bulk_bytes,
          done([&w] { SM4_X_ECB_EN_MODE(w.in.data(), len, w.schedule.data(), w.out.data()); })},
-        {"SM4 ECB decrypt, 16 KiB", kBulk,
+        {"SM4 ECB decrypt, 16 KiB", bulk_bytes,
          done([&w] { SM4_X_ECB_DE_MODE(w.in.data(), len, w.schedule.data(), w.out.data()); })},
-        {"SM4 CBC encrypt, 16 KiB", kBulk, cbc(SM4_X_CBC_EN_MODE)},
-        {"SM4 CBC decrypt, 16 KiB", kBulk, cbc(SM4_X_CBC_DE_MODE)},
+        {"SM4 CBC encrypt, 16 KiB", bulk_bytes, cbc(SM4_X_CBC_EN_MODE)},
+        {"SM4 CBC decrypt, 16 KiB", bulk_bytes, cbc(SM4_X_CBC_DE_MODE)},
         {"SM2 key pair", 0,
          done([&w] { SM2_ECC_GenerateKeyPair(&w.group, &w.other_public_key, &w.other_private_key); })},
         {"SM2 sign", 0, done([&w] { SM2_ECDSA_Signature(&w.group, w.digest.data(), &w.private_key, &w.signature); })},

@@ -9,7 +9,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kLargestInput = kMaxRecordMessage + 160;
+constexpr std::size_t largest_input = max_record_message + 160;
 
 struct Files {
     std::string input = "-";
@@ -33,7 +33,7 @@ void add_pair(CLI::App& convert, const char* name, const char* help, const std::
     const auto o = std::make_shared<Options>();
     CLI::App& sub = cli::command(convert, name, help, [o, read, write] {
         Input input(o->files.input);
-        const SecretBuffer bytes = input.read_all(kLargestInput);
+        const SecretBuffer bytes = input.read_all(largest_input);
         try {
             write_whole(o->files.output, write(read(bytes.span(), o->from), o->to).span());
         } catch (const FormatError& error) {
@@ -82,7 +82,7 @@ void add_key(CLI::App& convert) {
     CLI::App& sub = cli::command(convert, "key", "Convert a private or public key; the input's form is recognised",
                                  [o] { convert_key(*o); });
     add_files(sub, o->files);
-    cli::choice(sub, "--to", o->to, kKeyFormats, "Format of the output", cli::Need::required);
+    cli::choice(sub, "--to", o->to, key_format_names, "Format of the output", cli::Need::required);
     cli::flag(sub, "--public", o->only_public, "Write only the public key, also of a private one");
     cli::option(sub, "--passphrase-file", o->passphrase_file, "File whose first line is the input's passphrase");
     cli::flag(sub, "--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
@@ -98,8 +98,9 @@ void add_convert(CLI::App& app) {
         "Ciphertexts: der is GM/T 0009, raw the library's record; c1c3c2 (today's order) and c1c2c3 (the older one)\n"
         "begin with the byte 04, their -bare forms do not.");
     add_key(convert);
-    add_pair(convert, "signature", "Convert a signature", kSignatureFormats, read_signature, write_signature);
-    add_pair(convert, "ciphertext", "Convert an SM2 ciphertext", kCiphertextFormats, read_ciphertext, write_record);
+    add_pair(convert, "signature", "Convert a signature", signature_format_names, read_signature, write_signature);
+    add_pair(convert, "ciphertext", "Convert an SM2 ciphertext", ciphertext_format_names, read_ciphertext,
+             write_record);
 }
 
 }  // namespace ulmaro::tool

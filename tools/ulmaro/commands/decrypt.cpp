@@ -8,7 +8,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kMostOverhead = 160;  // of the largest format
+constexpr std::size_t most_overhead = 160;  // of the largest format
 
 struct Options {
     KeyOptions key;
@@ -23,7 +23,7 @@ void run(const Options& o) {
     Key key;
     load_private_key(o.key, key);
     Input input(o.input);
-    const SecretBuffer bytes = input.read_all(kMaxRecordMessage + kMostOverhead);
+    const SecretBuffer bytes = input.read_all(max_record_message + most_overhead);
     try {
         const SecretBuffer record = read_ciphertext(bytes.span(), o.format);
         write_whole(o.output, decrypt(record.span(), *key.secret).span(), Access::secret);
@@ -41,7 +41,8 @@ void add_decrypt(CLI::App& app) {
     cli::option(sub, "-i,--in,--input", o->input, "The ciphertext (default: standard input)");
     cli::option(sub, "-o,--out,--output", o->output,
                 "The message (default: standard output); a new file is readable only by its owner");
-    cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
+    cli::choice(sub, "-f,--format", o->format, ciphertext_format_names,
+                "The default is der; raw is the library's record");
 }
 
 }  // namespace ulmaro::tool

@@ -21,7 +21,7 @@ void run(const Options& o) {
     Key key;
     load_key(o.key, key);
     Input input(o.input);
-    const SecretBuffer message = input.read_all(kMaxMessage);
+    const SecretBuffer message = input.read_all(max_message);
     if (message.size() == 0) throw Failure(input.name() + ": empty, and SM2 cannot encrypt an empty message");
     const SecretBuffer record = encrypt(message.span(), key.point);
     write_whole(o.output, write_ciphertext(record.span(), o.format).span());
@@ -35,8 +35,9 @@ void add_encrypt(CLI::App& app) {
     add_key_options(sub, o->key, "The receiver's public key, or private key");
     cli::option(sub, "-i,--in,--input", o->input, "The message (default: standard input)");
     cli::option(sub, "-o,--out,--output", o->output, "The ciphertext (default: standard output)");
-    cli::choice(sub, "-f,--format", o->format, kCiphertextFormats, "The default is der; raw is the library's record");
-    cli::footer(sub, "The message has 1 to " + std::to_string(kMaxMessage) +
+    cli::choice(sub, "-f,--format", o->format, ciphertext_format_names,
+                "The default is der; raw is the library's record");
+    cli::footer(sub, "The message has 1 to " + std::to_string(max_message) +
                          " bytes and is held in memory. Encrypt a large file with sm4, and its key with this.");
 }
 

@@ -52,7 +52,7 @@ void add_keygen(CLI::App& app) {
     cli::option(sub, "-o,--out,--output", o->output, "The private key, readable only by its owner",
                 cli::Need::required);
     cli::option(sub, "--pub", o->public_output, "The public key");
-    cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
+    cli::choice(sub, "-f,--format", o->format, key_format_names, "The default is pem");
     cli::flag(sub, "-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
     cli::option(sub, "--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
     cli::flag(sub, "--force", o->force, "Replace existing files");

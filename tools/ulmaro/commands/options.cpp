@@ -12,20 +12,20 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kLargestKeyFile = 64U << 10;
+constexpr std::size_t largest_key_file = 64U << 10;
 
 }  // namespace
 
-const std::map<std::string, KeyFormat> kKeyFormats{
+const std::map<std::string, KeyFormat> key_format_names{
     {"pem", KeyFormat::pem}, {"der", KeyFormat::der}, {"hex", KeyFormat::hex}, {"raw", KeyFormat::raw}};
-const std::map<std::string, SignatureFormat> kSignatureFormats{
+const std::map<std::string, SignatureFormat> signature_format_names{
     {"der", SignatureFormat::der}, {"raw", SignatureFormat::raw}, {"hex", SignatureFormat::hex}};
-const std::map<std::string, CiphertextFormat> kCiphertextFormats{{"der", CiphertextFormat::der},
-                                                                 {"raw", CiphertextFormat::record},
-                                                                 {"c1c3c2", CiphertextFormat::c1c3c2},
-                                                                 {"c1c2c3", CiphertextFormat::c1c2c3},
-                                                                 {"c1c3c2-bare", CiphertextFormat::c1c3c2_bare},
-                                                                 {"c1c2c3-bare", CiphertextFormat::c1c2c3_bare}};
+const std::map<std::string, CiphertextFormat> ciphertext_format_names{{"der", CiphertextFormat::der},
+                                                                      {"raw", CiphertextFormat::record},
+                                                                      {"c1c3c2", CiphertextFormat::c1c3c2},
+                                                                      {"c1c2c3", CiphertextFormat::c1c2c3},
+                                                                      {"c1c3c2-bare", CiphertextFormat::c1c3c2_bare},
+                                                                      {"c1c2c3-bare", CiphertextFormat::c1c2c3_bare}};
 
 void require_one_stdin(std::initializer_list<std::string> inputs) {
     if (std::ranges::count(inputs, "-") > 1) throw UsageError("only one input can come from standard input");
@@ -51,7 +51,7 @@ void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help
 void load_key(const KeyOptions& options, Key& key) {
     require_one_stdin({options.file, options.passphrase_file.value_or("")});
     Input input(options.file);
-    const SecretBuffer content = input.read_all(kLargestKeyFile);
+    const SecretBuffer content = input.read_all(largest_key_file);
     const auto ask = [&] { return read_passphrase(options.passphrase_file, "Passphrase of " + input.name(), false); };
     try {
         read_key(content.span(), ask, key);

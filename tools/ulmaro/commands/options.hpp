@@ -50,8 +50,8 @@ void require_one_stdin(std::initializer_list<std::string> inputs);
 /// ignored.
 void keep_input(const std::string& output, std::initializer_list<std::string> inputs);
 
-extern const std::map<std::string, KeyFormat> kKeyFormats;
-extern const std::map<std::string, SignatureFormat> kSignatureFormats;
-extern const std::map<std::string, CiphertextFormat> kCiphertextFormats;
+extern const std::map<std::string, KeyFormat> key_format_names;
+extern const std::map<std::string, SignatureFormat> signature_format_names;
+extern const std::map<std::string, CiphertextFormat> ciphertext_format_names;
 
 }  // namespace ulmaro::tool

@@ -25,7 +25,7 @@ void add_pubkey(CLI::App& app) {
     });
     add_key_options(sub, o->key, "The private key");
     cli::option(sub, "-o,--out,--output", o->output, "Output (default: standard output)");
-    cli::choice(sub, "-f,--format", o->format, kKeyFormats, "The default is pem");
+    cli::choice(sub, "-f,--format", o->format, key_format_names, "The default is pem");
 }
 
 }  // namespace ulmaro::tool

@@ -30,7 +30,7 @@ void add_sign(CLI::App& app) {
     add_message_options(sub, o->message);
     add_digest_option(sub, o->message);
     cli::option(sub, "-o,--out,--output", o->output, "The signature (default: standard output)");
-    cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
+    cli::choice(sub, "-f,--format", o->format, signature_format_names, "The default is der");
 }
 
 }  // namespace ulmaro::tool

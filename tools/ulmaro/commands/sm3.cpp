@@ -57,7 +57,7 @@ void reject_misuse(const Options& o) {
 }
 
 void run(const Options& o, ExitCodes& exit) {
-    if (o.check) exit.failure = kExitTrouble;
+    if (o.check) exit.failure = exit_trouble;
     reject_misuse(o);
     const std::vector<std::string> files = o.files.empty() ? std::vector<std::string>{"-"} : o.files;
     bool mismatch = false;
@@ -69,7 +69,7 @@ void run(const Options& o, ExitCodes& exit) {
         mismatch |= verdict == Sm3Verdict::mismatch;
         failed |= verdict == Sm3Verdict::unknown;
     }
-    exit.status = mismatch ? kExitNo : failed ? exit.failure : kExitOk;
+    exit.status = mismatch ? exit_no : failed ? exit.failure : exit_ok;
 }
 
 }  // namespace

@@ -15,8 +15,8 @@
 namespace ulmaro::tool {
 namespace {
 
-const std::map<std::string, Sm4Mode> kModes{{"cbc", Sm4Mode::cbc}, {"ecb", Sm4Mode::ecb}};
-const std::map<std::string, Padding> kPaddings{{"none", Padding::none}, {"pkcs7", Padding::pkcs7}};
+const std::map<std::string, Sm4Mode> mode_names{{"cbc", Sm4Mode::cbc}, {"ecb", Sm4Mode::ecb}};
+const std::map<std::string, Padding> padding_names{{"none", Padding::none}, {"pkcs7", Padding::pkcs7}};
 
 struct Options {
     Sm4Mode mode = Sm4Mode::cbc;
@@ -45,9 +45,9 @@ void read_key_file(const std::string& path, Block& key) {
         return;
     }
     std::string_view hex(reinterpret_cast<const char*>(text->data()), n);
-    constexpr std::string_view kSpace = " \t\r\n";
-    hex.remove_prefix(std::min(hex.find_first_not_of(kSpace), hex.size()));
-    hex = hex.substr(0, hex.find_last_not_of(kSpace) + 1);
+    constexpr std::string_view white_space = " \t\r\n";
+    hex.remove_prefix(std::min(hex.find_first_not_of(white_space), hex.size()));
+    hex = hex.substr(0, hex.find_last_not_of(white_space) + 1);
     if (!from_hex(hex, key)) throw Failure(path + ": a key file holds 16 bytes or 32 hexadecimal digits");
 }
 
@@ -75,8 +75,9 @@ void run(const Options& o, Transform transform, Access access) {
 void add_direction(CLI::App& sm4, const char* name, const char* help, Transform transform, Access access) {
     const auto o = std::make_shared<Options>();
     CLI::App& sub = cli::command(sm4, name, help, [o, transform, access] { run(*o, transform, access); });
-    cli::choice(sub, "-m,--mode", o->mode, kModes, "The default is cbc; ecb shows which blocks are equal");
-    cli::choice(sub, "-p,--padding", o->padding, kPaddings, "The default is pkcs7, which always adds 1 to 16 bytes");
+    cli::choice(sub, "-m,--mode", o->mode, mode_names, "The default is cbc; ecb shows which blocks are equal");
+    cli::choice(sub, "-p,--padding", o->padding, padding_names,
+                "The default is pkcs7, which always adds 1 to 16 bytes");
     cli::option(sub, "-K,--key", o->key, "32 hexadecimal digits; other users can see them, prefer --key-file");
     cli::option(sub, "-k,--key-file", o->key_file,
                 "File with 16 bytes or 32 hexadecimal digits; this or --key is required");

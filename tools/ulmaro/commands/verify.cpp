@@ -11,7 +11,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kLargestSignature = 4096;
+constexpr std::size_t largest_signature = 4096;
 
 struct Options {
     KeyOptions key;
@@ -23,10 +23,10 @@ struct Options {
 /// Nothing when the file can be read but holds no signature; says so.
 std::optional<ECC_SIGNATURE> load_signature(const Options& o) {
     Input input(o.signature);
-    std::array<unsigned char, kLargestSignature + 1> bytes;
+    std::array<unsigned char, largest_signature + 1> bytes;
     const std::size_t n = input.read(bytes);
     try {
-        if (n > kLargestSignature) throw FormatError("too long for a signature");
+        if (n > largest_signature) throw FormatError("too long for a signature");
         return read_signature(std::span(bytes).first(n), o.format);
     } catch (const FormatError& error) {
         complain(input.name() + ": " + error.what());
@@ -35,7 +35,7 @@ std::optional<ECC_SIGNATURE> load_signature(const Options& o) {
 }
 
 void run(const Options& o, ExitCodes& exit) {
-    exit.failure = kExitTrouble;
+    exit.failure = exit_trouble;
     require_one_stdin({o.key.file, o.signature, message_input(o.message)});
     Key key;
     load_key(o.key, key);
@@ -46,7 +46,7 @@ void run(const Options& o, ExitCodes& exit) {
         return;
     }
     if (signature) complain("the signature is not valid");
-    exit.status = kExitNo;
+    exit.status = exit_no;
 }
 
 }  // namespace
@@ -58,7 +58,7 @@ void add_verify(CLI::App& app, ExitCodes& exit) {
     add_message_options(sub, o->message);
     add_digest_option(sub, o->message);
     cli::option(sub, "-s,--sig,--signature", o->signature, "The signature", cli::Need::required);
-    cli::choice(sub, "-f,--format", o->format, kSignatureFormats, "The default is der");
+    cli::choice(sub, "-f,--format", o->format, signature_format_names, "The default is der");
     cli::footer(
         sub,
         "Exit codes: 0 the signature is valid; 1 it is not, or the file holds none; 2 it could not be checked: a file\n"

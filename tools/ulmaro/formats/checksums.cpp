@@ -5,8 +5,8 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kHexDigits = 64;
-constexpr std::string_view kBlank = " \t";
+constexpr std::size_t digest_digits = 64;
+constexpr std::string_view blanks = " \t";
 
 std::optional<std::string> unescaped(std::string_view name) {
     std::string out;
@@ -23,7 +23,7 @@ std::optional<std::string> unescaped(std::string_view name) {
 }
 
 std::string_view skip_blank(std::string_view text) {
-    const std::size_t start = text.find_first_not_of(kBlank);
+    const std::size_t start = text.find_first_not_of(blanks);
     return start == std::string_view::npos ? std::string_view{} : text.substr(start);
 }
 
@@ -41,12 +41,12 @@ bool split_tagged(std::string_view rest, std::string_view& digest, std::string_v
 
 /// "DIGEST  NAME" or "DIGEST *NAME".
 bool split_plain(std::string_view line, std::string_view& digest, std::string_view& name) {
-    if (line.size() < kHexDigits + 3) return false;
-    digest = line.substr(0, kHexDigits);
-    const char first = line[kHexDigits];
-    const char second = line[kHexDigits + 1];
-    name = line.substr(kHexDigits + 2);
-    return kBlank.find(first) != std::string_view::npos && (second == ' ' || second == '*');
+    if (line.size() < digest_digits + 3) return false;
+    digest = line.substr(0, digest_digits);
+    const char first = line[digest_digits];
+    const char second = line[digest_digits + 1];
+    name = line.substr(digest_digits + 2);
+    return blanks.find(first) != std::string_view::npos && (second == ' ' || second == '*');
 }
 
 }  // namespace

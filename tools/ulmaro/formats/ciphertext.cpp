@@ -10,10 +10,10 @@ namespace {
 
 using Bytes = std::span<const unsigned char>;
 
-constexpr std::size_t kCoordinates = 64;
-constexpr std::size_t kHash = 32;
-constexpr std::size_t kLengthAt = kCoordinates + kHash;
-constexpr std::size_t kDerOverhead = 128;
+constexpr std::size_t coordinate_bytes = 64;
+constexpr std::size_t hash_bytes = 32;
+constexpr std::size_t length_at = coordinate_bytes + hash_bytes;
+constexpr std::size_t der_overhead = 128;
 
 struct Pieces {
     Bytes point;  ///< x || y
@@ -26,8 +26,8 @@ unsigned char* append(unsigned char* at, Bytes bytes) { return std::ranges::copy
 SecretBuffer assemble(const Pieces& pieces) {
     const std::size_t length = pieces.sealed.size();
     if (length == 0) throw FormatError("a ciphertext of an empty message");
-    if (length > kMaxRecordMessage) throw FormatError("a ciphertext that is too long");
-    SecretBuffer record(kRecordHeader + length);
+    if (length > max_record_message) throw FormatError("a ciphertext that is too long");
+    SecretBuffer record(record_header_bytes + length);
     unsigned char* at = append(append(record.data(), pieces.point), pieces.hash);
     for (unsigned shift = 0; shift < 32; shift += 8) *at++ = static_cast<unsigned char>(length >> shift);
     append(at, pieces.sealed);
@@ -35,14 +35,15 @@ SecretBuffer assemble(const Pieces& pieces) {
 }
 
 Pieces take_apart(Bytes record) {
-    return {record.first(kCoordinates), record.subspan(kCoordinates, kHash), record.subspan(kRecordHeader)};
+    return {record.first(coordinate_bytes), record.subspan(coordinate_bytes, hash_bytes),
+            record.subspan(record_header_bytes)};
 }
 
 SecretBuffer read_record(Bytes bytes) {
-    if (bytes.size() <= kRecordHeader) throw FormatError("a ciphertext record that is too short");
+    if (bytes.size() <= record_header_bytes) throw FormatError("a ciphertext record that is too short");
     std::size_t length = 0;
-    for (std::size_t i = 4; i-- > 0;) length = length << 8 | bytes[kLengthAt + i];
-    if (length != bytes.size() - kRecordHeader) throw FormatError("a ciphertext record with a wrong length");
+    for (std::size_t i = 4; i-- > 0;) length = length << 8 | bytes[length_at + i];
+    if (length != bytes.size() - record_header_bytes) throw FormatError("a ciphertext record with a wrong length");
     return assemble(take_apart(bytes));
 }
 
@@ -50,12 +51,12 @@ SecretBuffer read_der(Bytes bytes) {
     DerReader top(bytes);
     DerReader parts = top.enter();
     top.finish();
-    std::array<unsigned char, kCoordinates> point;
+    std::array<unsigned char, coordinate_bytes> point;
     std::ranges::copy(parts.integer(), point.begin());
     std::ranges::copy(parts.integer(), point.begin() + 32);
-    const Bytes hash = parts.take(kDerOctetString);
-    if (hash.size() != kHash) throw FormatError("a ciphertext whose hash is not 32 bytes");
-    const Bytes sealed = parts.take(kDerOctetString);
+    const Bytes hash = parts.take(der_octet_string);
+    if (hash.size() != hash_bytes) throw FormatError("a ciphertext whose hash is not 32 bytes");
+    const Bytes sealed = parts.take(der_octet_string);
     parts.finish();
     return assemble({point, hash, sealed});
 }
@@ -65,29 +66,29 @@ SecretBuffer read_joined(Bytes bytes, bool bare, bool hash_last) {
         if (bytes.empty() || bytes[0] != 4) throw FormatError("a ciphertext that does not begin with 04");
         bytes = bytes.subspan(1);
     }
-    if (bytes.size() <= kCoordinates + kHash) throw FormatError("a ciphertext that is too short");
-    const Bytes point = bytes.first(kCoordinates);
-    const Bytes rest = bytes.subspan(kCoordinates);
-    if (hash_last) return assemble({point, rest.last(kHash), rest.first(rest.size() - kHash)});
-    return assemble({point, rest.first(kHash), rest.subspan(kHash)});
+    if (bytes.size() <= coordinate_bytes + hash_bytes) throw FormatError("a ciphertext that is too short");
+    const Bytes point = bytes.first(coordinate_bytes);
+    const Bytes rest = bytes.subspan(coordinate_bytes);
+    if (hash_last) return assemble({point, rest.last(hash_bytes), rest.first(rest.size() - hash_bytes)});
+    return assemble({point, rest.first(hash_bytes), rest.subspan(hash_bytes)});
 }
 
 SecretBuffer write_der(const Pieces& pieces) {
-    DerWriter out(kDerOverhead + pieces.sealed.size());
+    DerWriter out(der_overhead + pieces.sealed.size());
     U256 x;
     U256 y;
     std::ranges::copy(pieces.point.first(32), x.begin());
     std::ranges::copy(pieces.point.last(32), y.begin());
-    out.element(kDerOctetString, pieces.sealed);
-    out.element(kDerOctetString, pieces.hash);
+    out.element(der_octet_string, pieces.sealed);
+    out.element(der_octet_string, pieces.hash);
     out.integer(y);
     out.integer(x);
-    out.wrap(kDerSequence, 0);
+    out.wrap(der_sequence, 0);
     return copy_of(out.bytes());
 }
 
 SecretBuffer write_joined(const Pieces& pieces, bool bare, bool hash_last) {
-    SecretBuffer out((bare ? 0 : 1) + kCoordinates + kHash + pieces.sealed.size());
+    SecretBuffer out((bare ? 0 : 1) + coordinate_bytes + hash_bytes + pieces.sealed.size());
     unsigned char* at = out.data();
     if (!bare) *at++ = 4;
     at = append(at, pieces.point);

@@ -39,7 +39,7 @@ std::span<const unsigned char> DerReader::take(int tag) {
 }
 
 U256 DerReader::integer() {
-    auto bytes = take(kDerInteger);
+    auto bytes = take(der_integer);
     if (bytes.empty() || bytes[0] >= 0x80) throw FormatError("not the expected DER: a number is negative or empty");
     if (bytes.size() > 1 && bytes[0] == 0) {
         if (bytes[1] < 0x80) throw FormatError("not DER: a number is not in its shortest form");
@@ -68,7 +68,7 @@ std::span<const unsigned char> DerReader::bits(int tag) {
 }
 
 std::span<const unsigned char> DerReader::oid() {
-    const auto contents = take(kDerOid);
+    const auto contents = take(der_oid);
     bool starts = true;
     for (const unsigned char byte : contents) {
         if (starts && byte == 0x80) throw FormatError("not DER: a number is not in its shortest form");
@@ -102,7 +102,7 @@ void DerWriter::integer(const U256& value) {
     const auto first = std::find_if(value.begin(), value.end() - 1, [](unsigned char b) { return b != 0; });
     raw(std::span(first, value.end()));
     if (*first >= 0x80) raw(std::array<unsigned char, 1>{0});
-    wrap(kDerInteger, before);
+    wrap(der_integer, before);
 }
 
 void DerWriter::small_integer(int value) { written(mbedtls_asn1_write_int(&at_, buffer_.data(), value)); }
@@ -111,7 +111,7 @@ void DerWriter::bits(std::span<const unsigned char> bytes) {
     const std::size_t before = mark();
     raw(bytes);
     raw(std::array<unsigned char, 1>{0});
-    wrap(kDerBitString, before);
+    wrap(der_bit_string, before);
 }
 
 }  // namespace ulmaro::tool

@@ -18,13 +18,13 @@ struct FormatError : std::runtime_error {
 
 using U256 = std::array<unsigned char, 32>;  ///< big-endian
 
-constexpr int kDerInteger = 0x02;
-constexpr int kDerBitString = 0x03;
-constexpr int kDerOctetString = 0x04;
-constexpr int kDerNull = 0x05;
-constexpr int kDerOid = 0x06;
-constexpr int kDerSequence = 0x30;
-constexpr int kDerSet = 0x31;
+constexpr int der_integer = 0x02;
+constexpr int der_bit_string = 0x03;
+constexpr int der_octet_string = 0x04;
+constexpr int der_null = 0x05;
+constexpr int der_oid = 0x06;
+constexpr int der_sequence = 0x30;
+constexpr int der_set = 0x31;
 constexpr int der_context(int number) { return 0xA0 | number; }
 
 /// Walks over the elements of one level. Every step throws FormatError when the next element is not the expected one
@@ -41,13 +41,13 @@ public:
     /// Skips the next element, whatever its tag.
     void skip() { take(rest_.empty() ? 0 : rest_.front()); }
     /// The inside of the next element, a SEQUENCE unless the tag says otherwise.
-    DerReader enter(int tag = kDerSequence) { return DerReader(take(tag)); }
+    DerReader enter(int tag = der_sequence) { return DerReader(take(tag)); }
     /// A non-negative INTEGER in its shortest form, at most 256 bits.
     U256 integer();
     /// A non-negative INTEGER below 2^31.
     unsigned small_integer();
     /// The whole bytes of a BIT STRING, whose tag may be an implicit one.
-    std::span<const unsigned char> bits(int tag = kDerBitString);
+    std::span<const unsigned char> bits(int tag = der_bit_string);
     /// The bytes of an OBJECT IDENTIFIER, each of its numbers complete and in the shortest form.
     std::span<const unsigned char> oid();
     /// Throws when something follows.
@@ -70,8 +70,8 @@ public:
     void integer(const U256& value);
     void small_integer(int value);
     void bits(std::span<const unsigned char> bytes);
-    void oid(std::string_view encoded) { element(kDerOid, as_bytes(encoded)); }
-    void null() { element(kDerNull, {}); }
+    void oid(std::string_view encoded) { element(der_oid, as_bytes(encoded)); }
+    void null() { element(der_null, {}); }
 
     std::span<const unsigned char> bytes() const { return {at_, mark()}; }
 

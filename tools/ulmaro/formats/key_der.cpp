@@ -9,33 +9,33 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::string_view kEcPublicKey("\x2A\x86\x48\xCE\x3D\x02\x01", 7);
+constexpr std::string_view ec_public_key_oid("\x2A\x86\x48\xCE\x3D\x02\x01", 7);
 /// The curve; the same number, and three below it for single uses, also names the algorithm in some keys.
-constexpr std::string_view kSm2("\x2A\x81\x1C\xCF\x55\x01\x82\x2D", 8);
+constexpr std::string_view sm2_oid("\x2A\x81\x1C\xCF\x55\x01\x82\x2D", 8);
 
-constexpr int kImplicitPublicKey = 0x81;  // [1] IMPLICIT BIT STRING
+constexpr int implicit_public_key = 0x81;  // [1] IMPLICIT BIT STRING
 
 std::string_view text(std::span<const unsigned char> bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 bool names_sm2(std::string_view oid) {
-    return oid == kSm2 ||
-           (oid.size() == kSm2.size() + 1 && oid.starts_with(kSm2) && oid.back() >= 1 && oid.back() <= 3);
+    return oid == sm2_oid ||
+           (oid.size() == sm2_oid.size() + 1 && oid.starts_with(sm2_oid) && oid.back() >= 1 && oid.back() <= 3);
 }
 
 void read_curve(DerReader& from) {
-    if (from.next_is(kDerSequence))
+    if (from.next_is(der_sequence))
         throw FormatError("a key with explicit curve parameters; only the named curve is supported");
-    if (text(from.take(kDerOid)) != kSm2) throw FormatError("a key of another curve");
+    if (text(from.take(der_oid)) != sm2_oid) throw FormatError("a key of another curve");
 }
 
 void read_algorithm(DerReader algorithm) {
-    const std::string_view oid = text(algorithm.take(kDerOid));
+    const std::string_view oid = text(algorithm.take(der_oid));
     const bool implied = names_sm2(oid);
-    if (!implied && oid != kEcPublicKey) throw FormatError("a key of another algorithm");
-    if (implied && algorithm.next_is(kDerNull)) {
-        algorithm.take(kDerNull);
+    if (!implied && oid != ec_public_key_oid) throw FormatError("a key of another algorithm");
+    if (implied && algorithm.next_is(der_null)) {
+        algorithm.take(der_null);
     } else if (!implied || !algorithm.done()) {
         read_curve(algorithm);
     }
@@ -68,7 +68,7 @@ void compare_public(const Key& key, std::span<const unsigned char> bytes) {
 /// ECPrivateKey. The curve may be missing where PKCS#8 has named it before.
 void read_sec1(DerReader ec, bool curve_known, Key& key) {
     if (ec.small_integer() != 1) throw FormatError("a key of an unknown version");
-    const auto d = ec.take(kDerOctetString);
+    const auto d = ec.take(der_octet_string);
     if (ec.next_is(der_context(0))) {
         DerReader parameters = ec.enter(der_context(0));
         read_curve(parameters);
@@ -90,7 +90,7 @@ void read_attributes(DerReader attributes) {
     while (!attributes.done()) {
         DerReader attribute = attributes.enter();
         attribute.oid();
-        for (DerReader values = attribute.enter(kDerSet); !values.done();) values.skip();
+        for (DerReader values = attribute.enter(der_set); !values.done();) values.skip();
         attribute.finish();
     }
 }
@@ -100,11 +100,11 @@ void read_pkcs8(DerReader info, Key& key) {
     const unsigned version = info.small_integer();
     if (version > 1) throw FormatError("a key of an unknown version");
     read_algorithm(info.enter());
-    DerReader wrapped(info.take(kDerOctetString));
+    DerReader wrapped(info.take(der_octet_string));
     read_sec1(wrapped.enter(), true, key);
     wrapped.finish();
     if (info.next_is(der_context(0))) read_attributes(info.enter(der_context(0)));
-    if (version == 1 && info.next_is(kImplicitPublicKey)) compare_public(key, info.bits(kImplicitPublicKey));
+    if (version == 1 && info.next_is(implicit_public_key)) compare_public(key, info.bits(implicit_public_key));
     info.finish();
 }
 
@@ -116,9 +116,9 @@ void read_public_key_info(DerReader info, Key& key) {
 
 void write_algorithm(DerWriter& out) {
     const std::size_t before = out.mark();
-    out.oid(kSm2);
-    out.oid(kEcPublicKey);
-    out.wrap(kDerSequence, before);
+    out.oid(sm2_oid);
+    out.oid(ec_public_key_oid);
+    out.wrap(der_sequence, before);
 }
 
 }  // namespace
@@ -128,13 +128,13 @@ void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, 
     const DerReader inside = top.enter();
     top.finish();
     DerReader probe = inside;  // the second element shows which structure it is
-    if (inside.next_is(kDerInteger)) {
+    if (inside.next_is(der_integer)) {
         probe.integer();
-        if (probe.next_is(kDerSequence)) return read_pkcs8(inside, key);
+        if (probe.next_is(der_sequence)) return read_pkcs8(inside, key);
         return read_sec1(inside, false, key);
     }
-    probe.take(kDerSequence);
-    if (!probe.next_is(kDerOctetString)) return read_public_key_info(inside, key);
+    probe.take(der_sequence);
+    if (!probe.next_is(der_octet_string)) return read_public_key_info(inside, key);
     const SecretBuffer passphrase = ask();
     const SecretBuffer plain = read_encrypted(der, passphrase.span());
     try {
@@ -152,20 +152,20 @@ void write_pkcs8(DerWriter& out, const Key& key) {
     const std::size_t outer = out.mark();
     out.bits(uncompressed(key.point));
     out.wrap(der_context(1), outer);
-    out.element(kDerOctetString, key.secret->d);
+    out.element(der_octet_string, key.secret->d);
     out.small_integer(1);
-    out.wrap(kDerSequence, outer);
-    out.wrap(kDerOctetString, outer);
+    out.wrap(der_sequence, outer);
+    out.wrap(der_octet_string, outer);
     write_algorithm(out);
     out.small_integer(0);
-    out.wrap(kDerSequence, outer);
+    out.wrap(der_sequence, outer);
 }
 
 void write_public_key_info(DerWriter& out, const ECC_PUBLIC_KEY& point) {
     const std::size_t outer = out.mark();
     out.bits(uncompressed(point));
     write_algorithm(out);
-    out.wrap(kDerSequence, outer);
+    out.wrap(der_sequence, outer);
 }
 
 std::array<unsigned char, 65> uncompressed(const ECC_PUBLIC_KEY& point) {

@@ -15,23 +15,23 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr unsigned kIterations = 200000;        // about a third of a second
-constexpr unsigned kMostIterations = 10000000;  // a hostile file must not keep the machine busy for hours
-constexpr std::size_t kBlock = 16;
+constexpr unsigned new_iterations = 200000;     // about a third of a second
+constexpr unsigned most_iterations = 10000000;  // a hostile file must not keep the machine busy for hours
+constexpr std::size_t block_bytes = 16;
 
 struct AesOid {
     std::string_view oid;
     mbedtls_cipher_type_t type;
 };
 
-constexpr AesOid kAes[] = {
+constexpr AesOid aes_ciphers[] = {
     {"\x60\x86\x48\x01\x65\x03\x04\x01\x2A", MBEDTLS_CIPHER_AES_256_CBC},
     {"\x60\x86\x48\x01\x65\x03\x04\x01\x16", MBEDTLS_CIPHER_AES_192_CBC},
     {"\x60\x86\x48\x01\x65\x03\x04\x01\x02", MBEDTLS_CIPHER_AES_128_CBC},
 };
-constexpr std::string_view kPbes2(MBEDTLS_OID_PKCS5_PBES2);
-constexpr std::string_view kPbkdf2(MBEDTLS_OID_PKCS5_PBKDF2);
-constexpr std::string_view kHmacSha256(MBEDTLS_OID_HMAC_SHA256);
+constexpr std::string_view pbes2_oid(MBEDTLS_OID_PKCS5_PBES2);
+constexpr std::string_view pbkdf2_oid(MBEDTLS_OID_PKCS5_PBKDF2);
+constexpr std::string_view hmac_sha256_oid(MBEDTLS_OID_HMAC_SHA256);
 
 bool operator==(std::span<const unsigned char> bytes, std::string_view text) {
     return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()) == text;
@@ -40,7 +40,7 @@ bool operator==(std::span<const unsigned char> bytes, std::string_view text) {
 struct Scheme {
     mbedtls_md_type_t md = MBEDTLS_MD_SHA256;
     mbedtls_cipher_type_t cipher = MBEDTLS_CIPHER_AES_256_CBC;
-    unsigned iterations = kIterations;
+    unsigned iterations = new_iterations;
     std::span<const unsigned char> salt;
     std::span<const unsigned char> iv;
 };
@@ -103,8 +103,8 @@ bool crypt(mbedtls_operation_t direction, const Scheme& scheme, std::span<const 
 }
 
 mbedtls_md_type_t read_prf(DerReader algorithm) {
-    const auto oid = algorithm.take(kDerOid);
-    if (!algorithm.done()) algorithm.take(kDerNull);
+    const auto oid = algorithm.take(der_oid);
+    if (!algorithm.done()) algorithm.take(der_null);
     algorithm.finish();
     mbedtls_asn1_buf name{};
     name.p = const_cast<unsigned char*>(oid.data());
@@ -115,27 +115,27 @@ mbedtls_md_type_t read_prf(DerReader algorithm) {
 }
 
 void read_derivation(DerReader algorithm, Scheme& scheme) {
-    if (!(algorithm.take(kDerOid) == kPbkdf2))
+    if (!(algorithm.take(der_oid) == pbkdf2_oid))
         throw FormatError("encrypted in an unknown way; only PBKDF2 is supported");
     DerReader parameters = algorithm.enter();
     algorithm.finish();
-    scheme.salt = parameters.take(kDerOctetString);
+    scheme.salt = parameters.take(der_octet_string);
     scheme.iterations = parameters.small_integer();
-    if (scheme.iterations == 0 || scheme.iterations > kMostIterations) {
+    if (scheme.iterations == 0 || scheme.iterations > most_iterations) {
         throw FormatError("encrypted with an unreasonable number of iterations");
     }
-    if (parameters.next_is(kDerInteger))
+    if (parameters.next_is(der_integer))
         parameters.small_integer();  // the key length, which follows from the cipher too
     scheme.md = parameters.done() ? MBEDTLS_MD_SHA1 : read_prf(parameters.enter());
     parameters.finish();
 }
 
 void read_cipher(DerReader algorithm, Scheme& scheme) {
-    const auto oid = algorithm.take(kDerOid);
-    scheme.iv = algorithm.take(kDerOctetString);
+    const auto oid = algorithm.take(der_oid);
+    scheme.iv = algorithm.take(der_octet_string);
     algorithm.finish();
-    for (const AesOid& aes : kAes) {
-        if (!(oid == aes.oid) || scheme.iv.size() != kBlock) continue;
+    for (const AesOid& aes : aes_ciphers) {
+        if (!(oid == aes.oid) || scheme.iv.size() != block_bytes) continue;
         scheme.cipher = aes.type;
         return;
     }
@@ -146,34 +146,34 @@ void read_cipher(DerReader algorithm, Scheme& scheme) {
 
 void write_encrypted(DerWriter& out, std::span<const unsigned char> plain, std::span<const unsigned char> passphrase) {
     std::array<unsigned char, 16> salt;
-    std::array<unsigned char, kBlock> iv;
+    std::array<unsigned char, block_bytes> iv;
     fill_random(salt);
     fill_random(iv);
     Scheme scheme;
     scheme.salt = salt;
     scheme.iv = iv;
-    SecretBuffer sealed(plain.size() + kBlock);
+    SecretBuffer sealed(plain.size() + block_bytes);
     if (!crypt(MBEDTLS_ENCRYPT, scheme, passphrase, plain, sealed)) throw Failure("the key cannot be encrypted");
 
     const std::size_t outer = out.mark();
-    out.element(kDerOctetString, sealed.span());
+    out.element(der_octet_string, sealed.span());
     const std::size_t algorithm = out.mark();
-    out.element(kDerOctetString, iv);
-    out.oid(kAes[0].oid);
-    out.wrap(kDerSequence, algorithm);
+    out.element(der_octet_string, iv);
+    out.oid(aes_ciphers[0].oid);
+    out.wrap(der_sequence, algorithm);
     const std::size_t derivation = out.mark();
     out.null();
-    out.oid(kHmacSha256);
-    out.wrap(kDerSequence, derivation);
+    out.oid(hmac_sha256_oid);
+    out.wrap(der_sequence, derivation);
     out.small_integer(static_cast<int>(scheme.iterations));
-    out.element(kDerOctetString, salt);
-    out.wrap(kDerSequence, derivation);
-    out.oid(kPbkdf2);
-    out.wrap(kDerSequence, derivation);
-    out.wrap(kDerSequence, algorithm);
-    out.oid(kPbes2);
-    out.wrap(kDerSequence, algorithm);
-    out.wrap(kDerSequence, outer);
+    out.element(der_octet_string, salt);
+    out.wrap(der_sequence, derivation);
+    out.oid(pbkdf2_oid);
+    out.wrap(der_sequence, derivation);
+    out.wrap(der_sequence, algorithm);
+    out.oid(pbes2_oid);
+    out.wrap(der_sequence, algorithm);
+    out.wrap(der_sequence, outer);
 }
 
 SecretBuffer read_encrypted(std::span<const unsigned char> der, std::span<const unsigned char> passphrase) {
@@ -181,16 +181,17 @@ SecretBuffer read_encrypted(std::span<const unsigned char> der, std::span<const 
     DerReader info = top.enter();
     top.finish();
     DerReader algorithm = info.enter();
-    const auto sealed = info.take(kDerOctetString);
+    const auto sealed = info.take(der_octet_string);
     info.finish();
-    if (!(algorithm.take(kDerOid) == kPbes2)) throw FormatError("encrypted in an unknown way; only PBES2 is supported");
+    if (!(algorithm.take(der_oid) == pbes2_oid))
+        throw FormatError("encrypted in an unknown way; only PBES2 is supported");
     DerReader parameters = algorithm.enter();
     algorithm.finish();
     Scheme scheme;
     read_derivation(parameters.enter(), scheme);
     read_cipher(parameters.enter(), scheme);
     parameters.finish();
-    SecretBuffer plain(sealed.size() + kBlock);
+    SecretBuffer plain(sealed.size() + block_bytes);
     if (!crypt(MBEDTLS_DECRYPT, scheme, passphrase, sealed, plain)) throw FormatError("wrong passphrase");
     return plain;
 }

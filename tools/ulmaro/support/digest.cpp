@@ -9,13 +9,13 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kPiece = 256U << 10;
+constexpr std::size_t piece_bytes = 256U << 10;
 
 }  // namespace
 
 void absorb(Sm3& hash, Input& input, bool show_progress) {
     Progress progress(input.size(), show_progress);
-    std::vector<unsigned char> piece(kPiece);
+    std::vector<unsigned char> piece(piece_bytes);
     std::size_t n;
     do {
         n = input.read(piece);

@@ -8,17 +8,17 @@
 
 namespace ulmaro::tool {
 
-constexpr int kExitOk = 0;
-constexpr int kExitFailure = 1;
-constexpr int kExitUsage = 2;
+constexpr int exit_ok = 0;
+constexpr int exit_failure = 1;
+constexpr int exit_usage = 2;
 
 /// How the run ends. A command with a verdict uses 1 for "no" and 2 for failure, as grep and cmp do.
 struct ExitCodes {
-    int status = kExitOk;
-    int failure = kExitFailure;
+    int status = exit_ok;
+    int failure = exit_failure;
 };
-constexpr int kExitNo = 1;
-constexpr int kExitTrouble = 2;
+constexpr int exit_no = 1;
+constexpr int exit_trouble = 2;
 
 /// The work could not be done, for a reason in the data or in the system: exit code ExitCodes::failure.
 struct Failure : std::runtime_error {

@@ -15,10 +15,10 @@ int digit(char c) {
 }  // namespace
 
 void write_hex(std::span<const unsigned char> bytes, std::span<unsigned char> out) {
-    constexpr unsigned char kDigits[] = "0123456789abcdef";
+    constexpr unsigned char hex_digits[] = "0123456789abcdef";
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        out[2 * i] = kDigits[bytes[i] >> 4];
-        out[2 * i + 1] = kDigits[bytes[i] & 15];
+        out[2 * i] = hex_digits[bytes[i] >> 4];
+        out[2 * i + 1] = hex_digits[bytes[i] & 15];
     }
 }
 

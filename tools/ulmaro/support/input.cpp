@@ -9,7 +9,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kFirstGuess = 4096;
+constexpr std::size_t first_guess = 4096;
 
 }  // namespace
 
@@ -44,7 +44,7 @@ SecretBuffer Input::read_all(std::size_t limit) {
     const auto too_much = [&] { return Failure(name_ + ": more than " + std::to_string(limit) + " bytes"); };
     if (size() > limit) throw too_much();
     // One byte more than expected, so that the end is seen without another round.
-    SecretBuffer buffer(std::max<std::size_t>(static_cast<std::size_t>(size()), kFirstGuess) + 1);
+    SecretBuffer buffer(std::max<std::size_t>(static_cast<std::size_t>(size()), first_guess) + 1);
     std::size_t filled = read(buffer.span());
     while (filled == buffer.size()) {
         if (filled > limit) throw too_much();

@@ -17,15 +17,15 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr char kTemporary[] = ".ulmaro-XXXXXX";
-constexpr std::size_t kRandomAt = 8;
+constexpr char name_template[] = ".ulmaro-XXXXXX";
+constexpr std::size_t random_at = 8;
 
 /// A temporary file that a signal must remove. `used` is set last, because the handler may run between any two
 /// instructions.
 struct Pending {
     std::atomic<bool> used{false};
     int folder = -1;
-    char name[sizeof kTemporary] = {};
+    char name[sizeof name_template] = {};
 };
 static_assert(std::atomic<bool>::is_always_lock_free, "read in a signal handler");
 
@@ -57,11 +57,11 @@ void forget(const std::string& name) {
 }
 
 std::string temporary_name() {
-    constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz012345";
-    std::array<unsigned char, sizeof kTemporary - 1 - kRandomAt> random;
+    constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz012345";
+    std::array<unsigned char, sizeof name_template - 1 - random_at> random;
     fill_random(random);
-    std::string name = kTemporary;
-    for (std::size_t i = 0; i < random.size(); ++i) name[kRandomAt + i] = kLetters[random[i] % 32];
+    std::string name = name_template;
+    for (std::size_t i = 0; i < random.size(); ++i) name[random_at + i] = letters[random[i] % 32];
     return name;
 }
 
@@ -79,7 +79,7 @@ void guard_temporary_files() {
     struct sigaction action {};
     action.sa_handler = remove_pending;
     action.sa_mask = ending_signals();
-    for (const int number : kEndingSignals) {
+    for (const int number : ending) {
         struct sigaction old {};
         sigaction(number, nullptr, &old);
         if (old.sa_handler != SIG_IGN) sigaction(number, &action, nullptr);

@@ -14,7 +14,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr int kMostLinks = 40;  // as many as the kernel follows
+constexpr int most_links = 40;  // as many as the kernel follows
 
 struct Split {
     std::string folder;
@@ -84,7 +84,7 @@ Place find_place(const std::string& path) {
     std::string at = path;
     Split parts;
     for (int links = 0;; ++links) {
-        if (links == kMostLinks) refuse(path, ELOOP);
+        if (links == most_links) refuse(path, ELOOP);
         parts = split(at);
         const Whose whose = is_number(parts.base) ? descriptors_in(parts.folder) : Whose::nobody;
         if (whose == Whose::ours) {

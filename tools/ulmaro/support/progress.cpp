@@ -9,13 +9,13 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::uint64_t kWorthShowing = 16U << 20;
-constexpr int kWidth = 40;
+constexpr std::uint64_t worth_showing = 16U << 20;
+constexpr int bar_width = 40;
 
 }  // namespace
 
 Progress::Progress(std::uint64_t total, bool wanted)
-    : total_(total), active_(wanted && total > kWorthShowing && ::isatty(STDERR_FILENO) == 1) {}
+    : total_(total), active_(wanted && total > worth_showing && ::isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
     if (active_) std::fputs("\r\033[K", stderr);
@@ -27,8 +27,8 @@ void Progress::advance(std::uint64_t bytes) {
     const int percent = static_cast<int>(std::min<std::uint64_t>(100, done_ / (total_ / 100)));
     if (percent == shown_) return;
     shown_ = percent;
-    const auto filled = static_cast<std::size_t>(percent * kWidth / 100);
-    const std::string bar = std::string(filled, '#') + std::string(kWidth - filled, '.');
+    const auto filled = static_cast<std::size_t>(percent * bar_width / 100);
+    const std::string bar = std::string(filled, '#') + std::string(bar_width - filled, '.');
     std::fprintf(stderr, "\r[%s] %3d%%", bar.c_str(), percent);
     std::fflush(stderr);
 }

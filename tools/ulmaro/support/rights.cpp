@@ -11,8 +11,8 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr const char* kAccessList = "system.posix_acl_access";
-constexpr std::size_t kLargestAttribute = 64U << 10;  // the kernel's limit
+constexpr const char* access_list = "system.posix_acl_access";
+constexpr std::size_t largest_attribute = 64U << 10;  // the kernel's limit
 
 struct stat status_of(int fd, const std::string& name) {
     struct stat st {};
@@ -24,12 +24,12 @@ struct stat status_of(int fd, const std::string& name) {
 bool copy_access_list(int folder, const std::string& base, int file) {
     // Through the descriptor: the path may name another file by now. Old files need not be readable for this.
     const std::string path = "/proc/self/fd/" + std::to_string(folder) + "/" + base;
-    std::vector<char> list(kLargestAttribute);
-    const ssize_t n = ::lgetxattr(path.c_str(), kAccessList, list.data(), list.size());
-    if (n >= 0) return ::fsetxattr(file, kAccessList, list.data(), static_cast<std::size_t>(n), 0) == 0;
+    std::vector<char> list(largest_attribute);
+    const ssize_t n = ::lgetxattr(path.c_str(), access_list, list.data(), list.size());
+    if (n >= 0) return ::fsetxattr(file, access_list, list.data(), static_cast<std::size_t>(n), 0) == 0;
     if (errno != ENODATA && errno != ENOTSUP) return false;
     // The folder may have given the new file a default list.
-    return ::fremovexattr(file, kAccessList) == 0 || errno == ENODATA || errno == ENOTSUP;
+    return ::fremovexattr(file, access_list) == 0 || errno == ENODATA || errno == ENOTSUP;
 }
 
 }  // namespace
@@ -57,7 +57,7 @@ void take_mode(int folder, const std::string& base, int file, const struct stat&
     } else if (status_of(file, name).st_gid != old.st_gid) {
         // The old group now counts as others, and some others as the group: each gets only what both had. With an
         // access list the mode does not tell what the group had.
-        const bool listed = ::fgetxattr(file, kAccessList, nullptr, 0) > 0;
+        const bool listed = ::fgetxattr(file, access_list, nullptr, 0) > 0;
         const mode_t both = listed ? 0 : (mode >> 3) & mode & S_IRWXO;
         mode = (mode & S_IRWXU) | both << 3 | both;
     }

@@ -6,13 +6,13 @@
 namespace ulmaro::tool {
 
 /// Those sent by a user, a shell or a limit that end the process by default.
-constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT,   SIGPIPE, SIGTERM, SIGALRM, SIGUSR1,
-                                  SIGUSR2, SIGXCPU, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR,  SIGSTKFLT};
+constexpr int ending[] = {SIGHUP,  SIGINT,  SIGQUIT,   SIGPIPE, SIGTERM, SIGALRM, SIGUSR1,
+                          SIGUSR2, SIGXCPU, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR,  SIGSTKFLT};
 
 inline sigset_t ending_signals() {
     sigset_t set;
     sigemptyset(&set);
-    for (const int number : kEndingSignals) sigaddset(&set, number);
+    for (const int number : ending) sigaddset(&set, number);
     return set;
 }
 

@@ -13,15 +13,15 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kMaxIdentity = 8191;  // its length in bits is kept in 16 bits
-constexpr int kRecommendedCurve = 0;
+constexpr std::size_t max_identity = 8191;  // its length in bits is kept in 16 bits
+constexpr int recommended_curve = 0;
 
 struct Curve {
     ECCParameter_st parameters{};
     ec_group_st group{};
 
     Curve() {
-        SM2_Get_Paramter(&parameters, kRecommendedCurve);
+        SM2_Get_Paramter(&parameters, recommended_curve);
         SM2_ECC_InitParameter(&parameters, &group);
     }
 };
@@ -104,7 +104,7 @@ Digest identity_digest(const std::optional<std::string>& identity, const ECC_PUB
         SM3_algrithm_userid_hash(&point, &parameters, z.data());
         return z;
     }
-    if (identity->size() > kMaxIdentity) throw Failure("the user identity has more than 8191 bytes");
+    if (identity->size() > max_identity) throw Failure("the user identity has more than 8191 bytes");
     const auto bits = static_cast<unsigned>(identity->size() * 8);
     const std::array<unsigned char, 2> length{static_cast<unsigned char>(bits >> 8), static_cast<unsigned char>(bits)};
     Sm3 hash;
@@ -139,7 +139,7 @@ bool verify(const Digest& e, const ECC_PUBLIC_KEY& point, const ECC_SIGNATURE& s
 }
 
 SecretBuffer encrypt(std::span<const unsigned char> message, const ECC_PUBLIC_KEY& point) {
-    SecretBuffer record(kRecordHeader + message.size());
+    SecretBuffer record(record_header_bytes + message.size());
     auto* const blob = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data());
     SM2_ECES_Encryption(&curve().group, message.data(), static_cast<int>(message.size()), &point, blob);
     if (is_zero(blob->x) != 0) throw Failure("the key allows no encryption");
@@ -147,7 +147,7 @@ SecretBuffer encrypt(std::span<const unsigned char> message, const ECC_PUBLIC_KE
 }
 
 SecretBuffer decrypt(std::span<const unsigned char> record, const ECC_PRIVATE_KEY& key) {
-    SecretBuffer message(record.size() - kRecordHeader);
+    SecretBuffer message(record.size() - record_header_bytes);
     const auto* const blob = reinterpret_cast<const Ulmaro_ECC_CIPHER_BLOB*>(record.data());
     const QuietLibrary quiet;
     if (SM2_ECES_Decryption(&curve().group, blob, &key, message.data()) != 1) {

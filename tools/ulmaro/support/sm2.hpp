@@ -33,13 +33,13 @@ ECC_SIGNATURE sign(const Digest& e, const ECC_PRIVATE_KEY& key);
 bool verify(const Digest& e, const ECC_PUBLIC_KEY& point, const ECC_SIGNATURE& signature);
 
 /// The largest message that is encrypted.
-constexpr std::size_t kMaxMessage = algrithm::max_message_size;
+constexpr std::size_t max_message = algrithm::max_message_size;
 /// The largest message that a record can carry and decryption accepts.
-constexpr std::size_t kMaxRecordMessage = (1U << 31) - 65;
+constexpr std::size_t max_record_message = (1U << 31) - 65;
 /// Bytes of a ciphertext record before the encrypted message.
-constexpr std::size_t kRecordHeader = sizeof(Ulmaro_ECC_CIPHER_BLOB);
+constexpr std::size_t record_header_bytes = sizeof(Ulmaro_ECC_CIPHER_BLOB);
 
-/// Ciphertext record of a message of 1 to kMaxMessage bytes. Throws Failure.
+/// Ciphertext record of a message of 1 to max_message bytes. Throws Failure.
 SecretBuffer encrypt(std::span<const unsigned char> message, const ECC_PUBLIC_KEY& point);
 /// The message in a record whose length field matches its size. Throws Failure.
 SecretBuffer decrypt(std::span<const unsigned char> record, const ECC_PRIVATE_KEY& key);

@@ -10,8 +10,8 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t kBlock = 16;
-constexpr std::size_t kPiece = 1U << 20;
+constexpr std::size_t block_bytes = 16;
+constexpr std::size_t piece_bytes = 1U << 20;
 
 /// One key in one mode; whole blocks only, chained from call to call.
 class Cipher {
@@ -25,7 +25,7 @@ public:
         const int length = static_cast<int>(in.size());
         if (mode_ == Sm4Mode::ecb) return SM4_X_ECB_EN_MODE(in.data(), length, schedule_->data(), out);
         SM4_X_CBC_EN_MODE(in.data(), length, schedule_->data(), chain_.data(), out);
-        std::copy_n(out + in.size() - kBlock, kBlock, chain_.data());
+        std::copy_n(out + in.size() - block_bytes, block_bytes, chain_.data());
     }
 
     void decrypt(std::span<const unsigned char> in, unsigned char* out) {
@@ -33,7 +33,7 @@ public:
         const int length = static_cast<int>(in.size());
         if (mode_ == Sm4Mode::ecb) return SM4_X_ECB_DE_MODE(in.data(), length, schedule_->data(), out);
         SM4_X_CBC_DE_MODE(in.data(), length, schedule_->data(), chain_.data(), out);
-        std::copy_n(in.data() + in.size() - kBlock, kBlock, chain_.data());
+        std::copy_n(in.data() + in.size() - block_bytes, block_bytes, chain_.data());
     }
 
 private:
@@ -48,12 +48,12 @@ Failure ragged(const Input& input, const char* what) {
 
 /// Length of the message in a last block with PKCS#7 padding, or -1. Reads every byte whatever it finds.
 int unpadded_length(const Block& last) {
-    const unsigned pad = last[kBlock - 1];
-    unsigned bad = static_cast<unsigned>(pad == 0) | static_cast<unsigned>(pad > kBlock);
-    for (unsigned i = 1; i <= kBlock; ++i) {
-        bad |= static_cast<unsigned>(i <= pad) & static_cast<unsigned>(last[kBlock - i] != pad);
+    const unsigned pad = last[block_bytes - 1];
+    unsigned bad = static_cast<unsigned>(pad == 0) | static_cast<unsigned>(pad > block_bytes);
+    for (unsigned i = 1; i <= block_bytes; ++i) {
+        bad |= static_cast<unsigned>(i <= pad) & static_cast<unsigned>(last[block_bytes - i] != pad);
     }
-    return bad != 0 ? -1 : static_cast<int>(kBlock - pad);
+    return bad != 0 ? -1 : static_cast<int>(block_bytes - pad);
 }
 
 }  // namespace
@@ -66,21 +66,21 @@ void sm4_encrypt(const Sm4Job& job, Input& input, Output& output) {
     }
     Cipher cipher(job.mode, *job.key, iv);
     Progress progress(input.size(), job.show_progress);
-    SecretBuffer plain(kPiece + kBlock);  // room for the padding of the last piece
-    SecretBuffer sealed(kPiece + kBlock);
+    SecretBuffer plain(piece_bytes + block_bytes);  // room for the padding of the last piece
+    SecretBuffer sealed(piece_bytes + block_bytes);
     std::size_t n;
     do {
-        n = input.read(plain.span().first(kPiece));
+        n = input.read(plain.span().first(piece_bytes));
         std::size_t padded = n;
-        if (n < kPiece && job.padding == Padding::pkcs7) {
-            padded = (n / kBlock + 1) * kBlock;
+        if (n < piece_bytes && job.padding == Padding::pkcs7) {
+            padded = (n / block_bytes + 1) * block_bytes;
             std::fill(plain.data() + n, plain.data() + padded, static_cast<unsigned char>(padded - n));
         }
-        if (padded % kBlock != 0) throw ragged(input, "the input has no padding and");
+        if (padded % block_bytes != 0) throw ragged(input, "the input has no padding and");
         cipher.encrypt(plain.span().first(padded), sealed.data());
         output.write(sealed.span().first(padded));
         progress.advance(n);
-    } while (n == kPiece);
+    } while (n == piece_bytes);
 }
 
 void sm4_decrypt(const Sm4Job& job, Input& input, Output& output) {
@@ -90,22 +90,22 @@ void sm4_decrypt(const Sm4Job& job, Input& input, Output& output) {
     }
     Cipher cipher(job.mode, *job.key, iv);
     Progress progress(input.size(), job.show_progress);
-    SecretBuffer sealed(kPiece);
-    SecretBuffer plain(kPiece);
+    SecretBuffer sealed(piece_bytes);
+    SecretBuffer plain(piece_bytes);
     Secret<Block> held;  // the last block so far: only the end of the input shows whether it carries padding
     bool holding = false;
     std::size_t n;
     do {
         n = input.read(sealed.span());
-        if (n % kBlock != 0) throw ragged(input, "the ciphertext");
+        if (n % block_bytes != 0) throw ragged(input, "the ciphertext");
         if (n == 0) break;
         cipher.decrypt(sealed.span().first(n), plain.data());
         if (holding) output.write(*held);
-        output.write(plain.span().first(n - kBlock));
-        std::copy_n(plain.data() + n - kBlock, kBlock, held->data());
+        output.write(plain.span().first(n - block_bytes));
+        std::copy_n(plain.data() + n - block_bytes, block_bytes, held->data());
         holding = true;
         progress.advance(n);
-    } while (n == kPiece);
+    } while (n == piece_bytes);
 
     if (job.padding == Padding::none) {
         if (holding) output.write(*held);

@@ -18,8 +18,8 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr const char* kTerminal = "/dev/tty";
-constexpr std::size_t kLongestLine = 4096;  // the most the terminal returns at once
+constexpr const char* terminal_path = "/dev/tty";
+constexpr std::size_t longest_line = 4096;  // the most the terminal returns at once
 
 volatile sig_atomic_t g_caught = 0;  // bit n: signal n
 
@@ -40,21 +40,21 @@ public:
         struct sigaction action {};
         action.sa_handler = note;
         action.sa_mask = set_;
-        for (int number = 1; number < kSignals; ++number) {
+        for (int number = 1; number < signal_count; ++number) {
             if (sigismember(&set_, number) != 1) continue;
             sigaction(number, nullptr, &saved(number));
             if (saved(number).sa_handler != SIG_IGN) sigaction(number, &action, nullptr);
         }
     }
     ~Noted() {
-        for (int number = 1; number < kSignals; ++number) {
+        for (int number = 1; number < signal_count; ++number) {
             if (sigismember(&set_, number) == 1) sigaction(number, &saved(number), nullptr);
         }
     }
     Noted(const Noted&) = delete;
     Noted& operator=(const Noted&) = delete;
 
-    static constexpr int kSignals = 31;  // as many as there are bits
+    static constexpr int signal_count = 31;  // as many as there are bits
 
 private:
     struct sigaction& saved(int number) {
@@ -62,7 +62,7 @@ private:
     }
 
     const sigset_t set_ = noted_signals();
-    std::array<struct sigaction, kSignals> saved_{};
+    std::array<struct sigaction, signal_count> saved_{};
 };
 
 /// Turns echo off while it lives. In the background the process stops here, before it has changed anything; a signal
@@ -70,11 +70,11 @@ private:
 class SilentTerminal {
 public:
     explicit SilentTerminal(int fd) : fd_(fd) {
-        if (::tcgetattr(fd_, &saved_) != 0) throw system_failure(kTerminal);
+        if (::tcgetattr(fd_, &saved_) != 0) throw system_failure(terminal_path);
         termios silent = saved_;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         changed_ = ::tcsetattr(fd_, TCSANOW, &silent) == 0;
-        if (!changed_ && errno != EINTR) throw system_failure(kTerminal);
+        if (!changed_ && errno != EINTR) throw system_failure(terminal_path);
     }
     ~SilentTerminal() {
         if (!changed_) return;
@@ -98,7 +98,7 @@ private:
 };
 
 void say(int fd, const std::string& text) {
-    if (::write(fd, text.data(), text.size()) < 0) throw system_failure(kTerminal);
+    if (::write(fd, text.data(), text.size()) < 0) throw system_failure(terminal_path);
 }
 
 /// Asks once. False when a signal came instead of an answer; g_caught then shows which.
@@ -111,9 +111,9 @@ bool ask_once(int fd, const std::string& prompt, SecretBuffer& line) {
     // From here on signals arrive only in the wait, so that none falls between a check of g_caught and the wait.
     pollfd wait{fd, POLLIN, 0};
     const int ready = ::ppoll(&wait, 1, nullptr, &hold.before());
-    if (ready < 0 && errno != EINTR) throw system_failure(kTerminal);
+    if (ready < 0 && errno != EINTR) throw system_failure(terminal_path);
     const ssize_t n = ready > 0 ? ::read(fd, line.data(), line.size()) : 0;
-    if (n < 0) throw system_failure(kTerminal);
+    if (n < 0) throw system_failure(terminal_path);
     say(fd, "\n");
     if (ready <= 0) return false;
     line.shrink(static_cast<std::size_t>(n));
@@ -122,7 +122,7 @@ bool ask_once(int fd, const std::string& prompt, SecretBuffer& line) {
 
 /// Delivers the signals that were recorded.
 void raise_caught() {
-    for (int number = 1; number < Noted::kSignals; ++number) {
+    for (int number = 1; number < Noted::signal_count; ++number) {
         if ((g_caught >> number & 1) != 0 && number != SIGCONT) ::raise(number);
     }
 }
@@ -130,9 +130,9 @@ void raise_caught() {
 }  // namespace
 
 SecretBuffer ask_terminal(const std::string& prompt, std::size_t limit) {
-    const Fd terminal(::open(kTerminal, O_RDWR | O_CLOEXEC | O_NOCTTY));
+    const Fd terminal(::open(terminal_path, O_RDWR | O_CLOEXEC | O_NOCTTY));
     if (!terminal.valid()) throw Failure(prompt + ": no terminal to ask on, use --passphrase-file");
-    SecretBuffer line(kLongestLine);
+    SecretBuffer line(longest_line);
     for (bool answered = false; !answered;) {
         answered = ask_once(terminal.get(), printable(prompt), line);
         raise_caught();

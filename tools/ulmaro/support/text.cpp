@@ -16,9 +16,9 @@ std::size_t character(std::string_view text) {
         if ((byte(i) & 0xc0) != 0x80) return 0;
         code = code << 6 | (byte(i) & 0x3f);
     }
-    constexpr unsigned kLeast[] = {0, 0, 0xa0, 0x800, 0x10000};  // from 0x80 to 0x9f there are control characters
+    constexpr unsigned least[] = {0, 0, 0xa0, 0x800, 0x10000};  // from 0x80 to 0x9f there are control characters
     const bool surrogate = code >= 0xd800 && code < 0xe000;
-    return code >= kLeast[length] && code < 0x110000 && !surrogate ? length : 0;
+    return code >= least[length] && code < 0x110000 && !surrogate ? length : 0;
 }
 
 std::string octal(char c) {
