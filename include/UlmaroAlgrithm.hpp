@@ -198,26 +198,38 @@ public:
     /// does not begin with 04.
     [[nodiscard]] static Ciphertext from_raw(View raw, Order order = Order::c1c3c2) {
         detail::require(raw.size() > 97 && raw.size() - 97 <= INT_MAX && raw[0] == 4, "not a raw ciphertext");
-        const std::size_t size = raw.size() - 97;
-        const View c3 = order == Order::c1c3c2 ? raw.subspan(65, 32) : raw.last(32);
-        const View c2 = order == Order::c1c3c2 ? raw.last(size) : raw.subspan(65, size);
-        Ciphertext result(Bytes(head + size));
-        std::copy_n(raw.begin() + 1, 64, result.record_.begin());
+        const bool c3_first = order == Order::c1c3c2;
+        const View rest = raw.subspan(65);
+        const View c3 = c3_first ? rest.first(32) : rest.last(32);
+        return from_parts(raw.subspan<1, 64>(), c3.first<32>(), rest.subspan(c3_first ? 32 : 0, rest.size() - 32));
+    }
+    /// From its parts: C1 as x and y, the digest C3, and C2, which is as long as the message. For forms that are not
+    /// here, such as the SEQUENCE of GM/T 0009. @throws Error when C2 is empty or longer than 2^31 - 1 bytes.
+    [[nodiscard]] static Ciphertext from_parts(std::span<const unsigned char, 64> c1,
+                                               std::span<const unsigned char, 32> c3, View c2) {
+        detail::require(!c2.empty() && c2.size() <= INT_MAX, "SM2 makes no ciphertext of this length");
+        Ciphertext result(Bytes(head + c2.size()));
+        std::copy(c1.begin(), c1.end(), result.record_.begin());
         std::copy(c3.begin(), c3.end(), result.record_.begin() + 64);
-        result.mutable_record()->cipher_len = static_cast<unsigned int>(size);
+        result.mutable_record()->cipher_len = static_cast<unsigned int>(c2.size());
         std::copy(c2.begin(), c2.end(), result.record_.begin() + head);
         return result;
     }
 
+    /// x and y of the ephemeral point, as long as the ciphertext lives; so are c3() and c2().
+    [[nodiscard]] std::span<const unsigned char, 64> c1() const noexcept { return bytes().first<64>(); }
+    /// The digest of the message.
+    [[nodiscard]] std::span<const unsigned char, 32> c3() const noexcept { return bytes().subspan<64, 32>(); }
+    /// The message, masked.
+    [[nodiscard]] View c2() const noexcept { return bytes().subspan(head); }
     /// 04, C1, C3 and C2 as one byte string, in either order.
     [[nodiscard]] Bytes raw(Order order = Order::c1c3c2) const {
         const bool c3_first = order == Order::c1c3c2;
-        const View from = bytes();
         Bytes result(97 + message_size());
         result[0] = 4;
-        std::copy_n(from.begin(), 64, result.begin() + 1);
-        std::copy_n(from.begin() + 64, 32, c3_first ? result.begin() + 65 : result.end() - 32);
-        std::copy(from.begin() + head, from.end(), result.begin() + (c3_first ? 97 : 65));
+        std::copy(c1().begin(), c1().end(), result.begin() + 1);
+        std::copy(c3().begin(), c3().end(), c3_first ? result.begin() + 65 : result.end() - 32);
+        std::copy(c2().begin(), c2().end(), result.begin() + (c3_first ? 97 : 65));
         return result;
     }
     /// All bytes of the record.
@@ -425,11 +437,17 @@ public:
     /// Decrypts. @throws Error when the ciphertext is not authentic, whatever the reason; no byte of it gets out.
     [[nodiscard]] Bytes decrypt(const PrivateKey& key, const Ciphertext& ciphertext) const {
         Bytes message(ciphertext.message_size());
+        decrypt(key, ciphertext, message);
+        return message;
+    }
+    /// The same into memory of the caller's, for example one that wipes itself: Ciphertext::message_size() bytes.
+    /// @throws Error also when `message` has another length; it is all zero when the ciphertext was refused.
+    void decrypt(const PrivateKey& key, const Ciphertext& ciphertext, std::span<unsigned char> message) const {
+        detail::require(message.size() == ciphertext.message_size(), "the message has another length");
         if (SM2_ECES_Decryption(&prepared_, &ciphertext.record(), &key.record(), message.data()) != 1) {
             if (!message.empty()) explicit_bzero(message.data(), message.size());
             throw Error("the ciphertext is refused");
         }
-        return message;
     }
 
 private:
@@ -524,6 +542,19 @@ public:
         return result;
     }
 
+    /// How many bytes of padding are in the last block of a message, 0 when they are not that of PKCS#7: for streams,
+    /// which cbc_decrypt() decrypts piece by piece. Without a branch or an index on the bytes, but see
+    /// cbc_decrypt_padded() for what the answer gives away.
+    [[nodiscard]] static std::size_t padding_of(std::span<const unsigned char, block_size> block) noexcept {
+        const unsigned int padding = block[block_size - 1];
+        unsigned int wrong = (padding - 1) >> 4;  // 0 for 1 to 16
+        for (unsigned int i = 0; i < block_size; ++i) {
+            const unsigned int is_padding = 0 - ((15 - i - padding) >> 31);  // all ones from byte 16 - padding on
+            wrong |= is_padding & (block[i] ^ padding);
+        }
+        return wrong == 0 ? padding : 0;
+    }
+
 private:
     struct Schedule {
         unsigned int words[ULMARO_SM4_SCHEDULE_WORDS];
@@ -540,16 +571,6 @@ private:
         check(in, out);
         detail::in_pieces(in.size(),
                           [&](std::size_t at, int size) { mode(in.data() + at, size, schedule(), out.data() + at); });
-    }
-    /// The number of padding bytes in the last block, 0 when they are not valid padding.
-    static std::size_t padding_of(std::span<const unsigned char, block_size> block) noexcept {
-        const unsigned int padding = block[block_size - 1];
-        unsigned int wrong = (padding - 1) >> 4;  // 0 for 1 to 16
-        for (unsigned int i = 0; i < block_size; ++i) {
-            const unsigned int is_padding = 0 - ((15 - i - padding) >> 31);  // all ones from byte 16 - padding on
-            wrong |= is_padding & (block[i] ^ padding);
-        }
-        return wrong == 0 ? padding : 0;
     }
 
     detail::Wiped<Schedule> schedule_;

@@ -170,7 +170,11 @@ TEST(ConvenienceSm2, RoundTrips) {
     EXPECT_NE(curve.sign(pair, message, "another"), signature);
     EXPECT_NE(printed_by([&] { EXPECT_FALSE(curve.verify_digest(pair.public_key, Sm3::hash(message), signature)); }),
               "");
-    EXPECT_EQ(curve.decrypt(pair.private_key, curve.encrypt(pair.public_key, message)), message);
+    const Ciphertext sealed = curve.encrypt(pair.public_key, message);
+    EXPECT_EQ(curve.decrypt(pair.private_key, sealed), message);
+    Bytes opened(message.size());
+    curve.decrypt(pair.private_key, Ciphertext::from_parts(sealed.c1(), sealed.c3(), sealed.c2()), opened);
+    EXPECT_EQ(opened, message);
 }
 
 TEST(ConvenienceSm2, Refusals) {
@@ -209,7 +213,12 @@ TEST(ConvenienceSm2, Refusals) {
         bad[at] ^= 1;
         const Ciphertext changed = Ciphertext::from_record(bad);
         EXPECT_REFUSED_ALOUD(curve.decrypt(pair.private_key, changed));
+        Bytes opened(9, 1);
+        EXPECT_REFUSED_ALOUD(curve.decrypt(pair.private_key, changed, opened));
+        EXPECT_EQ(opened, Bytes(9));
+        EXPECT_REFUSED(curve.decrypt(pair.private_key, good, std::span(opened).first(8)));
     }
+    EXPECT_REFUSED(Ciphertext::from_parts(good.c1(), good.c3(), {}));
     const Ciphertext empty = Ciphertext::from_record(Bytes(100));
     EXPECT_REFUSED_ALOUD(curve.decrypt(pair.private_key, empty));
     Bytes shortened(good.bytes().begin(), good.bytes().end() - 1);

@@ -2,7 +2,8 @@
 // stays the same when written and read again, and strict formats have only one form.
 #include <mbedtls/pkcs5.h>
 
-#include <cstring>
+#include <algorithm>
+#include <array>
 #include <optional>
 #include <string>
 
@@ -66,18 +67,18 @@ bool read(View content, tool::Key& key) {
 void check_key(View content) {
     tool::Key key;
     if (!read(content, key)) return;
-    require(usable(key.point), "an accepted public key is usable");
-    require(!key.has_secret || usable(*key.secret), "an accepted private key is usable");
+    require(curve().contains(key.point), "an accepted public key is usable");
+    require(!key.secret || usable(*key.secret), "an accepted private key is usable");
     const auto check = [&](const SecretBuffer& written, bool with_secret) {
         tool::Key again;
         require(read(written.span(), again), "a written key is read");
-        require(again.has_secret == with_secret && std::memcmp(&again.point, &key.point, sizeof key.point) == 0 &&
-                    (!with_secret || std::memcmp(&*again.secret, &*key.secret, sizeof(ECC_PRIVATE_KEY)) == 0),
+        require(again.secret.has_value() == with_secret && again.point == key.point &&
+                    (!with_secret || std::ranges::equal(again.secret->bytes(), key.secret->bytes())),
                 "a written key is the same when read");
     };
     for (const KeyFormat format : {KeyFormat::pem, KeyFormat::der, KeyFormat::hex, KeyFormat::raw}) {
         check(write_public_key(key.point, format), false);
-        if (!key.has_secret) continue;
+        if (!key.secret) continue;
         check(write_private_key(key, format, {}), true);
         check(write_private_key(key, format, passphrase), true);
     }
@@ -87,8 +88,8 @@ void check_signature(View content, SignatureFormat format) {
     const auto signature = accepted([&] { return read_signature(content, format); });
     if (!signature) return;
     for (const SignatureFormat other : {SignatureFormat::der, SignatureFormat::raw, SignatureFormat::hex}) {
-        const ECC_SIGNATURE again = read_signature(write_signature(*signature, other).span(), other);
-        require(std::memcmp(&again, &*signature, sizeof again) == 0, "a written signature is the same when read");
+        require(read_signature(write_signature(*signature, other).span(), other) == *signature,
+                "a written signature is the same when read");
     }
     if (format != SignatureFormat::hex) {
         require(equal(write_signature(*signature, format).span(), content), "a signature has one form");
@@ -100,18 +101,17 @@ constexpr CiphertextFormat ciphertext_formats[] = {CiphertextFormat::der,       
                                                    CiphertextFormat::c1c3c2_bare, CiphertextFormat::c1c2c3_bare};
 
 void check_ciphertext(View content, CiphertextFormat format) {
-    const auto record = accepted([&] { return read_ciphertext(content, format); });
-    if (!record) return;
+    const auto ciphertext = accepted([&] { return read_ciphertext(content, format); });
+    if (!ciphertext) return;
     for (const CiphertextFormat other : ciphertext_formats) {
-        const SecretBuffer written = write_ciphertext(record->span(), other);
-        require(equal(read_ciphertext(written.span(), other).span(), record->span()),
-                "a written ciphertext is the same when read");
+        const SecretBuffer written = write_ciphertext(*ciphertext, other);
+        require(read_ciphertext(written.span(), other) == *ciphertext, "a written ciphertext is the same when read");
         require(other != format || equal(written.span(), content), "a ciphertext has one form");
     }
-    // Anything accepted as a record can be passed to the library.
-    ECC_PRIVATE_KEY key{};
-    key.d[31] = 2;
-    accepted([&] { return decrypt(record->span(), key); });
+    // Anything accepted can be passed to the library.
+    std::array<unsigned char, 32> d{};
+    d[31] = 2;
+    accepted([&] { return decrypt(*ciphertext, PrivateKey(d)); });
 }
 
 void check_digits(View content) {
@@ -141,9 +141,9 @@ void check_list(View content) {
     const auto line = read_checksum(text_of(content));
     if (line) check_checksum(*line);
     if (content.empty()) return;
-    Checksum any{{}, std::string(text_of(content))};
-    std::copy_n(content.begin(), std::min(content.size(), any.digest.size()), any.digest.begin());
-    check_checksum(any);
+    std::array<unsigned char, 32> digest{};
+    std::copy_n(content.begin(), std::min(content.size(), digest.size()), digest.begin());
+    check_checksum({Digest(digest), std::string(text_of(content))});
 }
 
 }  // namespace
@@ -163,7 +163,7 @@ void run(Data& data) {
 void run_edges() {
     wiped = 0;
     {
-        const Secret<std::array<unsigned char, 32>> record;
+        const PrivateKey key(std::array<unsigned char, 32>{});
         SecretBuffer buffer(100);
         buffer.shrink(40);
     }

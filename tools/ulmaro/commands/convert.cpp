@@ -9,7 +9,7 @@
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t largest_input = max_record_message + 160;
+constexpr std::size_t largest_input = max_carried_message + 160;
 
 struct Files {
     std::string input = "-";
@@ -45,10 +45,6 @@ void add_pair(CLI::App& convert, const char* name, const char* help, const std::
     cli::choice(sub, "--to", o->to, formats, "Format of the output", cli::Need::required);
 }
 
-SecretBuffer write_record(const SecretBuffer& record, CiphertextFormat format) {
-    return write_ciphertext(record.span(), format);
-}
-
 struct KeyConversion {
     Files files;
     KeyFormat to = KeyFormat::pem;
@@ -65,10 +61,10 @@ void convert_key(const KeyConversion& o) {
     }
     Key key;
     load_key({o.files.input, o.passphrase_file}, key);
-    const bool drops_secret = o.only_public && key.has_secret;
+    const bool drops_secret = o.only_public && key.secret;
     keep_input(o.files.output,
                {o.passphrase_file.value_or(""), o.new_passphrase_file.value_or(""), drops_secret ? o.files.input : ""});
-    if (o.only_public || !key.has_secret) {
+    if (o.only_public || !key.secret) {
         if (encrypt) throw Failure(o.files.input + ": a public key cannot be encrypted");
         return write_whole(o.files.output, write_public_key(key.point, o.to).span());
     }
@@ -100,7 +96,7 @@ void add_convert(CLI::App& app) {
     add_key(convert);
     add_pair(convert, "signature", "Convert a signature", signature_format_names, read_signature, write_signature);
     add_pair(convert, "ciphertext", "Convert an SM2 ciphertext", ciphertext_format_names, read_ciphertext,
-             write_record);
+             write_ciphertext);
 }
 
 }  // namespace ulmaro::tool

@@ -23,10 +23,10 @@ void run(const Options& o) {
     Key key;
     load_private_key(o.key, key);
     Input input(o.input);
-    const SecretBuffer bytes = input.read_all(max_record_message + most_overhead);
+    const SecretBuffer bytes = input.read_all(max_carried_message + most_overhead);
     try {
-        const SecretBuffer record = read_ciphertext(bytes.span(), o.format);
-        write_whole(o.output, decrypt(record.span(), *key.secret).span(), Access::secret);
+        const Ciphertext ciphertext = read_ciphertext(bytes.span(), o.format);
+        write_whole(o.output, decrypt(ciphertext, *key.secret).span(), Access::secret);
     } catch (const FormatError& error) {
         throw Failure(input.name() + ": " + error.what());
     }

@@ -5,12 +5,12 @@
 #include <array>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "cli/cli.hpp"
 #include "commands/commands.hpp"
-#include "formats/signature.hpp"
 #include "support/digest.hpp"
 #include "support/error.hpp"
 #include "support/hex.hpp"
@@ -30,46 +30,48 @@ public:
         step("Hash the file with SM3");
         Input input(path_);
         digest_ = digest_of(input, true);
-        show("SM3", to_hex(digest_));
+        show("SM3", to_hex(digest_.bytes()));
     }
 
     void make_keys() {
         step("Make an SM2 key pair");
-        generate_key_pair(*secret_, point_);
+        keys_.emplace(curve().generate());
         show("private d", "32 bytes, not shown");
-        show("public x", to_hex(point_.x));
-        show("public y", to_hex(point_.y));
+        show("public x", to_hex(keys_->public_key.bytes().first(32)));
+        show("public y", to_hex(keys_->public_key.bytes().last(32)));
     }
 
     void sign_and_verify() {
         step("Sign the file with the private key");
-        const Digest z = identity_digest({}, point_);
+        const PublicKey& point = keys_->public_key;
+        const Digest z = curve().identity_digest(point);
         const Digest e = digest_with(z, "");
-        signature_ = sign(e, *secret_);
-        show("Z", to_hex(z) + "  (signer: identity, curve, public key)");
-        show("e", to_hex(e) + "  (SM3 of Z and the file)");
-        show("r", to_hex(signature_.r));
-        show("s", to_hex(signature_.s));
+        const Signature signature = curve().sign_digest(keys_->private_key, e);
+        show("Z", to_hex(z.bytes()) + "  (signer: identity, curve, public key)");
+        show("e", to_hex(e.bytes()) + "  (SM3 of Z and the file)");
+        show("r", to_hex(signature.bytes().first(32)));
+        show("s", to_hex(signature.bytes().last(32)));
 
         step("Verify the signature with the public key");
-        expect(verify(e, point_, signature_), "valid", "the signature was refused");
+        expect(verify(e, point, signature), "valid", "the signature was refused");
 
         step("Verify it against a tampered copy: the file with one byte more");
         const Digest tampered = digest_with(z, "!");
-        show("e", to_hex(tampered));
-        expect(!verify(tampered, point_, signature_), "refused, as it should be", "a tampered file was accepted");
+        show("e", to_hex(tampered.bytes()));
+        expect(!verify(tampered, point, signature), "refused, as it should be", "a tampered file was accepted");
     }
 
     void seal_and_open_key() {
         step("Draw a random SM4 key and encrypt it to the public key with SM2");
-        fill_random(*job_.key);
-        const SecretBuffer record = encrypt(*job_.key, point_);
+        fill_random(job_.key.span());
+        const Ciphertext ciphertext = curve().encrypt(keys_->public_key, job_.key.span());
+        const auto record = ciphertext.bytes();
         show("SM4 key", "16 bytes, not shown");
-        show("ciphertext", to_hex(record.span().first(32)) + "...  (" + std::to_string(record.size()) + " bytes)");
+        show("ciphertext", to_hex(record.first(32)) + "...  (" + std::to_string(record.size()) + " bytes)");
 
         step("Decrypt the SM4 key with the private key");
-        const SecretBuffer opened = decrypt(record.span(), *secret_);
-        expect(std::ranges::equal(opened.span(), *job_.key), "the same key", "SM2 gave back another key");
+        const SecretBuffer opened = decrypt(ciphertext, keys_->private_key);
+        expect(std::ranges::equal(opened.span(), job_.key.span()), "the same key", "SM2 gave back another key");
     }
 
     void encrypt_and_decrypt_file();
@@ -87,18 +89,16 @@ private:
     Digest digest_with(const Digest& z, std::string_view suffix) const {
         Input input(path_);
         Sm3 hash;
-        hash.update(z);
+        hash.update(z.bytes());
         absorb(hash, input, true);
-        hash.update(std::span(reinterpret_cast<const unsigned char*>(suffix.data()), suffix.size()));
-        return hash.finish().array();
+        hash.update(algrithm::bytes_of(suffix));
+        return hash.finish();
     }
 
     std::string path_;
     int number_ = 0;
-    Digest digest_{};
-    PrivateKey secret_;
-    ECC_PUBLIC_KEY point_{};
-    ECC_SIGNATURE signature_{};
+    Digest digest_;
+    std::optional<algrithm::KeyPair> keys_;
     Sm4Job job_;
 };
 
@@ -142,7 +142,7 @@ void Tour::encrypt_and_decrypt_file() {
     sm4_decrypt(job_, sealed_in, opened_out);
     Input result = opened.reader();
     const Digest digest = digest_of(result, true);
-    show("SM3", to_hex(digest));
+    show("SM3", to_hex(digest.bytes()));
     expect(digest == digest_, "identical to the original", "the decrypted file differs from the original");
 }
 

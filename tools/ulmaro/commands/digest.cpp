@@ -22,8 +22,8 @@ void add_digest(CLI::App& app) {
         Key key;
         load_key(o->key, key);
         const Digest e = digest_to_sign(o->message, key.point);
-        std::printf("Z = %s\n", to_hex(identity_digest(o->message.identity, key.point)).c_str());
-        std::printf("e = %s\n", to_hex(e).c_str());
+        std::printf("Z = %s\n", to_hex(identity_digest(o->message.identity, key.point).bytes()).c_str());
+        std::printf("e = %s\n", to_hex(e.bytes()).c_str());
     });
     add_key_options(sub, o->key, "The signer's public key, or private key");
     add_message_options(sub, o->message);

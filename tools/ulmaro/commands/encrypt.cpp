@@ -21,10 +21,10 @@ void run(const Options& o) {
     Key key;
     load_key(o.key, key);
     Input input(o.input);
-    const SecretBuffer message = input.read_all(max_message);
+    const SecretBuffer message = input.read_all(algrithm::max_message_size);
     if (message.size() == 0) throw Failure(input.name() + ": empty, and SM2 cannot encrypt an empty message");
-    const SecretBuffer record = encrypt(message.span(), key.point);
-    write_whole(o.output, write_ciphertext(record.span(), o.format).span());
+    const Ciphertext ciphertext = curve().encrypt(key.point, message.span());
+    write_whole(o.output, write_ciphertext(ciphertext, o.format).span());
 }
 
 }  // namespace
@@ -37,7 +37,7 @@ void add_encrypt(CLI::App& app) {
     cli::option(sub, "-o,--out,--output", o->output, "The ciphertext (default: standard output)");
     cli::choice(sub, "-f,--format", o->format, ciphertext_format_names,
                 "The default is der; raw is the library's record");
-    cli::footer(sub, "The message has 1 to " + std::to_string(max_message) +
+    cli::footer(sub, "The message has 1 to " + std::to_string(algrithm::max_message_size) +
                          " bytes and is held in memory. Encrypt a large file with sm4, and its key with this.");
 }
 

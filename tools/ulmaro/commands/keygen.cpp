@@ -1,4 +1,5 @@
 #include <memory>
+#include <utility>
 
 #include "commands/commands.hpp"
 #include "commands/options.hpp"
@@ -34,9 +35,8 @@ void run(const Options& o) {
 
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.passphrase_file, "Passphrase for the new key", true);
-    Key key;
-    key.has_secret = true;
-    generate_key_pair(*key.secret, key.point);
+    algrithm::KeyPair pair = curve().generate();
+    const Key key{pair.public_key, std::move(pair.private_key)};
     // Both are written before either appears, so that a full disk leaves neither; and the private key appears first.
     private_file.write(write_private_key(key, o.format, passphrase.span()).span());
     if (public_file) public_file->write(write_public_key(key.point, o.format).span());

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 
 #include "support/error.hpp"
 #include "support/hex.hpp"
@@ -62,7 +63,7 @@ void load_key(const KeyOptions& options, Key& key) {
 
 void load_private_key(const KeyOptions& options, Key& key) {
     load_key(options, key);
-    if (!key.has_secret) throw Failure(options.file + ": a public key, but a private one is needed");
+    if (!key.secret) throw Failure(options.file + ": a public key, but a private one is needed");
 }
 
 void add_message_options(CLI::App& sub, MessageOptions& options) {
@@ -78,11 +79,11 @@ void add_digest_option(CLI::App& sub, MessageOptions& options) {
 
 std::string message_input(const MessageOptions& options) { return options.digest ? "" : options.input; }
 
-Digest digest_to_sign(const MessageOptions& options, const ECC_PUBLIC_KEY& point) {
-    Digest e;
+Digest digest_to_sign(const MessageOptions& options, const PublicKey& point) {
     if (options.digest) {
+        std::array<unsigned char, 32> e;
         if (!from_hex(*options.digest, e)) throw Failure("the digest must be 32 bytes, 64 hexadecimal digits");
-        return e;
+        return Digest(e);
     }
     Input input(options.input);
     return message_digest(identity_digest(options.identity, point), input, !options.no_progress);

@@ -41,7 +41,7 @@ void add_digest_option(CLI::App& sub, MessageOptions& options);
 std::string message_input(const MessageOptions& options);
 
 /// e, from the message or as given.
-Digest digest_to_sign(const MessageOptions& options, const ECC_PUBLIC_KEY& point);
+Digest digest_to_sign(const MessageOptions& options, const PublicKey& point);
 
 /// Refuses more than one input from standard input: the second would find nothing.
 void require_one_stdin(std::initializer_list<std::string> inputs);

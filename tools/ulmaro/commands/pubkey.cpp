@@ -20,7 +20,7 @@ void add_pubkey(CLI::App& app) {
     CLI::App& sub = cli::command(app, "pubkey", "Print the public key of a private key", [o] {
         Key key;
         load_key(o->key, key);
-        keep_input(o->output, {o->key.passphrase_file.value_or(""), key.has_secret ? o->key.file : ""});
+        keep_input(o->output, {o->key.passphrase_file.value_or(""), key.secret ? o->key.file : ""});
         write_whole(o->output, write_public_key(key.point, o->format).span());
     });
     add_key_options(sub, o->key, "The private key");

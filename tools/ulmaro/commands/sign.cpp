@@ -23,7 +23,7 @@ void add_sign(CLI::App& app) {
         keep_input(o->output, {o->key.file, o->key.passphrase_file.value_or(""), message_input(o->message)});
         Key key;
         load_private_key(o->key, key);
-        const ECC_SIGNATURE signature = sign(digest_to_sign(o->message, key.point), *key.secret);
+        const Signature signature = curve().sign_digest(*key.secret, digest_to_sign(o->message, key.point));
         write_whole(o->output, write_signature(signature, o->format).span());
     });
     add_key_options(sub, o->key, "The private key");

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <map>
 #include <memory>
 #include <optional>
@@ -29,22 +28,22 @@ struct Options {
     bool no_progress = false;
 };
 
-void decode(const std::string& text, const char* what, Block& out) {
+void decode(const std::string& text, const char* what, std::span<unsigned char> out) {
     if (from_hex(text, out)) return;
     if (!is_hex(text)) throw Failure(std::string("the ") + what + " is not hexadecimal");
     throw Failure(std::string("the ") + what + " must be 16 bytes, 32 hexadecimal digits");
 }
 
 /// 16 bytes as they are, or 32 hexadecimal digits with white space around them.
-void read_key_file(const std::string& path, Block& key) {
-    Secret<std::array<unsigned char, 256>> text;
+void read_key_file(const std::string& path, std::span<unsigned char> key) {
+    SecretBuffer text(256);
     Input file(path);
-    const std::size_t n = file.read(*text);
+    const std::size_t n = file.read(text.span());
     if (n == key.size()) {
-        std::copy_n(text->data(), n, key.data());
+        std::copy_n(text.data(), n, key.data());
         return;
     }
-    std::string_view hex(reinterpret_cast<const char*>(text->data()), n);
+    std::string_view hex(reinterpret_cast<const char*>(text.data()), n);
     constexpr std::string_view white_space = " \t\r\n";
     hex.remove_prefix(std::min(hex.find_first_not_of(white_space), hex.size()));
     hex = hex.substr(0, hex.find_last_not_of(white_space) + 1);
@@ -62,8 +61,8 @@ void run(const Options& o, Transform transform, Access access) {
     job.mode = o.mode;
     job.padding = o.padding;
     job.show_progress = !o.no_progress;
-    if (o.key) decode(*o.key, "key", *job.key);
-    if (o.key_file) read_key_file(*o.key_file, *job.key);
+    if (o.key) decode(*o.key, "key", job.key.span());
+    if (o.key_file) read_key_file(*o.key_file, job.key.span());
     if (o.iv) decode(*o.iv, "IV", job.iv.emplace());
     Input input(o.input);
     Output output(o.output, access);

@@ -21,7 +21,7 @@ struct Options {
 };
 
 /// Nothing when the file can be read but holds no signature; says so.
-std::optional<ECC_SIGNATURE> load_signature(const Options& o) {
+std::optional<Signature> load_signature(const Options& o) {
     Input input(o.signature);
     std::array<unsigned char, largest_signature + 1> bytes;
     const std::size_t n = input.read(bytes);
@@ -39,7 +39,7 @@ void run(const Options& o, ExitCodes& exit) {
     require_one_stdin({o.key.file, o.signature, message_input(o.message)});
     Key key;
     load_key(o.key, key);
-    const std::optional<ECC_SIGNATURE> signature = load_signature(o);
+    const std::optional<Signature> signature = load_signature(o);
     const Digest e = digest_to_sign(o.message, key.point);
     if (signature && verify(e, key.point, *signature)) {
         std::puts("The signature is valid.");

@@ -1,5 +1,7 @@
 #include "formats/checksums.hpp"
 
+#include <array>
+
 #include "support/hex.hpp"
 
 namespace ulmaro::tool {
@@ -59,12 +61,11 @@ std::optional<Checksum> read_checksum(std::string_view line) {
     std::string_view name;
     const bool split =
         line.starts_with("SM3") ? split_tagged(line.substr(3), digest, name) : split_plain(line, digest, name);
-    Checksum entry;
-    if (!split || name.empty() || !from_hex(digest, entry.digest)) return std::nullopt;
+    std::array<unsigned char, digest_digits / 2> bytes;
+    if (!split || name.empty() || !from_hex(digest, bytes)) return std::nullopt;
     const auto plain = escape ? unescaped(name) : std::optional(std::string(name));
     if (!plain) return std::nullopt;
-    entry.name = *plain;
-    return entry;
+    return Checksum{Digest(bytes), *plain};
 }
 
 std::string write_checksum(const Checksum& checksum, ChecksumForm form) {
@@ -75,7 +76,7 @@ std::string write_checksum(const Checksum& checksum, ChecksumForm form) {
 }
 
 std::string write_checksum_plain(const Checksum& checksum, ChecksumForm form) {
-    const std::string hex = to_hex(checksum.digest);
+    const std::string hex = to_hex(checksum.digest.bytes());
     if (form == ChecksumForm::tagged) return "SM3 (" + checksum.name + ") = " + hex;
     return hex + (form == ChecksumForm::binary ? " *" : "  ") + checksum.name;
 }

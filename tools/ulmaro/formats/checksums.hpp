@@ -10,7 +10,7 @@
 namespace ulmaro::tool {
 
 struct Checksum {
-    Digest digest{};
+    Digest digest;
     std::string name;
 };
 

@@ -1,4 +1,4 @@
-// SM2 ciphertexts in the layouts in use. Conversions go by way of the library's record:
+// SM2 ciphertexts in the layouts in use. Conversions go by way of the library's type:
 //   record       x || y || C3 || length (4 bytes, little-endian) || C2
 //   der          SEQUENCE { x, y, C3, C2 }, GM/T 0009 clause 7.2
 //   c1c3c2       04 || x || y || C3 || C2, GM/T 0003.4 in the order of 2012
@@ -9,14 +9,14 @@
 #include <span>
 
 #include "support/secret.hpp"
+#include "support/sm2.hpp"
 
 namespace ulmaro::tool {
 
 enum class CiphertextFormat { der, record, c1c3c2, c1c2c3, c1c3c2_bare, c1c2c3_bare };
 
-/// Record of a message of at least one byte. Throws FormatError.
-SecretBuffer read_ciphertext(std::span<const unsigned char> bytes, CiphertextFormat format);
-/// record must be well-formed, as from read_ciphertext() or encrypt().
-SecretBuffer write_ciphertext(std::span<const unsigned char> record, CiphertextFormat format);
+/// A ciphertext of at least one byte. Throws FormatError.
+Ciphertext read_ciphertext(std::span<const unsigned char> bytes, CiphertextFormat format);
+SecretBuffer write_ciphertext(const Ciphertext& ciphertext, CiphertextFormat format);
 
 }  // namespace ulmaro::tool

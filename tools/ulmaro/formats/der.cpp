@@ -97,7 +97,7 @@ void DerWriter::element(int tag, std::span<const unsigned char> contents) {
     wrap(tag, before);
 }
 
-void DerWriter::integer(const U256& value) {
+void DerWriter::integer(std::span<const unsigned char, 32> value) {
     const std::size_t before = mark();
     const auto first = std::find_if(value.begin(), value.end() - 1, [](unsigned char b) { return b != 0; });
     raw(std::span(first, value.end()));

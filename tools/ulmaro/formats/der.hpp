@@ -67,7 +67,8 @@ public:
 
     void raw(std::span<const unsigned char> bytes);
     void element(int tag, std::span<const unsigned char> contents);
-    void integer(const U256& value);
+    /// A number of 32 bytes, big-endian.
+    void integer(std::span<const unsigned char, 32> value);
     void small_integer(int value);
     void bits(std::span<const unsigned char> bytes);
     void oid(std::string_view encoded) { element(der_oid, as_bytes(encoded)); }

@@ -1,8 +1,8 @@
 #include "formats/key_der.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "formats/pbes2.hpp"
 
@@ -13,6 +13,8 @@ constexpr std::string_view ec_public_key_oid("\x2A\x86\x48\xCE\x3D\x02\x01", 7);
 /// The curve; the same number, and three below it for single uses, also names the algorithm in some keys.
 constexpr std::string_view sm2_oid("\x2A\x81\x1C\xCF\x55\x01\x82\x2D", 8);
 
+constexpr std::size_t scalar_bytes = 32;
+constexpr std::size_t point_bytes = 64;
 constexpr int implicit_public_key = 0x81;  // [1] IMPLICIT BIT STRING
 
 std::string_view text(std::span<const unsigned char> bytes) {
@@ -44,23 +46,23 @@ void read_algorithm(DerReader algorithm) {
 
 /// d of a key in DER. Some keys lack the leading zero bytes that the standard requires, and others have more.
 void set_scalar(Key& key, std::span<const unsigned char> d) {
-    PrivateKey padded;
-    const std::size_t n = std::min(d.size(), sizeof padded->d);
+    SecretBuffer padded(scalar_bytes);
+    const std::size_t n = std::min(d.size(), scalar_bytes);
     unsigned beyond = 0;
     for (const unsigned char byte : d.first(d.size() - n)) beyond |= byte;
     if (beyond != 0) throw FormatError("a private key out of range");
-    std::ranges::copy(d.last(n), padded->d + (sizeof padded->d - n));
-    set_secret(key, padded->d);
+    std::ranges::fill(padded.span(), 0);
+    std::ranges::copy(d.last(n), padded.data() + (scalar_bytes - n));
+    set_secret(key, padded.span());
 }
 
 /// The record x || y is a point too, but not in DER.
-ECC_PUBLIC_KEY read_encoded_point(std::span<const unsigned char> bytes) {
-    return read_point(bytes.size() == sizeof(ECC_PUBLIC_KEY) ? bytes.first(0) : bytes);
+PublicKey read_encoded_point(std::span<const unsigned char> bytes) {
+    return read_point(bytes.size() == point_bytes ? bytes.first(0) : bytes);
 }
 
 void compare_public(const Key& key, std::span<const unsigned char> bytes) {
-    const ECC_PUBLIC_KEY point = read_encoded_point(bytes);
-    if (std::memcmp(&point, &key.point, sizeof point) != 0) {
+    if (read_encoded_point(bytes) != key.point) {
         throw FormatError("the public key does not belong to the private key");
     }
 }
@@ -152,7 +154,7 @@ void write_pkcs8(DerWriter& out, const Key& key) {
     const std::size_t outer = out.mark();
     out.bits(uncompressed(key.point));
     out.wrap(der_context(1), outer);
-    out.element(der_octet_string, key.secret->d);
+    out.element(der_octet_string, key.secret->bytes());
     out.small_integer(1);
     out.wrap(der_sequence, outer);
     out.wrap(der_octet_string, outer);
@@ -161,41 +163,37 @@ void write_pkcs8(DerWriter& out, const Key& key) {
     out.wrap(der_sequence, outer);
 }
 
-void write_public_key_info(DerWriter& out, const ECC_PUBLIC_KEY& point) {
+void write_public_key_info(DerWriter& out, const PublicKey& point) {
     const std::size_t outer = out.mark();
     out.bits(uncompressed(point));
     write_algorithm(out);
     out.wrap(der_sequence, outer);
 }
 
-std::array<unsigned char, 65> uncompressed(const ECC_PUBLIC_KEY& point) {
+std::array<unsigned char, 65> uncompressed(const PublicKey& point) {
     std::array<unsigned char, 65> bytes{4};
-    std::ranges::copy(point.x, bytes.begin() + 1);
-    std::ranges::copy(point.y, bytes.begin() + 33);
+    std::ranges::copy(point.bytes(), bytes.begin() + 1);
     return bytes;
 }
 
-ECC_PUBLIC_KEY read_point(std::span<const unsigned char> bytes) {
+PublicKey read_point(std::span<const unsigned char> bytes) {
     if (bytes.size() == 33 && (bytes[0] == 2 || bytes[0] == 3))
         throw FormatError("compressed points are not supported");
     if (bytes.size() == 65 && bytes[0] == 4) bytes = bytes.subspan(1);
-    if (bytes.size() != 64) throw FormatError("a public key that is not 04 || x || y");
-    ECC_PUBLIC_KEY point;
-    std::ranges::copy(bytes.first(32), point.x);
-    std::ranges::copy(bytes.last(32), point.y);
-    return point;
+    if (bytes.size() != point_bytes) throw FormatError("a public key that is not 04 || x || y");
+    return PublicKey(bytes.first<point_bytes>());
 }
 
 void set_secret(Key& key, std::span<const unsigned char> d) {
-    if (d.size() != sizeof key.secret->d) throw FormatError("a private key that is not 32 bytes");
-    std::ranges::copy(d, key.secret->d);
-    if (!usable(*key.secret)) throw FormatError("a private key out of range");
-    key.point = public_key_of(*key.secret);
-    key.has_secret = true;
+    if (d.size() != scalar_bytes) throw FormatError("a private key that is not 32 bytes");
+    PrivateKey secret(d.first<scalar_bytes>());
+    if (!usable(secret)) throw FormatError("a private key out of range");
+    key.point = curve().public_key(secret);
+    key.secret = std::move(secret);
 }
 
-void set_point(Key& key, const ECC_PUBLIC_KEY& point) {
-    if (!usable(point)) throw FormatError("a public key that is not on the curve");
+void set_point(Key& key, const PublicKey& point) {
+    if (!curve().contains(point)) throw FormatError("a public key that is not on the curve");
     key.point = point;
 }
 

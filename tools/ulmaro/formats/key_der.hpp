@@ -9,15 +9,15 @@ namespace ulmaro::tool {
 void read_key_der(std::span<const unsigned char> der, const AskPassphrase& ask, Key& key);
 
 void write_pkcs8(DerWriter& out, const Key& key);
-void write_public_key_info(DerWriter& out, const ECC_PUBLIC_KEY& point);
+void write_public_key_info(DerWriter& out, const PublicKey& point);
 
 /// 04 || x || y.
-std::array<unsigned char, 65> uncompressed(const ECC_PUBLIC_KEY& point);
+std::array<unsigned char, 65> uncompressed(const PublicKey& point);
 /// Reads 04 || x || y or x || y; what it reads is not checked against the curve.
-ECC_PUBLIC_KEY read_point(std::span<const unsigned char> bytes);
+PublicKey read_point(std::span<const unsigned char> bytes);
 /// Takes d over and computes the public key. Throws FormatError when d is out of range.
 void set_secret(Key& key, std::span<const unsigned char> d);
 /// Takes a public key over after checking it.
-void set_point(Key& key, const ECC_PUBLIC_KEY& point);
+void set_point(Key& key, const PublicKey& point);
 
 }  // namespace ulmaro::tool

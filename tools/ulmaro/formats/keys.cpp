@@ -99,11 +99,10 @@ void read_pem(std::string_view text, const AskPassphrase& ask, Key& key) {
 }
 
 void read_digits(std::string_view digits, Key& key) {
-    Secret<std::array<unsigned char, 65>> store;
-    const auto bytes = std::span(*store).first(digits.size() / 2);
-    from_hex(digits, bytes);
-    if (bytes.size() == 32) return set_secret(key, bytes);
-    set_point(key, read_point(bytes));
+    SecretBuffer bytes(digits.size() / 2);
+    from_hex(digits, bytes.span());
+    if (bytes.size() == 32) return set_secret(key, bytes.span());
+    set_point(key, read_point(bytes.span()));
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -149,8 +148,8 @@ void read_key(std::span<const unsigned char> content, const AskPassphrase& ask, 
 }
 
 SecretBuffer write_private_key(const Key& key, KeyFormat format, std::span<const unsigned char> passphrase) {
-    if (format == KeyFormat::hex) return in_hex(key.secret->d);
-    if (format == KeyFormat::raw) return copy_of(key.secret->d);
+    if (format == KeyFormat::hex) return in_hex(key.secret->bytes());
+    if (format == KeyFormat::raw) return copy_of(key.secret->bytes());
     DerWriter plain(room_for_der);
     write_pkcs8(plain, key);
     if (passphrase.empty())
@@ -160,10 +159,9 @@ SecretBuffer write_private_key(const Key& key, KeyFormat format, std::span<const
     return format == KeyFormat::der ? copy_of(sealed.bytes()) : in_pem(encrypted_label, sealed.bytes());
 }
 
-SecretBuffer write_public_key(const ECC_PUBLIC_KEY& point, KeyFormat format) {
-    const auto encoded = uncompressed(point);
-    if (format == KeyFormat::hex) return in_hex(encoded);
-    if (format == KeyFormat::raw) return copy_of(std::span(encoded).subspan(1));
+SecretBuffer write_public_key(const PublicKey& point, KeyFormat format) {
+    if (format == KeyFormat::hex) return in_hex(uncompressed(point));
+    if (format == KeyFormat::raw) return copy_of(point.bytes());
     DerWriter out(room_for_der);
     write_public_key_info(out, point);
     return format == KeyFormat::der ? copy_of(out.bytes()) : in_pem(public_label, out.bytes());

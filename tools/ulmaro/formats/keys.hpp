@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -13,9 +14,8 @@ namespace ulmaro::tool {
 
 /// A public key, and its private key where there is one.
 struct Key {
-    ECC_PUBLIC_KEY point{};
-    PrivateKey secret;
-    bool has_secret = false;
+    PublicKey point;
+    std::optional<PrivateKey> secret;
 };
 
 enum class KeyFormat { pem, der, hex, raw };
@@ -27,10 +27,10 @@ using AskPassphrase = std::function<SecretBuffer()>;
 /// private one. Throws FormatError.
 void read_key(std::span<const unsigned char> content, const AskPassphrase& ask, Key& key);
 
-/// PKCS#8, encrypted when passphrase is not empty; or d as 64 digits or 32 bytes.
+/// PKCS#8 of a key with its private one, encrypted when passphrase is not empty; or d as 64 digits or 32 bytes.
 SecretBuffer write_private_key(const Key& key, KeyFormat format, std::span<const unsigned char> passphrase);
 
 /// SubjectPublicKeyInfo; or 04 || x || y in digits, or the 64-byte record x || y.
-SecretBuffer write_public_key(const ECC_PUBLIC_KEY& point, KeyFormat format);
+SecretBuffer write_public_key(const PublicKey& point, KeyFormat format);
 
 }  // namespace ulmaro::tool

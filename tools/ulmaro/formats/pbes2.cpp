@@ -87,9 +87,8 @@ bool crypt(mbedtls_operation_t direction, const Scheme& scheme, std::span<const 
         throw Failure("the cipher cannot be set up");
     }
     const int bits = mbedtls_cipher_get_key_bitlen(cipher.get());
-    Secret<std::array<unsigned char, 32>> store;
-    const auto key = std::span(*store).first(static_cast<std::size_t>(bits) / 8);
-    derive(scheme, passphrase, key);
+    SecretBuffer key(static_cast<std::size_t>(bits) / 8);
+    derive(scheme, passphrase, key.span());
     if (mbedtls_cipher_setkey(cipher.get(), key.data(), bits, direction) != 0) {
         throw Failure("the cipher's key cannot be set");
     }

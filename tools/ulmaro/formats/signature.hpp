@@ -3,15 +3,15 @@
 
 #include <span>
 
-#include "UlmaroAlgrithm.h"
 #include "support/secret.hpp"
+#include "support/sm2.hpp"
 
 namespace ulmaro::tool {
 
 enum class SignatureFormat { der, raw, hex };
 
 /// Throws FormatError.
-ECC_SIGNATURE read_signature(std::span<const unsigned char> bytes, SignatureFormat format);
-SecretBuffer write_signature(const ECC_SIGNATURE& signature, SignatureFormat format);
+Signature read_signature(std::span<const unsigned char> bytes, SignatureFormat format);
+SecretBuffer write_signature(const Signature& signature, SignatureFormat format);
 
 }  // namespace ulmaro::tool

@@ -27,7 +27,7 @@ void absorb(Sm3& hash, Input& input, bool show_progress) {
 Digest digest_of(Input& input, bool show_progress) {
     Sm3 hash;
     absorb(hash, input, show_progress);
-    return hash.finish().array();
+    return hash.finish();
 }
 
 }  // namespace ulmaro::tool

@@ -1,14 +1,12 @@
 // The SM3 digest of a stream of any length.
 #pragma once
 
-#include <array>
-
 #include "UlmaroAlgrithm.hpp"
 #include "support/input.hpp"
 
 namespace ulmaro::tool {
 
-using Digest = std::array<unsigned char, 32>;
+using algrithm::Digest;
 using algrithm::Sm3;
 
 /// Absorbs the rest of input, in constant memory.

@@ -11,24 +11,6 @@
 
 namespace ulmaro::tool {
 
-/// A record (or array) that holds a secret. Value-initialised, never copied, always wiped.
-template <typename T>
-class Secret {
-public:
-    Secret() = default;
-    Secret(const Secret&) = delete;
-    Secret& operator=(const Secret&) = delete;
-    ~Secret() { explicit_bzero(&value_, sizeof value_); }
-
-    T& operator*() noexcept { return value_; }
-    const T& operator*() const noexcept { return value_; }
-    T* operator->() noexcept { return &value_; }
-    const T* operator->() const noexcept { return &value_; }
-
-private:
-    T value_{};
-};
-
 /// Heap bytes that are wiped before they are released. The size can only shrink.
 class SecretBuffer {
 public:

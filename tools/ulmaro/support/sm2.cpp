@@ -3,9 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <cstdio>
-#include <cstring>
 
 #include "support/error.hpp"
 #include "support/fd.hpp"
@@ -14,22 +13,6 @@ namespace ulmaro::tool {
 namespace {
 
 constexpr std::size_t max_identity = 8191;  // its length in bits is kept in 16 bits
-constexpr int recommended_curve = 0;
-
-struct Curve {
-    ECCParameter_st parameters{};
-    ec_group_st group{};
-
-    Curve() {
-        SM2_Get_Paramter(&parameters, recommended_curve);
-        SM2_ECC_InitParameter(&parameters, &group);
-    }
-};
-
-const Curve& curve() {
-    static const Curve instance;
-    return instance;
-}
 
 /// Keeps the library's diagnostics off standard output while it lives: the tool reports errors in its own words on
 /// standard error, and standard output may be carrying data.
@@ -69,88 +52,41 @@ unsigned is_zero(U256View a) {
 
 }  // namespace
 
-bool usable(const ECC_PRIVATE_KEY& key) {
-    std::array<unsigned char, 32> top{};
-    std::copy_n(curve().parameters.n, top.size(), top.begin());
+const algrithm::Curve& curve() {
+    static const algrithm::Curve instance;
+    return instance;
+}
+
+bool usable(const PrivateKey& key) {
+    auto top = std::to_array(curve().parameters().n);
     --top.back();  // n is odd: nothing is borrowed
-    return (less(key.d, top) & (is_zero(key.d) ^ 1U)) != 0;
+    return (less(key.bytes(), top) & (is_zero(key.bytes()) ^ 1U)) != 0;
 }
 
-bool usable(const ECC_PUBLIC_KEY& key) {
-    const ECCParameter_st& parameters = curve().parameters;
-    return less(key.x, parameters.p) != 0 && less(key.y, parameters.p) != 0 &&
-           SM2_POINT_is_on_curve(&parameters, &key) == 1;
-}
-
-void generate_key_pair(ECC_PRIVATE_KEY& key, ECC_PUBLIC_KEY& point) {
-    SM2_ECC_GenerateKeyPair(&curve().group, &point, &key);
-    if (!usable(key)) throw Failure("no usable key could be drawn");
-}
-
-ECC_PUBLIC_KEY public_key_of(const ECC_PRIVATE_KEY& key) {
-    Secret<bignum_st> scalar;
-    for (std::size_t i = 0; i < 32; ++i) {
-        scalar->words[i / 4] |= static_cast<unsigned>(key.d[31 - i]) << (8 * (i % 4));
-    }
-    ECC_PUBLIC_KEY point;
-    SM2_CalcPubKeyByPriKey(&point, &*scalar);
-    return point;
-}
-
-Digest identity_digest(const std::optional<std::string>& identity, const ECC_PUBLIC_KEY& point) {
-    const ECCParameter_st& parameters = curve().parameters;
-    Digest z;
-    if (!identity) {
-        SM3_algrithm_userid_hash(&point, &parameters, z.data());
-        return z;
-    }
+Digest identity_digest(const std::optional<std::string>& identity, const PublicKey& key) {
+    if (!identity) return curve().identity_digest(key);
     if (identity->size() > max_identity) throw Failure("the user identity has more than 8191 bytes");
-    const auto bits = static_cast<unsigned>(identity->size() * 8);
-    const std::array<unsigned char, 2> length{static_cast<unsigned char>(bits >> 8), static_cast<unsigned char>(bits)};
-    Sm3 hash;
-    hash.update(length);
-    hash.update(std::span(reinterpret_cast<const unsigned char*>(identity->data()), identity->size()));
-    hash.update(parameters.a);
-    hash.update(parameters.b);
-    hash.update(parameters.Gx);
-    hash.update(parameters.Gy);
-    hash.update(point.x);
-    hash.update(point.y);
-    return hash.finish().array();
+    return curve().identity_digest(key, *identity);
 }
 
 Digest message_digest(const Digest& z, Input& message, bool show_progress) {
     Sm3 hash;
-    hash.update(z);
+    hash.update(z.bytes());
     absorb(hash, message, show_progress);
-    return hash.finish().array();
+    return hash.finish();
 }
 
-ECC_SIGNATURE sign(const Digest& e, const ECC_PRIVATE_KEY& key) {
-    ECC_SIGNATURE signature;
-    SM2_ECDSA_Signature(&curve().group, e.data(), &key, &signature);
-    if (is_zero(signature.r) != 0) throw Failure("the key allows no signature");
-    return signature;
-}
-
-bool verify(const Digest& e, const ECC_PUBLIC_KEY& point, const ECC_SIGNATURE& signature) {
+bool verify(const Digest& e, const PublicKey& key, const Signature& signature) {
     const QuietLibrary quiet;
-    return SM2_ECDSA_Verification(&curve().group, e.data(), &point, &signature) == 1;
+    return curve().verify_digest(key, e, signature);
 }
 
-SecretBuffer encrypt(std::span<const unsigned char> message, const ECC_PUBLIC_KEY& point) {
-    SecretBuffer record(record_header_bytes + message.size());
-    auto* const blob = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record.data());
-    SM2_ECES_Encryption(&curve().group, message.data(), static_cast<int>(message.size()), &point, blob);
-    if (is_zero(blob->x) != 0) throw Failure("the key allows no encryption");
-    return record;
-}
-
-SecretBuffer decrypt(std::span<const unsigned char> record, const ECC_PRIVATE_KEY& key) {
-    SecretBuffer message(record.size() - record_header_bytes);
-    const auto* const blob = reinterpret_cast<const Ulmaro_ECC_CIPHER_BLOB*>(record.data());
+SecretBuffer decrypt(const Ciphertext& ciphertext, const PrivateKey& key) {
+    SecretBuffer message(ciphertext.message_size());
     const QuietLibrary quiet;
-    if (SM2_ECES_Decryption(&curve().group, blob, &key, message.data()) != 1) {
+    try {
+        curve().decrypt(key, ciphertext, message.span());
+    } catch (const algrithm::Error&) {
         throw Failure("decryption failed: the key is wrong or the ciphertext is damaged");
     }
     return message;

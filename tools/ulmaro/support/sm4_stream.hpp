@@ -1,16 +1,16 @@
 // SM4 over a stream of any length, in constant memory.
 #pragma once
 
-#include <array>
 #include <optional>
 
+#include "UlmaroAlgrithm.hpp"
 #include "support/input.hpp"
 #include "support/output.hpp"
 #include "support/secret.hpp"
 
 namespace ulmaro::tool {
 
-using Block = std::array<unsigned char, 16>;
+using Block = algrithm::Sm4::Iv;
 
 enum class Sm4Mode { ecb, cbc };
 enum class Padding { none, pkcs7 };
@@ -18,7 +18,7 @@ enum class Padding { none, pkcs7 };
 struct Sm4Job {
     Sm4Mode mode = Sm4Mode::cbc;
     Padding padding = Padding::pkcs7;
-    Secret<Block> key;
+    SecretBuffer key{algrithm::Sm4::block_size};
     std::optional<Block> iv;  ///< CBC without one: encryption draws it and writes it first, decryption reads it first
     bool show_progress = true;
 };
