@@ -6,6 +6,7 @@
 #include <span>
 
 #include "ecp256/point.hpp"
+#include "u256/kernel_choice.hpp"
 
 namespace ulmaro::ecp256 {
 
@@ -24,9 +25,13 @@ extern const Kernels portable_kernels;
 extern const Kernels native_kernels;
 
 /// The kernels that this processor can run, best first; the last runs on every processor of the architecture.
-std::span<const Kernels* const> supported_kernels() noexcept;
+inline std::span<const Kernels* const> supported_kernels() noexcept {
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>().all();
+}
 
 /// The best of them.
-const Kernels& active_kernels() noexcept;
+inline const Kernels& active_kernels() noexcept {
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>().best();
+}
 
 }  // namespace ulmaro::ecp256

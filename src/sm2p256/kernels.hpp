@@ -7,6 +7,7 @@
 
 #include "sm2p256/point.hpp"
 #include "sm2p256/scalar.hpp"
+#include "u256/kernel_choice.hpp"
 
 namespace ulmaro::sm2p256 {
 
@@ -26,9 +27,13 @@ extern const Kernels portable_kernels;
 extern const Kernels native_kernels;
 
 /// The kernels that this processor can run, best first; the last runs on every processor of the architecture.
-std::span<const Kernels* const> supported_kernels() noexcept;
+inline std::span<const Kernels* const> supported_kernels() noexcept {
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>().all();
+}
 
 /// The best of them.
-const Kernels& active_kernels() noexcept;
+inline const Kernels& active_kernels() noexcept {
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>().best();
+}
 
 }  // namespace ulmaro::sm2p256

@@ -7,9 +7,10 @@
 namespace ulmaro::u256 {
 
 /// native uses this architecture's carry chains and need not exist on other architectures; portable need not exist on
-/// 64-bit Arm, where every processor can run native.
+/// 64-bit Arm, where every processor can run native. Out of line: the choice is made once, and asked for in many
+/// places.
 template <typename Kernels, const Kernels& native, const Kernels& portable>
-const KernelList<Kernels>& limb_kernels() noexcept {
+[[gnu::noinline]] const KernelList<Kernels>& limb_kernels() noexcept {
     static const KernelList<Kernels> supported = [] {
         KernelList<Kernels> list;
 #if defined(__x86_64__)
