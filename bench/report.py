@@ -106,8 +106,8 @@ def kernel_table(cases):
              "| Kernel | Operation | " + " | ".join(operations.size_text(size) or "one call" for size in sizes) + " |",
              "|---|---|" + "---:|" * len(sizes)]
     for (kernel, operation), row in rows.items():
-        unit, _, name = kernel.partition("-")
-        cells = [f"{unit.upper()} {name}", operation.replace("-", " ")]
+        unit, name = re.fullmatch(r"(.+?)-((?:x86|arm)-.+)", kernel).groups()  # both may contain hyphens
+        cells = [f"{unit.upper() if unit.startswith('sm') else unit.replace('-', ' ')} {name}", operation.replace("-", " ")]
         cells += [operations.ratio_text(row[size]) if size in row else "" for size in sizes]
         lines.append("| " + " | ".join(cells) + " |")
     return lines
