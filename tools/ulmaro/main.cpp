@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <new>
 #include <string>
@@ -60,6 +61,37 @@ std::vector<std::string> take_operands(std::vector<std::string>& args) {
     return operands;
 }
 
+/// Adds the commands that the arguments name. Describing them all takes a tenth of a short run, and only the list of
+/// commands needs it, which is for arguments that begin with none of them.
+void add_commands(CLI::App& app, const std::vector<std::string>& args, const std::vector<std::string>& operands,
+                  ExitCodes& exit) {
+    struct Command {
+        const char* name;
+        std::function<void()> add;
+    };
+    const Command commands[] = {
+        {"sm3", [&] { add_sm3(app, operands, exit); }},
+        {"sm4", [&] { add_sm4(app); }},
+        {"keygen", [&] { add_keygen(app); }},
+        {"pubkey", [&] { add_pubkey(app); }},
+        {"sign", [&] { add_sign(app); }},
+        {"verify", [&] { add_verify(app, exit); }},
+        {"encrypt", [&] { add_encrypt(app); }},
+        {"decrypt", [&] { add_decrypt(app); }},
+        {"digest", [&] { add_digest(app); }},
+        {"convert", [&] { add_convert(app); }},
+        {"info", [&] { add_info(app); }},
+        {"bench", [&] { add_bench(app); }},
+        {"demo", [&] { add_demo(app); }},
+    };
+    const auto named = [&](const Command& command) { return std::ranges::count(args, command.name) != 0; };
+    const bool begins_with_one =
+        !args.empty() && std::ranges::count(commands, args.front(), [](const Command& c) { return c.name; }) != 0;
+    for (const Command& command : commands) {
+        if (!begins_with_one || named(command)) command.add();
+    }
+}
+
 int run(int argc, char** argv, ExitCodes& exit) {
     std::vector<std::string> args(argv + std::min(argc, 1), argv + argc);
     if (const auto empty = find_empty(args); empty != args.end()) {
@@ -69,7 +101,6 @@ int run(int argc, char** argv, ExitCodes& exit) {
         return exit_usage;
     }
     const std::vector<std::string> operands = take_operands(args);
-    std::reverse(args.begin(), args.end());  // as the parser wants a vector
 
     CLI::App app("SM2, SM3 and SM4 on the command line.", "ulmaro");
     app.set_version_flag("--version", "ulmaro " ULMARO_ALGRITHM_VERSION);
@@ -79,21 +110,9 @@ int run(int argc, char** argv, ExitCodes& exit) {
         "'-' stands for standard input or output. A file that -o replaces keeps its owner and permissions, but not\n"
         "its set-user-ID and set-group-ID bits.");
 
-    add_sm3(app, operands, exit);
-    add_sm4(app);
-    add_keygen(app);
-    add_pubkey(app);
-    add_sign(app);
-    add_verify(app, exit);
-    add_encrypt(app);
-    add_decrypt(app);
-    add_digest(app);
-    add_convert(app);
-    add_info(app);
-    add_bench(app);
-    add_demo(app);
-
+    add_commands(app, args, operands, exit);
     try {
+        std::reverse(args.begin(), args.end());  // as the parser wants a vector
         app.parse(args);
     } catch (const CLI::Success& request) {  // help or version
         return app.exit(request);            // 0
