@@ -92,6 +92,25 @@ CASES
   run -2 sh -c '"$ULMARO" sm3 --check good.list >/dev/full'
 }
 
+@test "several jobs print what one does" {
+  random_file large 4000000
+  for n in {1..300}; do echo "$n" >"f$n"; done
+  "$ULMARO" sm3 large f{1..300} | sed '7s/^/x/; 250s/  f/  g/; 260s/  f.*/  f1/' >list
+  while read -r code arguments; do
+    for jobs in 1 4; do
+      # shellcheck disable=SC2086
+      run -"$code" "$ULMARO" sm3 --jobs $jobs $arguments
+      echo "$output" >"printed$jobs"
+    done
+    cmp printed1 printed4
+  done <<CASES
+1 large $(echo f{1..300}) missing . f1
+1 --check --warn list
+CASES
+  cmp <(printf data | "$ULMARO" sm3 --jobs 4 large - f1 -) <(printf data | "$ULMARO" sm3 large --jobs=1 - f1 -)
+  refuses 2 "$ULMARO" sm3 --jobs 0 f1
+}
+
 @test "nothing in a name is obeyed by the terminal" {
   name=$'e\e[31m\xc2\x9b\xff\xc3\xa9'
   seen='e\033[31m\302\233\377é'

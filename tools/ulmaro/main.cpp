@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <iterator>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "UlmaroAlgrithm.h"
@@ -48,16 +48,20 @@ void occupy_standard_descriptors() {
 }
 
 /// The operands of sm3 may be any file names, but the parser takes a name in brackets for a list and leaves the
-/// subcommand at "--". All options of sm3 are flags, so its operands can be recognised and removed beforehand.
+/// subcommand at "--". Of the options of sm3 only --jobs takes a value, so its operands can be recognised and removed
+/// beforehand.
 std::vector<std::string> take_operands(std::vector<std::string>& args) {
     std::vector<std::string> operands;
     if (args.empty() || args.front() != "sm3") return operands;
-    const auto is_option = [](const std::string& arg) { return arg.size() > 1 && arg.front() == '-'; };
-    const auto mark = std::find(args.begin() + 1, args.end(), "--");
-    const auto names = std::stable_partition(args.begin() + 1, mark, is_option);
-    std::copy(names, mark, std::back_inserter(operands));
-    if (mark != args.end()) std::copy(mark + 1, args.end(), std::back_inserter(operands));
-    args.erase(names, args.end());
+    std::vector<std::string> rest{args.front()};
+    auto at = args.begin() + 1;
+    for (; at != args.end() && *at != "--"; ++at) {
+        const bool is_value = rest.back() == "--jobs";
+        const bool is_option = at->size() > 1 && at->front() == '-';
+        (is_value || is_option ? rest : operands).push_back(*at);
+    }
+    if (at != args.end()) operands.insert(operands.end(), at + 1, args.end());
+    args = std::move(rest);
     return operands;
 }
 

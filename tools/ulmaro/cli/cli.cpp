@@ -36,6 +36,11 @@ void number(CLI::App& app, const std::string& names, double& value, double least
     app.add_option(names, value, help)->check(CLI::Range(least, most))->type_name("NUMBER");
 }
 
+void number(CLI::App& app, const std::string& names, unsigned& value, unsigned least, unsigned most,
+            const std::string& help) {
+    app.add_option(names, value, help)->check(CLI::Range(least, most))->type_name("NUMBER");
+}
+
 void flag(CLI::App& app, const std::string& names, bool& value, const std::string& help) {
     app.add_flag(names, value, help);
 }

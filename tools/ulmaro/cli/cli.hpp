@@ -31,6 +31,8 @@ void option(CLI::App& app, const std::string& names, std::optional<std::string>&
 void option(CLI::App& app, const std::string& names, std::vector<std::string>& values, const std::string& help);
 /// A number from least to most.
 void number(CLI::App& app, const std::string& names, double& value, double least, double most, const std::string& help);
+void number(CLI::App& app, const std::string& names, unsigned& value, unsigned least, unsigned most,
+            const std::string& help);
 void flag(CLI::App& app, const std::string& names, bool& value, const std::string& help);
 
 /// An option whose value is one of a few words; store gets it.

@@ -23,6 +23,7 @@ struct Options {
     bool tag = false;
     bool zero = false;
     bool no_progress = false;
+    unsigned jobs = 0;
     Sm3CheckOptions checking;
 };
 
@@ -32,17 +33,6 @@ void print_line(const Checksum& checksum, const Options& o) {
     if (::isatty(STDOUT_FILENO) == 1) line = printable(line);
     line += o.zero ? '\0' : '\n';
     std::fwrite(line.data(), 1, line.size(), stdout);
-}
-
-bool print_digest(const std::string& name, const Options& o) {
-    try {
-        Input input(name);
-        print_line({digest_of(input, !o.no_progress), name}, o);
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return false;
-    }
-    return true;
 }
 
 void reject_misuse(const Options& o) {
@@ -62,13 +52,21 @@ void run(const Options& o, ExitCodes& exit) {
     const std::vector<std::string> files = o.files.empty() ? std::vector<std::string>{"-"} : o.files;
     bool mismatch = false;
     bool failed = false;
+    DigestQueue queue(o.jobs, !o.check && !o.no_progress);
     for (const std::string& file : files) {
-        const Sm3Verdict verdict = o.check                 ? check_digests(file, o.checking)
-                                   : print_digest(file, o) ? Sm3Verdict::good
-                                                           : Sm3Verdict::unknown;
-        mismatch |= verdict == Sm3Verdict::mismatch;
-        failed |= verdict == Sm3Verdict::unknown;
+        if (o.check) {
+            const Sm3Verdict verdict = check_digests(file, o.checking, queue);
+            mismatch |= verdict == Sm3Verdict::mismatch;
+            failed |= verdict == Sm3Verdict::unknown;
+            continue;
+        }
+        queue.add(file, [&](const FileDigest& found) {
+            if (found.digest) return print_line({*found.digest, file}, o);
+            complain(found.failure);
+            failed = true;
+        });
     }
+    queue.finish();
     exit.status = mismatch ? exit_no : failed ? exit.failure : exit_ok;
 }
 
@@ -90,6 +88,7 @@ void add_sm3(CLI::App& app, const std::vector<std::string>& operands, ExitCodes&
     cli::flag(sub, "-s,--status", o->checking.status_only, "Check: print nothing, only set the exit code");
     cli::flag(sub, "--strict", o->checking.strict, "Check: treat malformed lines as a failure");
     cli::flag(sub, "-w,--warn", o->checking.warn, "Check: warn about each malformed line");
+    cli::number(sub, "--jobs", o->jobs, 1, 1024, "Files read at once (default: one for each processor); same output");
     cli::flag(sub, "--no-progress", o->no_progress, "Show no progress bar");
     cli::footer(
         sub,

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "support/digest_queue.hpp"
+
 namespace ulmaro::tool {
 
 struct Sm3CheckOptions {
@@ -20,6 +22,6 @@ enum class Sm3Verdict {
 };
 
 /// Verifies the list of digests in the file list_path.
-Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& options);
+Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& options, DigestQueue& queue);
 
 }  // namespace ulmaro::tool

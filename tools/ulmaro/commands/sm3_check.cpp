@@ -8,7 +8,6 @@
 
 #include "commands/sm3.hpp"
 #include "formats/checksums.hpp"
-#include "support/digest.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -28,19 +27,15 @@ void report(const std::string& name, const char* verdict) {
     std::printf("%s%s: %s\n", escape ? "\\" : "", printable(escape ? escaped(name) : name).c_str(), verdict);
 }
 
-void verify(const Checksum& entry, const Sm3CheckOptions& o, Tally& tally) {
-    bool matched = false;
-    errno = 0;
-    try {
-        Input input(entry.name);
-        matched = digest_of(input, false) == entry.digest;
-    } catch (const Failure& failure) {
-        if (o.ignore_missing && errno == ENOENT) return;
-        complain(failure.what());
+void judge(const Checksum& entry, const FileDigest& found, const Sm3CheckOptions& o, Tally& tally) {
+    if (!found.digest) {
+        if (o.ignore_missing && found.missing) return;
+        complain(found.failure);
         ++tally.unreadable;
         if (!o.status_only) report(entry.name, "FAILED open or read");
         return;
     }
+    const bool matched = *found.digest == entry.digest;
     tally.any_matched |= matched;
     if (!matched) ++tally.mismatched;
     if (o.status_only || (matched && o.quiet)) return;
@@ -60,8 +55,8 @@ void summarise(const std::string& list, const Sm3CheckOptions& o, const Tally& t
     if (o.ignore_missing && !tally.any_matched) complain(list + ": no file was verified");
 }
 
-void check_lines(std::istream& lines, const std::string& list, bool from_stdin, const Sm3CheckOptions& o,
-                 Tally& tally) {
+void check_lines(std::istream& lines, const std::string& list, bool from_stdin, const Sm3CheckOptions& o, Tally& tally,
+                 DigestQueue& queue) {
     unsigned long number = 0;
     for (std::string line; std::getline(lines, line);) {
         ++number;
@@ -71,17 +66,21 @@ void check_lines(std::istream& lines, const std::string& list, bool from_stdin, 
         const std::optional<Checksum> entry = read_checksum(line);
         if (!entry || (from_stdin && entry->name == "-")) {
             ++tally.malformed;
-            if (o.warn) complain(list + ": " + std::to_string(number) + ": improperly formatted SM3 checksum line");
+            if (!o.warn) continue;
+            queue.finish();  // what was read before this line comes before the warning
+            complain(list + ": " + std::to_string(number) + ": improperly formatted SM3 checksum line");
             continue;
         }
         tally.any_formatted = true;
-        verify(*entry, o, tally);
+        queue.add(entry->name,
+                  [entry = *entry, &o, &tally](const FileDigest& found) { judge(entry, found, o, tally); });
     }
+    queue.finish();
 }
 
 }  // namespace
 
-Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& options) {
+Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& options, DigestQueue& queue) {
     const bool from_stdin = list_path == "-";
     const std::string list = from_stdin ? "standard input" : list_path;
     Tally tally;
@@ -93,7 +92,7 @@ Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& op
         return Sm3Verdict::unknown;
     }
     std::istream& lines = from_stdin ? std::cin : file;
-    check_lines(lines, list, from_stdin, options, tally);
+    check_lines(lines, list, from_stdin, options, tally, queue);
     if (lines.bad() || (from_stdin && std::ferror(stdin) != 0)) {
         complain(list + ": read error");
         return tally.mismatched != 0 ? Sm3Verdict::mismatch : Sm3Verdict::unknown;

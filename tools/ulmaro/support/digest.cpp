@@ -15,9 +15,9 @@ constexpr std::size_t piece_bytes = 256U << 10;
 
 }  // namespace
 
-void absorb(Sm3& hash, Input& input, bool show_progress) {
+void absorb(Sm3& hash, Input& input, bool show_progress, const std::atomic<bool>* turn) {
     const std::uint64_t size = input.size();
-    Progress progress(size, show_progress);
+    Progress progress(size, show_progress, turn);
     // A small file needs no large buffer, only room for one byte more, so that the first read finds the end.
     const auto room =
         size == 0 ? piece_bytes : static_cast<std::size_t>(std::min<std::uint64_t>(piece_bytes, size + 1));
@@ -31,9 +31,9 @@ void absorb(Sm3& hash, Input& input, bool show_progress) {
     } while (n == piece.size());
 }
 
-Digest digest_of(Input& input, bool show_progress) {
+Digest digest_of(Input& input, bool show_progress, const std::atomic<bool>* turn) {
     Sm3 hash;
-    absorb(hash, input, show_progress);
+    absorb(hash, input, show_progress, turn);
     return hash.finish();
 }
 

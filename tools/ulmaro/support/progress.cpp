@@ -14,16 +14,16 @@ constexpr int bar_width = 40;
 
 }  // namespace
 
-Progress::Progress(std::uint64_t total, bool wanted)
-    : total_(total), active_(wanted && total > worth_showing && ::isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(std::uint64_t total, bool wanted, const std::atomic<bool>* turn)
+    : total_(total), active_(wanted && total > worth_showing && ::isatty(STDERR_FILENO) == 1), turn_(turn) {}
 
 Progress::~Progress() {
-    if (active_) std::fputs("\r\033[K", stderr);
+    if (shown_ >= 0) std::fputs("\r\033[K", stderr);
 }
 
 void Progress::advance(std::uint64_t bytes) {
     done_ += bytes;
-    if (!active_) return;
+    if (!active_ || (turn_ != nullptr && !*turn_)) return;
     const int percent = static_cast<int>(std::min<std::uint64_t>(100, done_ / (total_ / 100)));
     if (percent == shown_) return;
     shown_ = percent;
