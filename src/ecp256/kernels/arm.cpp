@@ -3,11 +3,11 @@
 #include "ecp256/kernels.hpp"
 #include "ecp256/multiply.hpp"
 #include "u256/arm_montgomery.hpp"
-#include "u256/select.hpp"
+#include "u256/arm_select.hpp"
 
 namespace ulmaro::ecp256 {
 
-using Field = u256::WithSelect<u256::Residues<u256::ArmChains>>;
+using Field = u256::WithNeonSelect<u256::Residues<u256::ArmChains>>;
 
 constinit const Kernels native_kernels = {"arm-base", 5632, multiply_point<Field>, multiply_both_vartime<Field>};
 

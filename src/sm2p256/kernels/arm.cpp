@@ -3,11 +3,11 @@
 #include "sm2p256/kernels.hpp"
 #include "sm2p256/kernels/arm_field.hpp"
 #include "sm2p256/multiply.hpp"
-#include "u256/select.hpp"
+#include "u256/arm_select.hpp"
 
 namespace ulmaro::sm2p256 {
 
-using Field = u256::WithSelect<ArmField>;
+using Field = u256::WithNeonSelect<ArmField>;
 
 constinit const Kernels native_kernels = {"arm-base",
                                           4608,
