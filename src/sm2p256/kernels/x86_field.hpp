@@ -14,14 +14,35 @@ class X86Field : u256::X86Product {
     static constexpr Limb p1 = field_prime.w[1];
     static constexpr Limb p3 = field_prime.w[3];
 
-    /// One step of the reduction explained in field.cpp: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1.
+    /// One step of the reduction explained in field.cpp: (t3..t0 + t0 p) / 2^64, with the result in t0, t3..t1. It is
+    /// below 2^192 + p, so that from the second step on the carry into t3 stops there.
+    template <bool first>
     [[gnu::always_inline]] static void step(Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
-        Limb low = t0 << 32, high = t0 >> 32;
+        Limb low, high;
         __asm__(
-            "add %[t0], %[t1]\n\t"
-            "adc $0, %[t2]\n\t"
-            "adc $0, %[t3]\n\t"
-            "adc $0, %[t0]\n\t"
+            "shlx %[half], %[t0], %[low]\n\t"
+            "shrx %[half], %[t0], %[high]"
+            : [low] "=&r"(low), [high] "=r"(high)
+            : [t0] "r"(t0), [half] "r"(Limb{32}));
+        if constexpr (first) {
+            __asm__(
+                "add %[t0], %[t1]\n\t"
+                "adc $0, %[t2]\n\t"
+                "adc $0, %[t3]\n\t"
+                "adc $0, %[t0]"
+                : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3)
+                :
+                : "cc");
+        } else {
+            __asm__(
+                "add %[t0], %[t1]\n\t"
+                "adc $0, %[t2]\n\t"
+                "adc $0, %[t3]"
+                : [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3)
+                : [t0] "r"(t0)
+                : "cc");
+        }
+        __asm__(
             "sub %[low], %[t1]\n\t"
             "sbb %[high], %[t2]\n\t"
             "sbb %[low], %[t3]\n\t"
@@ -53,10 +74,10 @@ class X86Field : u256::X86Product {
     /// t / 2^256 modulo p, for t < 2^256 p.
     [[gnu::always_inline]] static Fe reduce(Product t) noexcept {
         auto [t0, t1, t2, t3, t4, t5, t6, t7] = t;
-        step(t0, t1, t2, t3);
-        step(t1, t2, t3, t0);
-        step(t2, t3, t0, t1);
-        step(t3, t0, t1, t2);
+        step<true>(t0, t1, t2, t3);
+        step<false>(t1, t2, t3, t0);
+        step<false>(t2, t3, t0, t1);
+        step<false>(t3, t0, t1, t2);
         Limb carry = 0;
         __asm__(
             "add %[t0], %[t4]\n\t"
