@@ -1,6 +1,9 @@
 #include "u256/divsteps.hpp"
 
 #include "base/wipe.hpp"
+#if defined(__aarch64__)
+#include "u256/arm_divsteps.hpp"
+#endif
 
 namespace ulmaro::u256 {
 namespace {
@@ -23,9 +26,33 @@ struct Matrix {
     std::int64_t u, v, q, r;
 };
 
-// An inversion in progress. eta is -(delta + 1/2): negative exactly when delta is positive.
+#if !defined(__aarch64__)
+struct DivisionSteps {
+    std::uint64_t f, g;
+    std::int64_t delta;  // kept as -(delta + 1/2): negative exactly when delta is positive
+
+    static constexpr std::int64_t one_half = -1;
+
+    void four() noexcept {
+        for (int i = 0; i < 4; ++i) one();
+    }
+
+private:
+    void one() noexcept {
+        std::uint64_t swap = value_barrier(static_cast<std::uint64_t>(delta >> 63));
+        const std::uint64_t odd = mask_from_bit(g & 1);
+        g += ((f ^ swap) - swap) & odd;
+        swap &= odd;
+        delta = static_cast<std::int64_t>((static_cast<std::uint64_t>(delta) ^ swap) - 1);
+        f += g & swap;
+        g = static_cast<std::uint64_t>(static_cast<std::int64_t>(g) >> 1);
+    }
+};
+#endif
+
+// An inversion in progress.
 struct State {
-    std::int64_t eta;
+    std::int64_t delta;  // as in DivisionSteps
     Signed60 f, g, d, e;
     std::uint64_t low_f, low_g;  // f and g modulo 2^64 within a batch
     Matrix t;                    // of the last twenty steps
@@ -40,32 +67,25 @@ struct State {
 template <int N>
 requires(N == 1 || N == 2) void twenty_steps(State (&s)[N]) noexcept {
     constexpr std::uint64_t half = std::uint64_t{1} << 19;
-    std::uint64_t F[N], G[N], eta[N];
+    DivisionSteps steps[N];
     for (int n = 0; n < N; ++n) {
-        F[n] = ((s[n].low_f + half) & 0xfffff) - half + (std::uint64_t{1} << 40);
-        G[n] = ((s[n].low_g + half) & 0xfffff) - half + (std::uint64_t{1} << 62);
-        eta[n] = static_cast<std::uint64_t>(s[n].eta);
+        const std::uint64_t f = ((s[n].low_f + half) & 0xfffff) - half + (std::uint64_t{1} << 40);
+        const std::uint64_t g = ((s[n].low_g + half) & 0xfffff) - half + (std::uint64_t{1} << 62);
+        steps[n] = {f, g, s[n].delta};
     }
-    const auto step = [](std::uint64_t& f, std::uint64_t& g, std::uint64_t& e) {
-        std::uint64_t swap = value_barrier(static_cast<std::uint64_t>(static_cast<std::int64_t>(e) >> 63));
-        const std::uint64_t odd = mask_from_bit(g & 1);
-        g += ((f ^ swap) - swap) & odd;
-        swap &= odd;
-        e = (e ^ swap) - 1;
-        f += g & swap;
-        g = static_cast<std::uint64_t>(static_cast<std::int64_t>(g) >> 1);
-    };
-    for (int i = 0; i < 20; ++i) {
-        step(F[0], G[0], eta[0]);
-        if constexpr (N == 2) step(F[1], G[1], eta[1]);
+#pragma GCC unroll 5
+    for (int i = 0; i < 5; ++i) {
+        steps[0].four();
+        if constexpr (N == 2) steps[1].four();
     }
     const auto low_field = [](std::uint64_t x) { return static_cast<std::int64_t>((x + half) << 22) >> 42; };
     const auto high_field = [](std::uint64_t x) {
         return static_cast<std::int64_t>(x + half + (std::uint64_t{1} << 41)) >> 42;
     };
     for (int n = 0; n < N; ++n) {
-        s[n].eta = static_cast<std::int64_t>(eta[n]);
-        s[n].t = {low_field(F[n]), high_field(F[n]), low_field(G[n]), high_field(G[n])};
+        const auto& [f, g, delta] = steps[n];
+        s[n].delta = delta;
+        s[n].t = {low_field(f), high_field(f), low_field(g), high_field(g)};
     }
 }
 
@@ -160,7 +180,7 @@ void adjust(Signed60& x, Mask add_modulus, Mask negate, const Signed60& m) noexc
 Mask sign_mask(const Signed60& x) noexcept { return value_barrier(static_cast<std::uint64_t>(x.limb[4] >> 63)); }
 
 void start(State& s, const Limbs& a, const InversionModulus& m) noexcept {
-    s.eta = -1;
+    s.delta = DivisionSteps::one_half;
     s.f = m.modulus;
     s.g = to_signed60(a);
     s.d = {};
