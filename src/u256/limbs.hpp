@@ -1,5 +1,6 @@
-// 256-bit numbers as four 64-bit limbs, least significant first: the carry chains that fields and scalars share.
-// Nothing here branches or indexes on a value.
+// 256-bit numbers as four 64-bit limbs, least significant first: the carry chains that fields, scalars and word-array
+// numbers share. Nothing here branches or indexes on a value. Carry chains are written out, because g++ leaves the
+// limbs of a loop in memory below -O3.
 #pragma once
 
 #include <cstdint>
@@ -41,7 +42,17 @@ inline Mask equal(const Limbs& a, const Limbs& b) noexcept {
 
 /// r = a if the mask is set, else unchanged.
 inline void assign_if(Mask mask, Limbs& r, const Limbs& a) noexcept {
-    for (int i = 0; i < 4; ++i) r[i] ^= mask & (r[i] ^ a[i]);
+    r[0] ^= mask & (r[0] ^ a[0]);
+    r[1] ^= mask & (r[1] ^ a[1]);
+    r[2] ^= mask & (r[2] ^ a[2]);
+    r[3] ^= mask & (r[3] ^ a[3]);
+}
+
+/// a if the mask is set, else 0. Behind barriers, or g++ puts the ANDs between the additions of a carry chain and has
+/// to save the carry each time.
+inline U256 masked(const Limbs& a, Mask mask) noexcept {
+    return {{value_barrier(a[0] & mask), value_barrier(a[1] & mask), value_barrier(a[2] & mask),
+             value_barrier(a[3] & mask)}};
 }
 
 /// a + b + carry, or a - b - borrow, modulo 2^64; carry and borrow are 0 or 1 and are updated.
@@ -79,14 +90,20 @@ inline std::uint64_t subtract_with_borrow(std::uint64_t a, std::uint64_t b, Carr
 /// r = a + b modulo 2^256; returns the carry, 0 or 1. r may be a or b, here and below.
 inline std::uint64_t add(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
     Carry carry = 0;
-    for (int i = 0; i < 4; ++i) r[i] = add_with_carry(a[i], b[i], carry);
+    r[0] = add_with_carry(a[0], b[0], carry);
+    r[1] = add_with_carry(a[1], b[1], carry);
+    r[2] = add_with_carry(a[2], b[2], carry);
+    r[3] = add_with_carry(a[3], b[3], carry);
     return carry;
 }
 
 /// r = a - b modulo 2^256; returns the borrow, 0 or 1.
 inline std::uint64_t subtract(Limbs& r, const Limbs& a, const Limbs& b) noexcept {
     Carry borrow = 0;
-    for (int i = 0; i < 4; ++i) r[i] = subtract_with_borrow(a[i], b[i], borrow);
+    r[0] = subtract_with_borrow(a[0], b[0], borrow);
+    r[1] = subtract_with_borrow(a[1], b[1], borrow);
+    r[2] = subtract_with_borrow(a[2], b[2], borrow);
+    r[3] = subtract_with_borrow(a[3], b[3], borrow);
     return borrow;
 }
 
@@ -96,11 +113,12 @@ inline Mask less(const Limbs& a, const Limbs& b) noexcept {
     return mask_from_bit(subtract(difference, a, b));
 }
 
-/// Reduces carry * 2^256 + r from [0, 2m) to [0, m).
-inline void reduce_once(Limbs& r, std::uint64_t carry, const Limbs& m) noexcept {
+/// Subtracts m from carry * 2^256 + r unless that is less: from [0, 2m) to [0, m). Returns the new carry.
+inline std::uint64_t reduce_once(Limbs& r, std::uint64_t carry, const Limbs& m) noexcept {
     Limbs reduced;
     const std::uint64_t borrow = subtract(reduced, r, m);
     assign_if(mask_from_bit(carry | (borrow ^ 1)), r, reduced);
+    return carry & (borrow ^ 1);
 }
 
 /// r = a + b modulo m. Needs a + b < 2m; r < m.
@@ -109,11 +127,11 @@ inline void add_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) no
     reduce_once(r, carry, m);
 }
 
-/// r = a - b modulo m. Needs a, b < m; r < m.
-inline void subtract_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) noexcept {
-    const Mask negative = mask_from_bit(subtract(r, a, b));
-    const Limbs back = {m[0] & negative, m[1] & negative, m[2] & negative, m[3] & negative};
-    add(r, r, back);
+/// r = a - b modulo m. Needs a, b < m; r < m. Returns the borrow of a - b.
+inline std::uint64_t subtract_mod(Limbs& r, const Limbs& a, const Limbs& b, const Limbs& m) noexcept {
+    const std::uint64_t borrow = subtract(r, a, b);
+    add(r, r, masked(m, mask_from_bit(borrow)).w);
+    return borrow;
 }
 
 /// Big-endian bytes, 32 of them.

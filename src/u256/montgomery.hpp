@@ -63,12 +63,17 @@ public:
 
     explicit Residues(const Modulus& modulus) noexcept : m_(modulus) {}
 
-    /// a b / 2^256. Needs only a b < 2^256 m.
+    /// a b / 2^256. Needs only a b < 2^256 m; above that, the result is below 2^256 and may be m or more.
     [[gnu::always_inline]] U256 mul(const U256& a, const U256& b) const noexcept {
         return reduce(Chains::product(a.w, b.w));
     }
 
     [[gnu::always_inline]] U256 sqr(const U256& a) const noexcept { return reduce(Chains::square(a.w)); }
+
+    /// a / 2^256, for any a.
+    [[gnu::always_inline]] U256 reduced(const U256& a) const noexcept {
+        return reduce({a.w[0], a.w[1], a.w[2], a.w[3], 0, 0, 0, 0});
+    }
 
     /// a b - c d, and a b - c^2.
     [[gnu::always_inline]] U256 mul_sub(const U256& a, const U256& b, const U256& c, const U256& d) const noexcept {
