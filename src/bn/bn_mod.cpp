@@ -1,9 +1,11 @@
 // Addition, subtraction and doubling of residues at a fixed word count. No branch depends on a word, except for the
 // count that a subtraction returns: it looks for the top word. The 256-bit length runs on limbs.
 #include "UlmaroAlgrithmInternals.hpp"
-#include "bn/limbs.hpp"
+#include "bn/u256.hpp"
 
 using namespace ulmaro::bn;
+namespace u256 = ulmaro::u256;
+using u256::U256;
 
 namespace {
 
@@ -40,12 +42,12 @@ void store_top(Word* top, Word carry, Word value) noexcept {
 }  // namespace
 
 void BN_mod_add(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int* m, int len) {
-    if (len == limb_words) {
-        Limbs sum;
-        const Carry carry = add(sum, load(a), load(b));
-        const Limb top = reduce_once(sum, carry, load(m));
+    if (len == u256_words) {
+        U256 sum;
+        const std::uint64_t carry = u256::add(sum.w, limbs(a).w, limbs(b).w);
+        const std::uint64_t top = u256::reduce_once(sum.w, carry, limbs(m).w);
         store(r, sum);
-        store_top(r + limb_words, carry, static_cast<Word>(top));
+        store_top(r + u256_words, static_cast<Word>(carry), static_cast<Word>(top));
         return;
     }
     if (len < 1) return;
@@ -55,12 +57,10 @@ void BN_mod_add(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int*
 
 void BN_mod_sub(unsigned int* r, int* r_top, unsigned int* a, unsigned int* b, unsigned int* m, int len) {
     Word borrow = 0;
-    if (len == limb_words) {
-        Limbs difference;
-        const Limb wrapped = sub(difference, load(a), load(b));
-        add(difference, difference, masked(load(m), 0 - wrapped));
+    if (len == u256_words) {
+        U256 difference;
+        borrow = static_cast<Word>(u256::subtract_mod(difference.w, limbs(a).w, limbs(b).w, limbs(m).w));
         store(r, difference);
-        borrow = static_cast<Word>(wrapped);
     } else {
         borrow = sub(r, a, b, len);
         Word carry = 0;
@@ -75,11 +75,10 @@ void BN_mod_sub(unsigned int* r, int* r_top, unsigned int* a, unsigned int* b, u
 }
 
 void BN_mod_lshift1(unsigned int* r, unsigned int* a, unsigned int* m, int len) {
-    if (len == limb_words) {
-        const Limbs x = load(a);
-        Limbs twice;
-        const Carry carry = add(twice, x, x);
-        reduce_once(twice, carry, load(m));
+    if (len == u256_words) {
+        const U256 x = limbs(a);
+        U256 twice;
+        u256::add_mod(twice.w, x.w, x.w, limbs(m).w);
         store(r, twice);
         return;
     }

@@ -1,5 +1,6 @@
 // Montgomery multiplication, R = 2^(32 len). Reduction is interleaved with the product, row by row; every row adds the
-// multiple of m that clears its lowest word, so the accumulator moves up one word (or limb) per row.
+// multiple of m that clears its lowest word, so the accumulator moves up one word per row. The 256-bit length runs on
+// limbs, one after the other, with the same result.
 //
 // A result T = (a b + q m) / R with q < R is below R + m for any a, b < R, and below 2m where one of the two is below
 // m: one subtraction of m brings it into len words, or below m, and the rule is the same for both, subtract when
@@ -9,9 +10,12 @@
 #include "UlmaroAlgrithmInternals.hpp"
 #include "base/wipe.hpp"
 #include "bn/div.hpp"
-#include "bn/limbs.hpp"
+#include "bn/u256.hpp"
+#include "u256/portable_montgomery.hpp"
 
 using namespace ulmaro::bn;
+namespace u256 = ulmaro::u256;
+using Residues = u256::Residues<u256::PortableChains>;
 
 namespace {
 
@@ -24,25 +28,8 @@ Word negated_inverse(Word m) noexcept {
     return 0U - x;
 }
 
-/// -m^-1 modulo 2^64 from the same modulo 2^32: one more Newton step.
-Limb limb_factor(Limb m, Word nprime) noexcept { return nprime * (2 + m * nprime); }
-
-/// Clears the lowest limb of t by adding a multiple of m, and drops it.
-[[gnu::always_inline]] inline void reduce_row(Sum& t, const Limbs& m, Limb factor) noexcept {
-    add_product(t, m, t.t0 * factor);
-    t = {t.t1, t.t2, t.t3, t.t4, t.t5, 0};
-}
-
-[[gnu::always_inline]] inline void multiply_row(Sum& t, const Limbs& a, Limb u, const Limbs& m, Limb factor) noexcept {
-    add_product(t, a, u);
-    reduce_row(t, m, factor);
-}
-
-void finish_limbs(Word* r, const Sum& t, const Limbs& m) noexcept {
-    Limbs x{t.t0, t.t1, t.t2, t.t3};
-    reduce_once(x, t.t4, m);
-    store(r, x);
-}
+/// The modulus with -m^-1 modulo 2^64 from the same modulo 2^32: one more Newton step.
+u256::Modulus modulus(const Word* m, Word nprime) noexcept { return {limbs(m), nprime * (2 + limb(m) * nprime)}; }
 
 struct Accumulator {
     Word t[2 * max_words + 1] = {};
@@ -57,7 +44,6 @@ void add_row_carry(Accumulator& acc, int at, Word carry) noexcept {
     acc.t[at + 1] += static_cast<Word>(s >> 32);
 }
 
-/// The rows of any other length.
 void reduce_words_row(Accumulator& acc, int i, const Word* m, int len, Word nprime) noexcept {
     add_row_carry(acc, i + len, mul_add(acc.t + i, m, len, acc.t[i] * nprime));
 }
@@ -90,17 +76,8 @@ void BN_MONT_CTX_set(unsigned int* m, int len, unsigned int* nprime_out, unsigne
 
 void BN_mod_mul_montgomery(unsigned int* r, unsigned int* a, unsigned int* b, unsigned int* m, int len,
                            unsigned int nprime) {
-    if (len == limb_words) {
-        const Limbs modulus = load(m);
-        const Limb factor = limb_factor(modulus.v[0], nprime);
-        const Limbs x = load(a);
-        const Limbs y = load(b);
-        Sum t{};
-        multiply_row(t, x, y.v[0], modulus, factor);
-        multiply_row(t, x, y.v[1], modulus, factor);
-        multiply_row(t, x, y.v[2], modulus, factor);
-        multiply_row(t, x, y.v[3], modulus, factor);
-        finish_limbs(r, t, modulus);
+    if (len == u256_words) {
+        store(r, Residues(modulus(m, nprime)).mul(limbs(a), limbs(b)));
         return;
     }
     if (len < 1 || len > max_words) return;
@@ -113,16 +90,8 @@ void BN_mod_mul_montgomery(unsigned int* r, unsigned int* a, unsigned int* b, un
 }
 
 void BN_mod_mul_montgomery_one(unsigned int* r, unsigned int* a, unsigned int* m, int len, unsigned int nprime) {
-    if (len == limb_words) {
-        const Limbs modulus = load(m);
-        const Limb factor = limb_factor(modulus.v[0], nprime);
-        const Limbs x = load(a);
-        Sum t{x.v[0], x.v[1], x.v[2], x.v[3], 0, 0};
-        reduce_row(t, modulus, factor);
-        reduce_row(t, modulus, factor);
-        reduce_row(t, modulus, factor);
-        reduce_row(t, modulus, factor);
-        finish_limbs(r, t, modulus);
+    if (len == u256_words) {
+        store(r, Residues(modulus(m, nprime)).reduced(limbs(a)));
         return;
     }
     if (len < 1 || len > max_words) return;

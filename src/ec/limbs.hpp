@@ -1,27 +1,20 @@
 // Groups and their numbers on 64-bit limbs.
 #pragma once
 
-#include <bit>
 #include <cstring>
 
 #include "UlmaroAlgrithm.h"
+#include "bn/u256.hpp"
 #include "ecp256/curve.hpp"
 
 namespace ulmaro::ec {
 
-static_assert(std::endian::native == std::endian::little, "words and limbs share one order in memory");
-
-/// The number in the first eight words.
-inline u256::U256 limbs(const unsigned int* words) noexcept {
-    u256::U256 r;
-    std::memcpy(r.w, words, sizeof r.w);
-    return r;
-}
+using bn::limbs;
 
 /// out = a, words 8 and 9 zero.
 inline void from_limbs(bignum_st& out, const u256::U256& a) noexcept {
     out = {};
-    std::memcpy(out.words, a.w, sizeof a.w);
+    bn::store(out.words, a);
 }
 
 /// Whether the 64-bit engine can handle a group: prepared, with a prime and an order of eight words. (The exported
