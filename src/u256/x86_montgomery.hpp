@@ -1,6 +1,6 @@
-// The carry chains of Residues on x86-64 with BMI2 and ADX. Sums and differences of four limbs stand both here and
-// in the recommended curve's field: sharing one function made signatures a tenth slower, because g++ then keeps
-// operands in memory instead of registers.
+// The carry chains of Residues on x86-64 with BMI2 and ADX. The modular sum stands both here and in the recommended
+// curve's field: sharing one function made signatures a tenth slower, because g++ then keeps operands in memory instead
+// of registers.
 #pragma once
 
 #include "u256/montgomery.hpp"
@@ -10,16 +10,8 @@ namespace ulmaro::u256 {
 
 struct X86Chains : X86Product {
     [[gnu::always_inline]] static U256 sum(const U256& a, const U256& b, const Limbs& m) noexcept {
-        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3], carry = 0;
-        __asm__(
-            "add %[b0], %[t0]\n\t"
-            "adc %[b1], %[t1]\n\t"
-            "adc %[b2], %[t2]\n\t"
-            "adc %[b3], %[t3]\n\t"
-            "adc $0, %[carry]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [carry] "+&r"(carry)
-            : [b0] "rm"(b.w[0]), [b1] "rm"(b.w[1]), [b2] "rm"(b.w[2]), [b3] "rm"(b.w[3])
-            : "cc");
+        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3];
+        Limb carry = add4(t0, t1, t2, t3, b.w);
         Limb s0 = t0, s1 = t1, s2 = t2, s3 = t3;
         __asm__(
             "sub %[m0], %[s0]\n\t"
@@ -39,16 +31,8 @@ struct X86Chains : X86Product {
     }
 
     [[gnu::always_inline]] static U256 sub(const U256& a, const U256& b, const Limbs& m) noexcept {
-        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3], negative;
-        __asm__(
-            "sub %[b0], %[t0]\n\t"
-            "sbb %[b1], %[t1]\n\t"
-            "sbb %[b2], %[t2]\n\t"
-            "sbb %[b3], %[t3]\n\t"
-            "sbb %[negative], %[negative]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [negative] "=&r"(negative)
-            : [b0] "rm"(b.w[0]), [b1] "rm"(b.w[1]), [b2] "rm"(b.w[2]), [b3] "rm"(b.w[3])
-            : "cc");
+        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3];
+        const Mask negative = sub4(t0, t1, t2, t3, b.w);
         add_masked(t0, t1, t2, t3, negative, m);
         return {{t0, t1, t2, t3}};
     }
@@ -81,14 +65,7 @@ private:
     /// Adds m to t3..t0 modulo 2^256 if the mask is set.
     [[gnu::always_inline]] static void add_masked(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb mask,
                                                   const Limbs& m) noexcept {
-        __asm__(
-            "add %[m0], %[t0]\n\t"
-            "adc %[m1], %[t1]\n\t"
-            "adc %[m2], %[t2]\n\t"
-            "adc %[m3], %[t3]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3)
-            : [m0] "r"(m[0] & mask), [m1] "r"(m[1] & mask), [m2] "r"(m[2] & mask), [m3] "r"(m[3] & mask)
-            : "cc");
+        add_registers(t0, t1, t2, t3, m[0] & mask, m[1] & mask, m[2] & mask, m[3] & mask);
     }
 };
 

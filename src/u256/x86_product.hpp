@@ -113,6 +113,49 @@ struct X86Product {
         return {t0, t1, t2, t3, t4, t5, t6, t7};
     }
 
+    /// t3..t0 += b; returns the carry.
+    [[gnu::always_inline]] static Limb add4(Limb& t0, Limb& t1, Limb& t2, Limb& t3, const Limbs& b) noexcept {
+        Limb carry = 0;
+        __asm__(
+            "add %[b0], %[t0]\n\t"
+            "adc %[b1], %[t1]\n\t"
+            "adc %[b2], %[t2]\n\t"
+            "adc %[b3], %[t3]\n\t"
+            "adc $0, %[carry]"
+            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [carry] "+&r"(carry)
+            : [b0] "rm"(b[0]), [b1] "rm"(b[1]), [b2] "rm"(b[2]), [b3] "rm"(b[3])
+            : "cc");
+        return carry;
+    }
+
+    /// t3..t0 -= b; all ones if that was negative.
+    [[gnu::always_inline]] static Mask sub4(Limb& t0, Limb& t1, Limb& t2, Limb& t3, const Limbs& b) noexcept {
+        Mask negative;
+        __asm__(
+            "sub %[b0], %[t0]\n\t"
+            "sbb %[b1], %[t1]\n\t"
+            "sbb %[b2], %[t2]\n\t"
+            "sbb %[b3], %[t3]\n\t"
+            "sbb %[negative], %[negative]"
+            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [negative] "=&r"(negative)
+            : [b0] "rm"(b[0]), [b1] "rm"(b[1]), [b2] "rm"(b[2]), [b3] "rm"(b[3])
+            : "cc");
+        return negative;
+    }
+
+    /// t3..t0 += b3..b0 modulo 2^256.
+    [[gnu::always_inline]] static void add_registers(Limb& t0, Limb& t1, Limb& t2, Limb& t3, Limb b0, Limb b1, Limb b2,
+                                                     Limb b3) noexcept {
+        __asm__(
+            "add %[b0], %[t0]\n\t"
+            "adc %[b1], %[t1]\n\t"
+            "adc %[b2], %[t2]\n\t"
+            "adc %[b3], %[t3]"
+            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3)
+            : [b0] "r"(b0), [b1] "r"(b1), [b2] "r"(b2), [b3] "r"(b3)
+            : "cc");
+    }
+
     /// a -= b modulo 2^512; all ones if a was smaller.
     [[gnu::always_inline]] static Mask subtract(Product& a, const Product& b) noexcept {
         Mask negative;

@@ -78,6 +78,7 @@ class X86Field : u256::X86Product {
         step<false>(t1, t2, t3, t0);
         step<false>(t2, t3, t0, t1);
         step<false>(t3, t0, t1, t2);
+        // As add4, but nothing may go through memory: clang would send it there.
         Limb carry = 0;
         __asm__(
             "add %[t0], %[t4]\n\t"
@@ -94,15 +95,7 @@ class X86Field : u256::X86Product {
     /// a - b modulo p, with b < p^2; adds 2^256 p to a negative difference.
     [[gnu::always_inline]] static Product difference(Product a, const Product& b) noexcept {
         const Mask negative = subtract(a, b);
-        const Limb top = p3 & negative;
-        __asm__(
-            "add %[negative], %[t4]\n\t"
-            "adc %[second], %[t5]\n\t"
-            "adc %[negative], %[t6]\n\t"
-            "adc %[top], %[t7]"
-            : [t4] "+&r"(a.t4), [t5] "+&r"(a.t5), [t6] "+&r"(a.t6), [t7] "+&r"(a.t7)
-            : [negative] "r"(negative), [second] "r"(negative << 32), [top] "r"(top)
-            : "cc");
+        add_registers(a.t4, a.t5, a.t6, a.t7, negative, negative << 32, negative, p3 & negative);
         return a;
     }
 
@@ -125,39 +118,15 @@ public:
     }
 
     [[gnu::always_inline]] static Fe add(const Fe& a, const Fe& b) noexcept {
-        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3], carry = 0;
-        __asm__(
-            "add %[b0], %[t0]\n\t"
-            "adc %[b1], %[t1]\n\t"
-            "adc %[b2], %[t2]\n\t"
-            "adc %[b3], %[t3]\n\t"
-            "adc $0, %[carry]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [carry] "+&r"(carry)
-            : [b0] "rm"(b.w[0]), [b1] "rm"(b.w[1]), [b2] "rm"(b.w[2]), [b3] "rm"(b.w[3])
-            : "cc");
+        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3];
+        const Limb carry = add4(t0, t1, t2, t3, b.w);
         return reduced(carry, t0, t1, t2, t3);
     }
 
     [[gnu::always_inline]] static Fe sub(const Fe& a, const Fe& b) noexcept {
-        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3], negative, top = p3;
-        __asm__(
-            "sub %[b0], %[t0]\n\t"
-            "sbb %[b1], %[t1]\n\t"
-            "sbb %[b2], %[t2]\n\t"
-            "sbb %[b3], %[t3]\n\t"
-            "sbb %[negative], %[negative]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3), [negative] "=&r"(negative)
-            : [b0] "rm"(b.w[0]), [b1] "rm"(b.w[1]), [b2] "rm"(b.w[2]), [b3] "rm"(b.w[3])
-            : "cc");
-        top &= negative;
-        __asm__(
-            "add %[negative], %[t0]\n\t"
-            "adc %[second], %[t1]\n\t"
-            "adc %[negative], %[t2]\n\t"
-            "adc %[top], %[t3]"
-            : [t0] "+&r"(t0), [t1] "+&r"(t1), [t2] "+&r"(t2), [t3] "+&r"(t3)
-            : [negative] "r"(negative), [second] "r"(negative << 32), [top] "r"(top)
-            : "cc");
+        Limb t0 = a.w[0], t1 = a.w[1], t2 = a.w[2], t3 = a.w[3];
+        const Mask negative = sub4(t0, t1, t2, t3, b.w);
+        add_registers(t0, t1, t2, t3, negative, negative << 32, negative, p3 & negative);
         return {{t0, t1, t2, t3}};
     }
 
