@@ -12,6 +12,9 @@ CPUS = {
     "max": "with the AES, SM3 and SM4 instructions",
     "cortex-a72": "with the AES instructions, without those for SM3 and SM4",
 }
+# The series of peers that use none of these instructions for SM3 and SM4: said in every line where this library does.
+PLAIN = {"openssl": {"3.0"}, "gcrypt": {"1.10"}}
+AIDED = {"max": {"sm3": "SM3", "kdf": "SM3", "sm4": "SM4"}, "cortex-a72": {"sm4": "AES"}}
 TIMES = 16
 
 
@@ -38,6 +41,16 @@ def count(options, cpu, names):
     return cases
 
 
+def remark(cpu, versions):
+    """case -> what must be said beside it"""
+    plain = [operations.PEERS[name] for name, version in versions.items()
+             if operations.series(version) in PLAIN.get(name, ())]
+    def text(case):
+        instructions = AIDED[cpu].get(case.partition("/")[0].partition("-")[0])
+        return f"; {' and '.join(plain)} without {instructions} instructions" if plain and instructions else ""
+    return text
+
+
 def document(options, names):
     lines = ["# Instructions on 64-bit Arm", "",
              "Counted, not timed: the number of instructions that one call executes under an emulator (qemu-aarch64), "
@@ -45,15 +58,17 @@ def document(options, names):
              "multiplication instructions take longer than additions.", "",
              "The first number is ours; a column of a peer is its count divided by ours, so above 1 we execute fewer. "
              "The peers are Debian's arm64 packages, run beside us in the same process; every result is checked "
-             f"first, then the mean of {TIMES} calls is taken. " + operations.NOTE_ON_PEERS, "",
-             "Made by `scripts/count_arm64.sh`."]
+             f"first, then the mean of {TIMES} calls is taken. The year of a peer is that in which its series began. " +
+             operations.NOTE_ON_PEERS, "",
+             "Made by `scripts/count_arm64.sh`. Newer peers are in [newest.md](newest.md)."]
     for cpu, meaning in CPUS.items():
         about = dict(line.split("\t") for line in emulate(options, cpu, "--about").stdout.splitlines())
         kernels = ", ".join(f"{key.split()[1]} {value}" for key, value in about.items() if key.startswith("kernel "))
-        peers = operations.peers_text({key.split()[1]: value for key, value in about.items() if key.startswith("peer ")})
+        versions = {key.split()[1]: value for key, value in about.items() if key.startswith("peer ")}
         lines += ["", f"## Processor `{cpu}`: {meaning}", "",
-                  f"Kernels: {kernels}. Compiler: {about['compiler']}. Peers: {peers}."]
-        lines += operations.tables(count(options, cpu, names), "instructions", lambda case, n: f"{n:,.0f}")
+                  f"Kernels: {kernels}. Compiler: {about['compiler']}. Peers: {operations.peers_text(versions)}."]
+        lines += operations.tables(count(options, cpu, names), versions, "instructions", lambda case, n: f"{n:,.0f}",
+                                   remark(cpu, versions))
     return "\n".join(lines) + "\n"
 
 

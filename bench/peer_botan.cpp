@@ -1,4 +1,4 @@
-// Botan 2.
+// Botan 2 or 3.
 #include <botan/block_cipher.h>
 #include <botan/hash.h>
 #include <botan/version.h>

@@ -1,4 +1,4 @@
-// Botan 2's SM2.
+// SM2 of Botan 2 or 3.
 #include <botan/auto_rng.h>
 #include <botan/pubkey.h>
 #include <botan/sm2.h>

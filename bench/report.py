@@ -119,14 +119,16 @@ def table(summary, name):
     lines = ["# Speed beside other libraries", "",
              f"Processor: {machine['processor']}, {machine['threads']} threads, {machine['system']}. "
              f"Compiler: {summary['compiler']}. Kernels in use: {kernels}. "
-             f"Peers: {operations.peers_text(summary['peers'])}, Debian's packages.", "",
+             f"Peers: {operations.peers_text(summary['peers'])}; the year is that in which the series began.", "",
              f"![How many times as fast as the fastest peer]({name}.svg)", "",
              "Each column of a peer is its time divided by ours: above 1 we are faster. Medians of "
              f"{summary['repetitions']} repetitions of every case in one process, in random order, CPU time; every "
-             "result is checked before it is timed. " + operations.NOTE_ON_PEERS, "",
-             f"Numbers: [{name}.json]({name}.json). Made by `scripts/bench.sh`."]
+             "result is checked before it is timed. " + operations.NOTE_ON_PEERS + " " +
+             operations.constant_time_text(summary["peers"]), "",
+             f"Numbers: [{name}.json]({name}.json). Made by `scripts/bench.sh`, which also measures newer peers. "
+             "The newest releases of all are in [newest.md](newest.md)."]
     cases = medians(summary)
-    lines += operations.tables(cases, "This library", own_text) + kernel_table(cases)
+    lines += operations.tables(cases, summary["peers"], "This library", own_text) + kernel_table(cases)
     return "\n".join(lines) + "\n"
 
 
@@ -172,7 +174,10 @@ def picture(summary, out_file):
     axes.tick_params(axis="y", length=0)
     for side in ("top", "right", "left"):
         axes.spines[side].set_visible(False)
-    axes.set_title("How many times as fast as others on the same machine", loc="left", fontsize=10, fontweight="bold")
+    axes.set_title("How many times as fast as others on the same machine", loc="left", fontsize=10, fontweight="bold",
+                   pad=20)
+    axes.annotate(operations.peers_text(summary["peers"]) + ": the year of the series", (0, 1), xytext=(0, 6),
+                  xycoords="axes fraction", textcoords="offset points", fontsize=8, color="#333333")
     axes.legend(loc="upper right", bbox_to_anchor=(1, -0.06), ncol=2, frameon=False, fontsize=8, columnspacing=2)
     figure.tight_layout()
     figure.savefig(out_file, metadata={"Date": None, "Creator": None})

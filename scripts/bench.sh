@@ -4,6 +4,8 @@
 # usage: bench.sh [--quick | --render]
 #   --quick   half a minute: fewer repetitions, nothing beyond 64 KiB, no single kernels; writes to build/performance/
 #   --render  makes table and picture again from the existing numbers
+# Peers are the distribution's OpenSSL, libgcrypt and Botan. ULMARO_PEERS=DIR[:DIR...] names folders where others were
+# installed (each with lib/pkgconfig) that take their place; the results then go to build/newer-peers/.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -16,18 +18,30 @@ case ${1-} in
   --render) ;;
   *) sed -n 's/^# //p' "$0" >&2 && exit 2 ;;
 esac
+build=build/release
+libraries=
+if [ -n "${ULMARO_PEERS-}" ]; then
+  out=build/newer-peers build=build/newer-peers/tree
+  rm -rf "$build" # pkg-config's answers are cached there
+  for config in $(echo "$ULMARO_PEERS" | tr : '\n' | sed 's|.*|&/lib*/pkgconfig &/lib/*/pkgconfig|'); do
+    [ -d "$config" ] || continue
+    libraries=$libraries${config%/pkgconfig}:
+    export PKG_CONFIG_PATH="$config:${PKG_CONFIG_PATH-}"
+  done
+  [ -n "$libraries" ] || { echo "no lib/pkgconfig in any of $ULMARO_PEERS" >&2 && exit 1; }
+fi
 numbers=$out/$(uname -m).json
 
 # shellcheck disable=SC2154,SC2086
 need_packages $build_packages $test_packages python3 python3-matplotlib
 if [ "${1-}" != --render ]; then
-  [ -f build/release/build.ninja ] || quietly cmake --preset release
-  quietly cmake --build --preset release --target ulmaro_bench
+  [ -f "$build/build.ninja" ] || quietly cmake --preset release -B "$build"
+  quietly cmake --build "$build" --target ulmaro_bench
   mkdir -p "$out"
-  raw=build/release/bench.json
-  build/release/ulmaro_bench --benchmark_filter="$filter" --benchmark_enable_random_interleaving=true \
-    --benchmark_repetitions=$repetitions --benchmark_min_time=$seconds \
-    --benchmark_out="$raw" --benchmark_out_format=json
+  raw=$build/bench.json
+  LD_LIBRARY_PATH=$libraries${LD_LIBRARY_PATH-} "$build/ulmaro_bench" \
+    --benchmark_filter="$filter" --benchmark_enable_random_interleaving=true --benchmark_repetitions=$repetitions \
+    --benchmark_min_time=$seconds --benchmark_out="$raw" --benchmark_out_format=json
   /usr/bin/python3 -B bench/report.py summarise "$raw" "$numbers"
 fi
 /usr/bin/python3 -B bench/report.py render "$numbers"
