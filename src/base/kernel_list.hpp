@@ -4,8 +4,23 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 namespace ulmaro {
+
+/// Whether this build has a kernel: all of them, unless ULMARO_KERNELS lists names, with a blank before and after each.
+/// The linker drops what nothing refers to.
+constexpr bool has_kernel([[maybe_unused]] std::string_view name) {
+#ifdef ULMARO_KERNELS
+    constexpr std::string_view list = ULMARO_KERNELS;
+    for (std::size_t at = list.find(name); at != list.npos; at = list.find(name, at + 1)) {
+        if (list[at - 1] == ' ' && list[at + name.size()] == ' ') return true;
+    }
+    return false;
+#else
+    return true;
+#endif
+}
 
 template <typename Kernels>
 class KernelList {

@@ -11,12 +11,12 @@ const KernelList<Kernels>& kernels() noexcept {
         [[maybe_unused]] const CpuFeatures& cpu = cpu_features();
         KernelList<Kernels> list;
 #if defined(__x86_64__)
-        const bool avx2 = cpu.avx2 && cpu.bmi2;
-        list.add_if(avx2 && cpu.avx512, x86_avx512_kernels);
-        list.add_if(avx2, x86_avx2_kernels);
+        [[maybe_unused]] const bool avx2 = cpu.avx2 && cpu.bmi2;
+        if constexpr (has_kernel("x86-avx512")) list.add_if(avx2 && cpu.avx512, x86_avx512_kernels);
+        if constexpr (has_kernel("x86-avx2")) list.add_if(avx2, x86_avx2_kernels);
 #elif defined(__aarch64__)
-        list.add_if(cpu.sm3, arm_sm3_kernels);
-        list.add_if(cpu.neon, arm_neon_kernels);
+        if constexpr (has_kernel("arm-sm3")) list.add_if(cpu.sm3, arm_sm3_kernels);
+        if constexpr (has_kernel("arm-neon")) list.add_if(cpu.neon, arm_neon_kernels);
 #endif
         list.add_if(true, portable_kernels);
         return list;

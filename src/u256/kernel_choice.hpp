@@ -14,8 +14,8 @@ template <typename Kernels, const Kernels& native, const Kernels& portable>
     static const KernelList<Kernels> supported = [] {
         KernelList<Kernels> list;
 #if defined(__x86_64__)
-        const CpuFeatures& cpu = cpu_features();
-        list.add_if(cpu.avx2 && cpu.bmi2 && cpu.adx, native);
+        [[maybe_unused]] const CpuFeatures& cpu = cpu_features();
+        if constexpr (has_kernel("x86-adx")) list.add_if(cpu.avx2 && cpu.bmi2 && cpu.adx, native);
 #endif
 #if defined(__aarch64__)
         list.add_if(true, native);

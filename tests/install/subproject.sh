@@ -37,9 +37,11 @@ if command -v clang++ >/dev/null; then
   "$work/instrumented/cipher"
 fi
 
-build static -DBUILD_SHARED_LIBS=OFF -DULMARO_INSTALL=ON
+build static -DBUILD_SHARED_LIBS=OFF -DULMARO_INSTALL=ON "-DULMARO_KERNELS=x86-aesni;arm-aes"
 "$work/static/consumer" >/dev/null
 "$work/static/cipher"
+[ "$(nm "$work/static/cipher" | grep -oE '(x86|arm)_[a-z0-9_]+_kernels' | sort -u | wc -l)" -eq 1 ] ||
+  fail "other kernels than were asked for"
 quietly cmake --install "$work/static" --prefix "$work/stage"
 [ -z "$(find "$work/stage" -name '*.so')" ] || fail "a shared library in a static build"
 archive=$(find "$work/stage" -name libUlmaroAlgrithm.a)
