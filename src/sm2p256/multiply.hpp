@@ -65,19 +65,48 @@ void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
     x = Called::mul(total->x, Called::sqr(Called::mul(total->zz, inverse)));
 }
 
-/// table[i] = (2i + 1) p.
+/// table[i] = (2i + 1) p for a point on the curve and up to 16 entries.
+///
+/// A sum of two points with the same z needs no powers of it, and brings one of them to its own z on the way (Meloni,
+/// "New point addition formulae for ECC applications", 2007). Here that is 2p. Each z is the one before times the
+/// difference of the two x, so a single inversion makes all entries affine.
 template <typename F>
-void fill_odd_multiples(std::span<Multiple> table, const Affine& p) noexcept {
-    Jacobian sum = jacobian(p);
-    table[0] = {p.x, p.y, fe_one, fe_one, fe_one};
-    double_point<F>(sum);
-    const Multiple twice = multiple<typename F::Called>(sum);
-    add<F>(sum, p);
-    table[1] = multiple<typename F::Called>(sum);
-    for (std::size_t i = 2; i < table.size(); ++i) {
-        add<F>(sum, twice);
-        table[i] = multiple<typename F::Called>(sum);
+void fill_odd_multiples(std::span<Affine> table, const Affine& p) noexcept {
+    Fe ratio[16];  // ratio[i] is z of entry i over that of entry i - 1
+
+    // 2p as in double_point, and p, both with z = y.
+    const Fe yy = F::sqr(p.y);
+    const Fe m = F::mul(F::sub(p.x, fe_one), F::add(p.x, fe_one));
+    Affine sum = {F::mul(p.x, yy), F::sqr(yy)};
+    const Fe l = F::add(m, F::half(m));
+    Affine twice;
+    twice.x = F::sub(F::sqr(l), F::add(sum.x, sum.x));
+    twice.y = F::sub(F::mul(l, F::sub(sum.x, twice.x)), sum.y);
+    Fe z = p.y;
+
+    for (std::size_t i = 1; i < table.size(); ++i) {
+        const Fe h = F::sub(sum.x, twice.x);
+        const Fe t = F::sub(sum.y, twice.y);
+        const Fe hh = F::sqr(h);
+        z = F::mul(z, h);
+        const Fe v = F::mul(sum.x, hh);
+        twice.x = F::mul(twice.x, hh);
+        const Fe tt = F::sqr(t);
+        twice.y = F::mul(twice.y, F::sub(v, twice.x));
+        sum.x = F::sub(F::sub(tt, v), twice.x);
+        sum.y = F::sub(F::mul(t, F::sub(twice.x, sum.x)), twice.y);
+        table[i] = sum;
+        ratio[i] = h;
     }
+
+    Fe inverse = fe_invert(z);
+    for (std::size_t i = table.size() - 1; i > 0; --i) {
+        const Fe square = F::sqr(inverse);
+        table[i].x = F::mul(table[i].x, square);
+        table[i].y = F::mul(table[i].y, F::mul(square, inverse));
+        inverse = F::mul(inverse, ratio[i]);
+    }
+    table[0] = p;
 }
 
 /// r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p. Constant time.
@@ -88,14 +117,14 @@ template <typename F>
 Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     struct State {
         U256 odd;
-        Multiple multiples[16];  // p, 3p, .. 31p
-        Multiple entry;
+        Affine multiples[16];  // p, 3p, .. 31p
+        Affine entry;
         Jacobian sum, doubled;
     };
     Wiped<State> state;
     U256& odd = state->odd;
     auto& multiples = state->multiples;
-    Multiple& entry = state->entry;
+    Affine& entry = state->entry;
     Jacobian& total = state->sum;
 
     const Mask negative = make_odd(odd, k);
@@ -119,8 +148,8 @@ Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
 
 /// p = p + q for finite q, in every case. If the affine x are equal, add leaves z = 0, and in x the square of the
 /// difference of the y.
-template <typename F, typename Point>
-void add_vartime(Jacobian& p, const Point& q) noexcept {
+template <typename F>
+void add_vartime(Jacobian& p, const Affine& q) noexcept {
     if (is_zero(p.z.w) != 0) {
         p = jacobian(q);
         return;
@@ -136,14 +165,14 @@ void add_vartime(Jacobian& p, const Point& q) noexcept {
 template <typename F>
 Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
     constexpr int width = 5;
-    Multiple multiples[1 << (width - 2)];  // p, 3p, .. 15p
+    Affine multiples[1 << (width - 2)];  // p, 3p, .. 15p
     fill_odd_multiples<F>(multiples, p);
 
     std::int16_t s_digit[257], t_digit[257];
     const int s_length = recode_vartime(s_digit, s, generator_width);
     const int t_length = recode_vartime(t_digit, t, width);
     const auto index = [](int digit) { return (digit < 0 ? -digit : digit) / 2; };
-    const auto add = [](Jacobian& total, auto entry, int digit) {
+    const auto add = [](Jacobian& total, Affine entry, int digit) {
         if (digit < 0) entry.y = F::sub(fe_zero, entry.y);
         add_vartime<F>(total, entry);
     };

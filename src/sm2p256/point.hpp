@@ -16,11 +16,6 @@ struct Jacobian {
     Fe x, y, z;
 };
 
-/// The same for a point added more than once, with z^2 and z^3.
-struct Multiple {
-    Fe x, y, z, zz, zzz;
-};
-
 /// x = X / ZZ, y = Y / ZZZ with ZZ^3 = ZZZ^2: an addition saves a square, but doubling is not cheap.
 struct Extended {
     Fe x, y, zz, zzz;
@@ -53,28 +48,7 @@ void double_point(Jacobian& p) noexcept {
     p.y = F::mul_sub_sqr(l, F::sub(s, p.x), yy);
 }
 
-/// p = p + q. Needs p != q; p = -q gives infinity. If either is infinity, so is the result.
-template <typename F>
-void add(Jacobian& p, const Multiple& q) noexcept {
-    const Fe zz = F::sqr(p.z);
-    const Fe px = F::mul(p.x, q.zz);
-    const Fe qx = F::mul(q.x, zz);
-    const Fe zzz = F::mul(zz, p.z);
-    const Fe h = F::sub(qx, px);
-    const Fe py = F::mul(p.y, q.zzz);
-    const Fe qy = F::mul(q.y, zzz);
-    const Fe hh = F::sqr(h);
-    const Fe z = F::mul(p.z, q.z);
-    const Fe t = F::sub(qy, py);
-    const Fe hhh = F::mul(h, hh);
-    const Fe v = F::mul(px, hh);
-    const Fe tt = F::sqr(t);
-    p.z = F::mul(z, h);
-    p.x = F::sub(F::sub(F::sub(tt, hhh), v), v);
-    p.y = F::mul_sub(t, F::sub(v, p.x), py, hhh);
-}
-
-/// As above.
+/// p = p + q. Needs p != q; p = -q gives infinity. If p is infinity, so is the result.
 template <typename F>
 void add(Jacobian& p, const Affine& q) noexcept {
     const Fe zz = F::sqr(p.z);
@@ -113,9 +87,9 @@ void add(Extended& p, const Affine& q) noexcept {
 
 /// Set if p and q, both finite, are the same point: the case the sums above do not cover.
 template <typename F>
-[[gnu::noinline]] Mask same(const Jacobian& p, const Multiple& q) noexcept {
+[[gnu::noinline]] Mask same(const Jacobian& p, const Affine& q) noexcept {
     const Fe zz = F::sqr(p.z);
-    return equal(F::mul(p.x, q.zz).w, F::mul(q.x, zz).w) & equal(F::mul(p.y, q.zzz).w, F::mul(q.y, F::mul(zz, p.z)).w);
+    return equal(F::mul(q.x, zz).w, p.x.w) & equal(F::mul(q.y, F::mul(zz, p.z)).w, p.y.w);
 }
 
 template <typename F>
@@ -123,28 +97,13 @@ template <typename F>
     return equal(F::mul(q.x, p.zz).w, p.x.w) & equal(F::mul(q.y, p.zzz).w, p.y.w);
 }
 
-inline Jacobian jacobian(const Multiple& p) noexcept { return {p.x, p.y, p.z}; }
 inline Jacobian jacobian(const Affine& p) noexcept { return {p.x, p.y, fe_one}; }
 inline Extended extended(const Affine& p) noexcept { return {p.x, p.y, fe_one, fe_one}; }
-
-template <typename F>
-Multiple multiple(const Jacobian& p) noexcept {
-    const Fe zz = F::sqr(p.z);
-    return {p.x, p.y, p.z, zz, F::mul(zz, p.z)};
-}
 
 /// r = p if the mask is set, else unchanged.
 inline void assign_if(Mask mask, Affine& r, const Affine& p) noexcept {
     assign_if(mask, r.x, p.x);
     assign_if(mask, r.y, p.y);
-}
-
-inline void assign_if(Mask mask, Multiple& r, const Multiple& p) noexcept {
-    assign_if(mask, r.x, p.x);
-    assign_if(mask, r.y, p.y);
-    assign_if(mask, r.z, p.z);
-    assign_if(mask, r.zz, p.zz);
-    assign_if(mask, r.zzz, p.zzz);
 }
 
 inline void assign_if(Mask mask, Jacobian& r, const Jacobian& p) noexcept {

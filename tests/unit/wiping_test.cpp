@@ -224,7 +224,7 @@ TEST_F(Wiping, RecommendedCurveKernels) {
     for (int i = 0; i < comb_windows; ++i)
         base.add("entry of the table", snapshot(comb(i)[choice(bits(odd, 6 * i + 1, 6), 6).index]));
     base.add("entry of the table", snapshot(comb_top[bits(odd, 6 * comb_windows + 1, 3)]));
-    Multiple multiples[16];
+    Affine multiples[16];
     fill_odd_multiples<PortableField>(multiples, generator);
     point.add("entry of the table", object_bytes(multiples).subspan(sizeof multiples[0]));  // 1 is 1
     Affine result;

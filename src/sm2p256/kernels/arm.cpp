@@ -10,7 +10,7 @@ namespace ulmaro::sm2p256 {
 using Field = u256::WithNeonSelect<ArmField>;
 
 constinit const Kernels native_kernels = {"arm-base",
-                                          4608,
+                                          4096,
                                           multiply_base<Field>,
                                           multiply_base_and_invert<Field>,
                                           multiply_point<Field>,

@@ -30,10 +30,11 @@ class ArmField : u256::ArmProduct {
     }
 
     /// Two steps of the reduction explained in field.cpp at once: (t3..t0 + M p) / 2^128, with the result in t1, t0,
-    /// t3, t2. M has the limbs m0 = t0 and m1, with which the two lowest limbs become 0. With 2^32 M = s2..s0 and (2^32
-    /// - 1) M = a2..a0, that is
+    /// t3, t2. M has the limbs m0 = t0 and m1, with which the two lowest limbs become 0. Let s2..s0 be 2^32 M, and
+    /// a2..a0 that less M. The result is
     ///     t2 + 2^64 t3 + 2^128 m0 + 2^192 m1 - (a1 + 2^64 a2) - (2^64 s0 + 2^128 s1 + 2^192 s2),
-    /// less 1 if t1 < a0. It is below 2^128 + p, so nothing leaves the top limb, and a2 < 2^32, so a2 + s0 is a limb.
+    /// less 1 if t1 < a0. It is below 2^128 + p, so nothing leaves the top limb, and s0 + s2 is a limb, because the
+    /// lower half of s0 is 0 and s2 < 2^32.
     [[gnu::always_inline]] static void two_steps(Limb& t0, Limb& t1, Limb& t2, Limb& t3) noexcept {
         Limb s0, s1, s2, a0, a, m1;
         __asm__(

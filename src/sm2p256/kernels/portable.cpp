@@ -9,7 +9,7 @@ namespace ulmaro::sm2p256 {
 using Field = u256::WithSelect<PortableField>;
 
 constinit const Kernels portable_kernels = {"portable",
-                                            5120,
+                                            4096,
                                             multiply_base<Field>,
                                             multiply_base_and_invert<Field>,
                                             multiply_point<Field>,

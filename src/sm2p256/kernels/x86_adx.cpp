@@ -10,7 +10,7 @@ namespace ulmaro::sm2p256 {
 using Field = u256::WithAvx2Select<X86Field>;
 
 constinit const Kernels native_kernels = {"x86-adx",
-                                          4864,
+                                          4096,
                                           multiply_base<Field>,
                                           multiply_base_and_invert<Field>,
                                           multiply_point<Field>,
