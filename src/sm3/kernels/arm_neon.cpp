@@ -1,4 +1,4 @@
-// SM3 on aarch64: four messages side by side in NEON registers; one stream in plain C++.
+// SM3 on aarch64: four messages side by side in NEON registers; one stream as in arm_neon_stream.cpp.
 //
 //   expand_lanes(w[68][4]), compress_lanes(v[8][4], result[8][4], w[68][4], row, common, stride)    rows aligned
 #include <arm_neon.h>
@@ -30,6 +30,6 @@ struct Neon {
 
 }  // namespace
 
-constinit const Kernels arm_neon_kernels = LaneFunctions<Neon>::named("arm-neon", compress_portable);
+constinit const Kernels arm_neon_kernels = LaneFunctions<Neon>::named("arm-neon", compress_neon);
 
 }  // namespace ulmaro::sm3
