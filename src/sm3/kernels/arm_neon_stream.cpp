@@ -41,7 +41,7 @@ struct State {
     std::uint64_t sums;  // D + W'
     // Of the rounds after them:
     uint32x2_t next_sums;
-    uint32x2_t pairs[3];  // pairs[m % 3] = W_2m, W_2m+1 for the pair of this round and the two before the newest
+    uint32x2_t pairs[3];  // pairs[m % 3] = W_2m, W_2m+1 for m = j / 2 + 1 to j / 2 + 3
 };
 
 template <int n>
