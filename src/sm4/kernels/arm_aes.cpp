@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "sm4/kernels.hpp"
+#include "sm4/kernels/arm_lanes.hpp"
 #include "sm4/kernels/basis.hpp"
 #include "sm4/kernels/vector_modes.hpp"
 
@@ -21,39 +22,19 @@ constexpr basis::NibbleTables table_leave = basis::nibble_tables(basis::leave);
 constexpr basis::NibbleTables table_sbox = basis::nibble_tables(basis::sbox_after_aes);
 constexpr basis::NibbleTables table_f = basis::nibble_tables(basis::after_aes.f);
 constexpr basis::NibbleTables table_g = basis::nibble_tables(basis::after_aes.g);
+constexpr basis::NibbleTables table_sum = basis::nibble_tables(basis::after_aes.sum);
 
 constexpr basis::Table rotation1 = basis::rotate_words(1);
 constexpr basis::Table unshift = basis::unshift_rows_rotate_words(0);
 constexpr basis::Table unshift_rotation1 = basis::unshift_rows_rotate_words(1);
 
-struct Aes128 {
-    using Vector = uint8x16_t;
-    static constexpr std::size_t lanes = 1, registers = 32;
-
-    static Vector load(const std::uint8_t* p) { return vld1q_u8(p); }
-    static void store(std::uint8_t* p, Vector v) { vst1q_u8(p, v); }
-    static Vector load_blocks(const std::uint8_t* p, std::size_t) { return load(p); }
-    static void store_blocks(std::uint8_t* p, Vector v, std::size_t) { store(p, v); }
-    static Vector load_behind(Vector first, const std::uint8_t*, std::size_t) { return first; }
-
-    static Vector zero() { return vdupq_n_u8(0); }
-    static Vector broadcast(const std::uint32_t* word) { return vreinterpretq_u8_u32(vdupq_n_u32(*word)); }
-    static void store_word(std::uint32_t* word, Vector v) { vst1q_lane_u32(word, vreinterpretq_u32_u8(v), 0); }
-    static Vector add(Vector a, Vector b) { return veorq_u8(a, b); }
-    static Vector add(Vector a, Vector b, Vector c) { return add(a, add(b, c)); }
-    template <int bits>
-    static Vector rotate_left(Vector v) {
-        const uint32x4_t w = vreinterpretq_u32_u8(v);
-        return vreinterpretq_u8_u32(vsriq_n_u32(vshlq_n_u32(w, bits), w, 32 - bits));
-    }
-    static Vector shuffle(Vector v, const basis::Table& from) { return vqtbl1q_u8(v, load(from.byte)); }
+struct Aes128 : Lanes128 {
     static Vector map(Vector v, const basis::NibbleTables& m) {
-        return add(vqtbl1q_u8(load(m.low.byte), vandq_u8(v, vdupq_n_u8(15))),
-                   vqtbl1q_u8(load(m.high.byte), vshrq_n_u8(v, 4)));
+        return add(look_up(m.low, low_nibbles(v)), look_up(m.high, high_nibbles(v)));
     }
 
     static Vector enter(Vector v) { return map(v, table_enter); }
-    static Vector enter_key(Vector v) { return map(v, table_enter_key); }
+    static Vector enter_key(Vector v, std::size_t) { return map(v, table_enter_key); }
     static Vector leave(Vector v) { return map(v, table_leave); }
     static Vector rotate1(Vector v) { return shuffle(v, rotation1); }
     static Vector rotate2(Vector v) { return vreinterpretq_u8_u16(vrev32q_u16(vreinterpretq_u16_u8(v))); }
@@ -79,21 +60,17 @@ struct Aes128 {
     /// S of a word in all columns.
     static Vector substitute_word(Vector v) { return map(vaeseq_u8(map(v, table_enter_key), zero()), table_sbox); }
 
-    static Vector word_round(Vector t) {
-        const Vector y = vaeseq_u8(t, zero());
-        const Vector f = map(y, table_f), g = map(y, table_g), sum = add(f, g);
-        return add(add(f, vextq_u8(g, g, 3)), add(vextq_u8(sum, sum, 1), vextq_u8(sum, sum, 2)));
+    template <int bytes>
+    static Vector rotate_word(Vector v) {
+        return vextq_u8(v, v, bytes);
     }
 
-    static void transpose(Vector& a, Vector& b, Vector& c, Vector& d) {
-        const uint32x4x2_t ab = vtrnq_u32(vreinterpretq_u32_u8(a), vreinterpretq_u32_u8(b));
-        const uint32x4x2_t cd = vtrnq_u32(vreinterpretq_u32_u8(c), vreinterpretq_u32_u8(d));
-        const uint64x2_t ab0 = vreinterpretq_u64_u32(ab.val[0]), ab1 = vreinterpretq_u64_u32(ab.val[1]);
-        const uint64x2_t cd0 = vreinterpretq_u64_u32(cd.val[0]), cd1 = vreinterpretq_u64_u32(cd.val[1]);
-        a = vreinterpretq_u8_u64(vtrn1q_u64(ab0, cd0));
-        b = vreinterpretq_u8_u64(vtrn1q_u64(ab1, cd1));
-        c = vreinterpretq_u8_u64(vtrn2q_u64(ab0, cd0));
-        d = vreinterpretq_u8_u64(vtrn2q_u64(ab1, cd1));
+    /// f, g and f + g of S(a + b) for a word.
+    static void substitute_in_word(Vector a, Vector b, Vector& f, Vector& g, Vector& sum) {
+        const Vector y = vaeseq_u8(a, b);
+        f = map(y, table_f);
+        g = map(y, table_g);
+        sum = map(y, table_sum);
     }
 };
 

@@ -3,8 +3,9 @@
 // Wide holds Wide::lanes blocks in a vector, of which there are Wide::registers. Four such vectors, transposed, are the
 // words X0..X3 of 4 * lanes blocks: a group. Up to `most` groups run side by side, so that the latency of one hides
 // behind the others. Straight code is faster only while registers hold the state: up to `unrolled` groups use it, and
-// more run in loops, at a fraction of the size. Narrow holds one block, and is the fastest for a single one. Both keep
-// state in the basis of basis.hpp between load and store. Nothing here branches on data or looks data up in memory.
+// more run in loops, at a fraction of the size. Narrow holds one block, and is the fastest for a single one: fewer than
+// `fewest` go through it one by one. Both keep state in a basis of basis.hpp between load and store; WideKeys enters
+// round keys into that of Wide. Nothing here branches on data or looks data up in memory.
 #pragma once
 
 #include <cstddef>
@@ -20,13 +21,13 @@ namespace {
 
 enum class Order { forward, backward };
 
-/// Round keys i..i+3 in the order of use, in the basis.
+/// Round keys i..i+3 in the order of use, in the basis of Narrow; i is a multiple of four.
 template <typename Narrow, Order order>
 typename Narrow::Vector four_keys(const std::uint32_t* rk, std::size_t i) {
     constexpr bool forward = order == Order::forward;
     const auto* words = reinterpret_cast<const std::uint8_t*>(rk + (forward ? i : 28 - i));
     return Narrow::enter_key(
-        Narrow::shuffle(Narrow::load(words), forward ? basis::reverse_bytes_of_words : basis::reverse_bytes));
+        Narrow::shuffle(Narrow::load(words), forward ? basis::reverse_bytes_of_words : basis::reverse_bytes), i);
 }
 
 /// The words of one block, each in a vector of its own, through the rounds with the shortest chain of dependent steps.
@@ -34,13 +35,14 @@ typename Narrow::Vector four_keys(const std::uint32_t* rk, std::size_t i) {
 template <typename Narrow>
 struct SerialBlock {
     using Vector = typename Narrow::Vector;
+    using Word = decltype(Narrow::template take_word<0>(Vector{}));
 
-    Vector x0, x1, x2, x3;
+    Word x0, x1, x2, x3;
 
     template <Order order>
     [[gnu::always_inline]] void rounds(const std::uint32_t* rk) {
         Vector keys = four_keys<Narrow, order>(rk, 0);
-        Vector t = Narrow::add(Narrow::add(x1, x2), Narrow::add(x3, Narrow::template take_word<0>(keys)));
+        Sum t = {Narrow::add(x1, x2), Narrow::add(x3, Narrow::template take_word<0>(keys))};
 #pragma GCC unroll 1
         for (std::size_t i = 0; i < 32; i += 4) {
             round(t, x0, x2, x3, Narrow::template take_word<1>(keys));
@@ -51,17 +53,26 @@ struct SerialBlock {
         }
     }
 
-    /// t = X1 + X2 + X3 + key of this round becomes that of the next, where X4 and u = X2, v = X3 are added: all but
-    /// the change of X0 is summed beforehand.
-    [[gnu::always_inline]] static void round(Vector& t, Vector& x, Vector u, Vector v, Vector next_key) {
-        const Vector rest = Narrow::add(Narrow::add(x, u), Narrow::add(v, next_key));
-        const Vector change = Narrow::word_round(t);
-        x = Narrow::add(x, change);
-        t = Narrow::add(rest, change);
+    /// X1 + X2 + X3 + key in two parts: some instructions add them.
+    struct Sum {
+        Word a, b;
+    };
+
+    /// The sum of this round becomes that of the next, where X4 and u = X2, v = X3 are added: all but the change of X0,
+    /// L(S(t)) = f + (g <<< 24) + (sum <<< 8) + (sum <<< 16), is summed beforehand, and the parts of the change are
+    /// added in the order in which they get ready.
+    [[gnu::always_inline]] static void round(Sum& t, Word& x, Word u, Word v, Word next_key) {
+        const Word others = Narrow::add(Narrow::add(u, v), next_key);
+        const Word rest = Narrow::add(x, others);
+        Word f, g, sum;
+        Narrow::substitute_in_word(t.a, t.b, f, g, sum);
+        t.a = Narrow::add(Narrow::add(rest, f), Narrow::template rotate_word<3>(g));
+        t.b = Narrow::add(Narrow::template rotate_word<1>(sum), Narrow::template rotate_word<2>(sum));
+        x = Narrow::add(others, Narrow::add(t.a, t.b));
     }
 
-    static SerialBlock load(const std::uint8_t* p) {
-        const Vector v = Narrow::enter(Narrow::load(p));
+    static SerialBlock load(Vector block) {
+        const Vector v = Narrow::enter(block);
         return {Narrow::template take_word<0>(v), Narrow::template take_word<1>(v), Narrow::template take_word<2>(v),
                 Narrow::template take_word<3>(v)};
     }
@@ -70,7 +81,8 @@ struct SerialBlock {
     Vector reversed() const { return Narrow::leave(Narrow::join_words(x3, x2, x1, x0)); }
 };
 
-template <typename Wide, typename Narrow, std::size_t most, std::size_t unrolled>
+template <typename Wide, typename Narrow, std::size_t most, std::size_t unrolled, typename WideKeys = Narrow,
+          std::size_t fewest = 2>
 struct VectorModes {
     using Vector = typename Wide::Vector;
     using Block = typename Narrow::Vector;
@@ -90,15 +102,19 @@ struct VectorModes {
     template <Order order>
     static void prepare(Keys& keys, const std::uint32_t* rk) {
         for (std::size_t i = 0; i < 32; i += 4)
-            Narrow::store(reinterpret_cast<std::uint8_t*>(keys.word + i), four_keys<Narrow, order>(rk, i));
+            Narrow::store(reinterpret_cast<std::uint8_t*>(keys.word + i), four_keys<WideKeys, order>(rk, i));
     }
 
     /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)). X1 may be ready last, so X2 + X3 is summed first.
     [[gnu::always_inline]] static void round(Vector& x0, Vector x1, Vector x2_x3, Vector key) {
-        Vector f, g;
-        Wide::substitute(x1, x2_x3, key, f, g);
-        const Vector k = Wide::add(f, g);
-        x0 = Wide::add(Wide::add(x0, k), Wide::rotate1(k), Wide::rotate2(k));
+        if constexpr (requires { Wide::change(x1, x2_x3, key); }) {
+            x0 = Wide::add(x0, Wide::change(x1, x2_x3, key));
+        } else {
+            Vector f, g;
+            Wide::substitute(x1, x2_x3, key, f, g);
+            const Vector k = Wide::add(f, g);
+            x0 = Wide::add(Wide::add(x0, k), Wide::rotate1(k), Wide::rotate2(k));
+        }
     }
 
     /// step(i) for every group: for `room` of them in straight code, or for the first `groups` in a loop.
@@ -115,7 +131,7 @@ struct VectorModes {
 
     /// From X0..X3 to X32..X35. A pair of words is summed once for two rounds.
     template <std::size_t room>
-    [[gnu::noinline]] static void rounds(Group* x, std::size_t groups, const Keys& keys) {
+    [[gnu::always_inline]] static void all_rounds(Group (&x)[room], std::size_t groups, const Keys& keys) {
 #pragma GCC unroll 1
         for (std::size_t r = 0; r < 32; r += 4) {
             Vector pair[room];
@@ -133,6 +149,27 @@ struct VectorModes {
             });
             key = Wide::broadcast(keys.word + r + 3);
             each<room>(groups, [&](std::size_t i) { round(x[i][3], x[i][2], pair[i], key); });
+        }
+    }
+
+    template <std::size_t room>
+    [[gnu::always_inline]] static void copy(Group (&to)[room], const Group (&from)[room]) {
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i < room; ++i) {
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) to[i][j] = from[i][j];
+        }
+    }
+
+    template <std::size_t room>
+    [[gnu::noinline]] static void rounds(Group (&x)[room], std::size_t groups, const Keys& keys) {
+        if constexpr (room <= unrolled) {
+            Group local[room];  // compilers would store x in every round
+            copy(local, x);
+            all_rounds(local, groups, keys);
+            copy(x, local);
+        } else {
+            all_rounds(x, groups, keys);
         }
     }
 
@@ -240,12 +277,12 @@ struct VectorModes {
         const std::size_t count = blocks;
         Keys keys;
         prepare<order>(keys, rk);
-        while (blocks > 1) {
+        while (blocks >= fewest) {
             const std::size_t now = blocks < most * group_blocks ? blocks : most * group_blocks;
-            if (now > 2 * group_blocks)
+            if (most > 2 && now > 2 * group_blocks)
                 run<most>(in, out, now, keys, chain);
-            else if (now > group_blocks)
-                run<2>(in, out, now, keys, chain);
+            else if (most > 1 && now > group_blocks)
+                run<(most > 1 ? 2 : 1)>(in, out, now, keys, chain);
             else
                 run<1>(in, out, now, keys, chain);
             in += 16 * now;
@@ -253,9 +290,9 @@ struct VectorModes {
             blocks -= now;
         }
         explicit_bzero(&keys, sizeof keys);
-        if (count > 2 * group_blocks)
+        if (most > 2 && count > 2 * group_blocks)
             wipe_used_stack(most * spilled + 256);
-        else if (count > group_blocks)
+        else if (most > 1 && count > group_blocks)
             wipe_used_stack(2 * spilled + 256);
         else
             wipe_used_stack(spilled + 256);
@@ -264,12 +301,15 @@ struct VectorModes {
     template <Order order>
     static void all(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                     Block* chain) {
-        if (blocks > 1) many<order>(in, out, blocks, rk, chain);
-        if (blocks == 0) return;
-        auto serial = SerialBlock<Narrow>::load(in);
-        serial.template rounds<order>(rk);
-        const Block last = serial.reversed();
-        Narrow::store(out, chain == nullptr ? last : Narrow::add(last, *chain));
+        if (blocks >= fewest) many<order>(in, out, blocks, rk, chain);
+        for (; blocks != 0; --blocks, in += 16, out += 16) {
+            const Block read = Narrow::load(in);
+            auto serial = SerialBlock<Narrow>::load(read);
+            serial.template rounds<order>(rk);
+            const Block last = serial.reversed();
+            Narrow::store(out, chain == nullptr ? last : Narrow::add(last, *chain));
+            if (chain != nullptr) *chain = read;
+        }
     }
 
     static void encrypt_blocks(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
@@ -291,9 +331,9 @@ struct VectorModes {
     /// The chaining value stays in the basis, one word per vector: a block adds one sum to the chain of its rounds.
     static void cbc_encrypt(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const std::uint32_t* rk,
                             const std::uint8_t* iv) noexcept {
-        auto v = SerialBlock<Narrow>::load(iv);
+        auto v = SerialBlock<Narrow>::load(Narrow::load(iv));
         for (; blocks != 0; --blocks, in += 16, out += 16) {
-            const auto p = SerialBlock<Narrow>::load(in);
+            const auto p = SerialBlock<Narrow>::load(Narrow::load(in));
             v = {Narrow::add(v.x0, p.x0), Narrow::add(v.x1, p.x1), Narrow::add(v.x2, p.x2), Narrow::add(v.x3, p.x3)};
             v.template rounds<Order::forward>(rk);
             Narrow::store(out, v.reversed());
@@ -303,15 +343,16 @@ struct VectorModes {
 
     /// Every word stands in all columns of its vector: a row shift changes nothing.
     static void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
-        Block k[4];
+        using Word = decltype(Narrow::broadcast(mk));
+        Word k[4];
         for (std::size_t i = 0; i < 4; ++i) k[i] = Narrow::add(Narrow::broadcast(mk + i), Narrow::broadcast(&FK[i]));
 #pragma GCC unroll 1
         for (std::size_t i = 0; i < 32; i += 4) {
 #pragma GCC unroll 4
             for (std::size_t j = 0; j < 4; ++j) {
-                const Block rest =
+                const Word rest =
                     Narrow::add(Narrow::add(k[(j + 1) % 4], k[(j + 2) % 4]), Narrow::broadcast(&CK[i + j]));
-                const Block s = Narrow::substitute_word(Narrow::add(rest, k[(j + 3) % 4]));
+                const Word s = Narrow::substitute_word(Narrow::add(rest, k[(j + 3) % 4]));
                 k[j] = Narrow::add(Narrow::add(k[j], s), Narrow::add(Narrow::template rotate_left<13>(s),
                                                                      Narrow::template rotate_left<23>(s)));
                 Narrow::store_word(rk + i + j, k[j]);

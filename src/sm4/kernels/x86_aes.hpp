@@ -40,7 +40,7 @@ struct Aes128 : Lanes128 {
     }
 
     static Vector enter(Vector v) { return map(v, table_enter); }
-    static Vector enter_key(Vector v) { return map(v, table_enter_key); }
+    static Vector enter_key(Vector v, std::size_t) { return map(v, table_enter_key); }
     static Vector leave(Vector v) { return map(v, table_leave); }
     static Vector rotate1(Vector v) { return shuffle(v, rotation1); }
     static Vector rotate2(Vector v) { return shuffle(v, rotation2); }
@@ -57,15 +57,15 @@ struct Aes128 : Lanes128 {
         return map(_mm_aesenclast_si128(map(v, table_enter_key), zero()), table_sbox);
     }
 
-    /// L(S(t)) for one word. The row shift leaves the first bytes of the columns in place, and with zeros beside them a
-    /// shift alone makes the high index.
-    static Vector word_round(Vector t) {
-        const Vector y = _mm_aesenclast_si128(t, repeat(aes_key_for_word));
+    /// f, g and f + g of S(a + b) for a word. The row shift leaves the first bytes of the columns in place, and with
+    /// zeros beside them a shift alone makes the high index.
+    static void substitute_in_word(Vector a, Vector b, Vector& f, Vector& g, Vector& sum) {
+        const Vector y = _mm_aesenclast_si128(add(a, b), repeat(aes_key_for_word));
         const Vector low = _mm_and_si128(y, _mm_set1_epi8(15));
         const Vector high = _mm_srli_epi32(y, 4);
-        const Vector sum = look_up(table_sum, low, high);
-        const Vector g = look_up(table_g, low, high);
-        return word_diffusion(add(sum, g), g, sum);
+        sum = look_up(table_sum, low, high);
+        g = look_up(table_g, low, high);
+        f = add(sum, g);
     }
 };
 

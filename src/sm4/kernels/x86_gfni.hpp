@@ -21,7 +21,7 @@ inline constexpr int constant_key = basis::enter_key.constant;
 
 struct Gfni128 : Lanes128 {
     static Vector enter(Vector v) { return _mm_gf2p8affine_epi64_epi8(v, _mm_set1_epi64x(matrix_enter), 0); }
-    static Vector enter_key(Vector v) {
+    static Vector enter_key(Vector v, std::size_t = 0) {
         return _mm_gf2p8affine_epi64_epi8(v, _mm_set1_epi64x(matrix_enter), constant_key);
     }
     static Vector leave(Vector v) { return _mm_gf2p8affine_epi64_epi8(v, _mm_set1_epi64x(matrix_leave), 0); }
@@ -30,10 +30,12 @@ struct Gfni128 : Lanes128 {
         return _mm_gf2p8affineinv_epi64_epi8(enter_key(v), _mm_set1_epi64x(matrix_sbox), constant_sbox);
     }
 
-    static Vector word_round(Vector t) {
-        return word_diffusion(_mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_f), constant_f),
-                              _mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_g), constant_g),
-                              _mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_sum), constant_sum));
+    /// f, g and f + g of S(a + b) for a word.
+    static void substitute_in_word(Vector a, Vector b, Vector& f, Vector& g, Vector& sum) {
+        const Vector t = add(a, b);
+        f = _mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_f), constant_f);
+        g = _mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_g), constant_g);
+        sum = _mm_gf2p8affineinv_epi64_epi8(t, _mm_set1_epi64x(matrix_sum), constant_sum);
     }
 };
 

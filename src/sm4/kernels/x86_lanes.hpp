@@ -48,12 +48,8 @@ struct Lanes128 {
                    add(shuffle(c, basis::collect_words[2]), shuffle(d, basis::collect_words[3])));
     }
     template <int bytes>
-    static Vector rotate_columns(Vector v) {
+    static Vector rotate_word(Vector v) {
         return _mm_shuffle_epi32(v, 0xe4e4 >> 2 * bytes & 0xff);
-    }
-    /// L of that word, from f, g and f + g.
-    static Vector word_diffusion(Vector f, Vector g, Vector sum) {
-        return add(add(f, rotate_columns<3>(g)), add(rotate_columns<1>(sum), rotate_columns<2>(sum)));
     }
 
     static void transpose(Vector& a, Vector& b, Vector& c, Vector& d) {
