@@ -19,8 +19,11 @@ const KernelList<Kernels>& kernels() noexcept {
 #elif defined(__aarch64__)
         if constexpr (has_kernel("arm-sm4")) list.add_if(cpu.sm4, arm_sm4_kernels);
         if constexpr (has_kernel("arm-aes")) list.add_if(cpu.aes, arm_aes_kernels);
+        list.add_if(true, arm_neon_kernels);
 #endif
+#if !defined(__aarch64__)
         list.add_if(true, portable_kernels);
+#endif
         return list;
     }();
     return supported;

@@ -27,7 +27,8 @@ struct Kernels {
     CbcFunction cbc_decrypt;
 };
 
-/// Those of this architecture, each named after the architecture and its instructions.
+/// Those of this architecture, each named after the architecture and its instructions. The portable one, which alone
+/// looks data up in memory, does not exist on 64-bit Arm, where every processor can run arm_neon_kernels.
 extern const Kernels portable_kernels;
 #if defined(__x86_64__)
 extern const Kernels x86_aesni_kernels;
@@ -36,11 +37,12 @@ extern const Kernels x86_vaes_kernels;
 extern const Kernels x86_gfni256_kernels;
 extern const Kernels x86_gfni512_kernels;
 #elif defined(__aarch64__)
+extern const Kernels arm_neon_kernels;
 extern const Kernels arm_aes_kernels;
 extern const Kernels arm_sm4_kernels;
 #endif
 
-/// The kernels that this processor can run, best first; the portable one is always last.
+/// The kernels that this processor can run, best first; the last needs nothing that a processor may lack.
 std::span<const Kernels* const> supported_kernels() noexcept;
 
 /// The best of them.

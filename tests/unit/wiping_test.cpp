@@ -342,9 +342,22 @@ struct Sm4Secrets {
             for (const unsigned char b : bytes) mapped.push_back(map(b));
             return mapped;
         };
-        secrets.add("message in the basis", in_basis(ulmaro::sm4::basis::enter, message));
-        secrets.add("schedule in the basis", in_basis(ulmaro::sm4::basis::enter_key, object_bytes(key.schedule)));
-        secrets.add("schedule in the basis", in_basis(ulmaro::sm4::basis::enter_key, object_bytes(backward)));
+        using namespace ulmaro::sm4::basis;
+        for (const auto& [text, round_key] : {std::pair(enter, enter_key), {nibbles::enter, nibbles::enter_key}}) {
+            secrets.add("message in a basis", in_basis(text, message));
+            secrets.add("schedule in a basis", in_basis(round_key, object_bytes(key.schedule)));
+            secrets.add("schedule in a basis", in_basis(round_key, object_bytes(backward)));
+        }
+        // A vector for each byte of a word: as four blocks are loaded, and as sixteen are transposed.
+        const auto add_bytes = [this](std::size_t first, std::size_t high, std::size_t low) {
+            Bytes bytes;
+            for (std::size_t i = 0; i < 16; ++i) bytes.push_back(message[first + i / 4 * high + i % 4 * low]);
+            secrets.add("message by bytes", bytes);
+        };
+        for (std::size_t i = 0; i + 256 <= message.size(); ++i) {
+            if (i % 64 < 4) add_bytes(i, 16, 4);
+            if (i % 256 < 16) add_bytes(i, 16, 64);
+        }
     }
 
     /// What the block cipher makes of a ciphertext of the message in CBC mode.

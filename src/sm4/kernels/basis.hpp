@@ -153,6 +153,101 @@ constexpr NibbleTables nibble_tables(const ByteMap& map) {
     return t;
 }
 
+// The same inversion from look-ups of 16 entries, for processors that only have those in registers. An element of the
+// AES field is i z + k, with i and k in its subfield of 16 elements and z chosen so that z + z' = z z' = a, where z' is
+// the other root. With n = k^2 + a i k + a i^2, the product of the element and its conjugate,
+//     1 / (1/i + a/k) + i + k = n / (k + a i)         1 / (1/(i + k) + a/k) + i = n / (k + a (i + k))
+// and the right sides are the reciprocals of two linear combinations of the inverse's halves. So five look-ups give
+// both, and whatever linear map follows takes one more each. Reciprocals of 0 are `infinite`: adding to it leaves the
+// high bit, and a look-up by it gives 0, which is right in every case: for i = 0, k = 0, k = a i, and both 0.
+namespace nibbles {
+
+constexpr unsigned product(unsigned a, unsigned b) { return aes_field_product(a, b); }
+
+constexpr unsigned power(unsigned a, unsigned n) {
+    unsigned value = 1;
+    for (; n != 0; --n) value = product(value, a);
+    return value;
+}
+
+constexpr unsigned reciprocal(unsigned a) { return power(a, 254); }
+
+/// Half a byte as an element of the subfield, whose basis is the powers of one of order 15.
+constexpr unsigned element(unsigned nibble) {
+    constexpr unsigned root = power(3, 17);  // 3 generates the field
+    unsigned value = 0, step = 1;
+    for (; nibble != 0; nibble >>= 1, step = product(step, root)) value ^= (nibble & 1) != 0 ? step : 0;
+    return value;
+}
+
+constexpr unsigned nibble(unsigned value) {
+    unsigned n = 0;
+    while (element(n) != value) ++n;
+    return n;
+}
+
+inline constexpr unsigned z = [] {
+    // 3 is not in the subfield, and a multiple of it has equal trace and norm.
+    const unsigned trace = 3 ^ power(3, 16), norm = power(3, 17);
+    return product(3, product(trace, reciprocal(norm)));
+}();
+inline constexpr unsigned a = z ^ power(z, 16);
+static_assert(a == power(z, 17));
+
+/// From the field to bytes i << 4 | k.
+inline constexpr ByteMap split =
+    inverse(affine([](unsigned byte) { return product(element(byte >> 4), z) ^ element(byte & 15); }));
+
+inline constexpr ByteMap enter = affine([](unsigned x) { return split(basis::enter(x)); });
+inline constexpr ByteMap enter_key = affine([](unsigned x) { return split(basis::enter_key(x)); });
+inline constexpr ByteMap leave = inverse(enter);
+
+inline constexpr std::uint8_t infinite = 0x80;
+
+/// f(x) for the 16 elements, as a table by nibbles; f(0) is infinite.
+template <typename F>
+constexpr Table reciprocals(F f) {
+    Table t{};
+    t.byte[0] = infinite;
+    for (unsigned j = 1; j < 16; ++j) t.byte[j] = static_cast<std::uint8_t>(nibble(f(element(j))));
+    return t;
+}
+inline constexpr Table one_over = reciprocals([](unsigned x) { return reciprocal(x); });
+inline constexpr Table a_over = reciprocals([](unsigned x) { return product(a, reciprocal(x)); });
+
+/// The linear part of a map that follows the inversion, by the two results.
+constexpr NibbleTables after(const ByteMap& map) {
+    const ByteMap linear = linear_part(map);
+    const unsigned b = reciprocal(a);
+    NibbleTables t{};
+    for (unsigned j = 1; j < 16; ++j) {
+        const unsigned x = reciprocal(element(j));
+        // The inverse has k/n + a i/n without z, and i/n with it: x and (x + k/n) / a, where k/n = (x + second x) / a.
+        t.low.byte[j] = linear(x ^ product(z, product(b, x ^ product(b, x))));
+        t.high.byte[j] = linear(product(z, product(b, product(b, x))));
+    }
+    return t;
+}
+
+/// What follows an inversion of bytes in this basis. Tables have no room for a constant: sum.constant is missing in
+/// every word that a round makes.
+inline constexpr NibbleTables f = after(affine([](unsigned y) { return split(after_inverse.f(y)); }));
+inline constexpr NibbleTables g = after(affine([](unsigned y) { return split(after_inverse.g(y)); }));
+inline constexpr NibbleTables sum = after(affine([](unsigned y) { return split(after_inverse.sum(y)); }));
+inline constexpr NibbleTables sbox = after(sbox_after_inverse);
+
+/// Makes up for it in the keys of rounds r..r+3, for r / 4 even or odd: a round adds three words to its key, and word n
+/// lacks n / 4 constants. The last words lack eight, which is none.
+constexpr Table missing(unsigned odd) {
+    Table t{};
+    for (unsigned j = 0; j < 16; ++j)
+        t.byte[j] = (j / 4 + odd) % 2 != 0 ? split(after_inverse.sum.constant) : std::uint8_t{0};
+    return t;
+}
+inline constexpr Table missing_constants[2] = {missing(0), missing(1)};
+
+}  // namespace nibbles
+
 /// The linear part of a map as the GFNI instructions take it: byte 7 - i holds the row of output bit i.
 constexpr std::uint64_t gfni_matrix(const ByteMap& map) {
     std::uint64_t matrix = 0;
@@ -200,5 +295,6 @@ constexpr Table collect_word(unsigned word) {
 inline constexpr Table collect_words[4] = {collect_word(0), collect_word(1), collect_word(2), collect_word(3)};
 
 }  // namespace basis
+
 }  // namespace
 }  // namespace ulmaro::sm4
