@@ -16,6 +16,7 @@ const KernelList<Kernels>& kernels() noexcept {
         if constexpr (has_kernel("x86-vaes")) list.add_if(cpu.aes && cpu.avx2 && cpu.vaes, x86_vaes_kernels);
         if constexpr (has_kernel("x86-aesni-avx2")) list.add_if(cpu.aes && cpu.avx2, x86_aesni_avx2_kernels);
         if constexpr (has_kernel("x86-aesni")) list.add_if(cpu.aes && cpu.ssse3, x86_aesni_kernels);
+        if constexpr (has_kernel("x86-ssse3")) list.add_if(cpu.ssse3, x86_ssse3_kernels);
 #elif defined(__aarch64__)
         if constexpr (has_kernel("arm-sm4")) list.add_if(cpu.sm4, arm_sm4_kernels);
         if constexpr (has_kernel("arm-aes")) list.add_if(cpu.aes, arm_aes_kernels);

@@ -31,6 +31,7 @@ struct Kernels {
 /// looks data up in memory, does not exist on 64-bit Arm, where every processor can run arm_neon_kernels.
 extern const Kernels portable_kernels;
 #if defined(__x86_64__)
+extern const Kernels x86_ssse3_kernels;
 extern const Kernels x86_aesni_kernels;
 extern const Kernels x86_aesni_avx2_kernels;
 extern const Kernels x86_vaes_kernels;
