@@ -19,6 +19,7 @@ struct CpuFeatures {
     bool vaes = false;    // AES rounds on 256-bit registers
     bool gfni = false;    // the 128-bit forms; wider ones together with avx2 or avx512
     bool avx512 = false;  // F, BW, VL and DQ together
+    bool avx_vnni = false;
 
     bool neon = false;
     bool pmull = false;

@@ -12,7 +12,11 @@ const KernelList<Kernels>& kernels() noexcept {
         KernelList<Kernels> list;
 #if defined(__x86_64__)
         [[maybe_unused]] const bool avx2 = cpu.avx2 && cpu.bmi2;
-        if constexpr (has_kernel("x86-avx512")) list.add_if(avx2 && cpu.avx512, x86_avx512_kernels);
+        [[maybe_unused]] const bool avx512 = avx2 && cpu.avx512;
+        // Of the cores with AVX-512, those with AVX-VNNI have five or more integer units and the others four.
+        if constexpr (has_kernel("x86-avx512-wide")) list.add_if(avx512 && cpu.avx_vnni, x86_avx512_wide_kernels);
+        if constexpr (has_kernel("x86-avx512")) list.add_if(avx512, x86_avx512_kernels);
+        if constexpr (has_kernel("x86-avx512-wide")) list.add_if(avx512 && !cpu.avx_vnni, x86_avx512_wide_kernels);
         if constexpr (has_kernel("x86-avx2")) list.add_if(avx2, x86_avx2_kernels);
 #elif defined(__aarch64__)
         if constexpr (has_kernel("arm-sm3")) list.add_if(cpu.sm3, arm_sm3_kernels);

@@ -34,6 +34,7 @@ extern const Kernels portable_kernels;
 #if defined(__x86_64__)
 extern const Kernels x86_avx2_kernels;
 extern const Kernels x86_avx512_kernels;
+extern const Kernels x86_avx512_wide_kernels;
 #elif defined(__aarch64__)
 extern const Kernels arm_neon_kernels;
 extern const Kernels arm_sm3_kernels;

@@ -11,7 +11,4 @@ void compress_portable(std::uint32_t* v, const std::uint8_t* data, std::size_t b
 /// Needs NEON.
 void compress_neon(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept;
 
-/// Needs AVX2 and BMI2.
-void compress_bmi2(std::uint32_t* v, const std::uint8_t* data, std::size_t blocks) noexcept;
-
 }  // namespace ulmaro::sm3

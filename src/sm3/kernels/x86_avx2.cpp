@@ -1,10 +1,10 @@
-// SM3 on x86-64 with AVX2 and BMI2: eight messages side by side; one stream as in x86_bmi2.cpp.
+// SM3 on x86-64 with AVX2 and BMI2: eight messages side by side; one stream as in x86_stream.hpp.
 //
 //   expand_lanes(w[68][8]), compress_lanes(v[8][8], result[8][8], w[68][8], row, common, stride)    rows aligned
 #include <immintrin.h>
 
 #include "sm3/kernels/lanes.hpp"
-#include "sm3/kernels/stream.hpp"
+#include "sm3/kernels/x86_stream.hpp"
 
 namespace ulmaro::sm3 {
 namespace {
@@ -31,6 +31,6 @@ struct Avx2 {
 
 }  // namespace
 
-constinit const Kernels x86_avx2_kernels = LaneFunctions<Avx2>::named("x86-avx2", compress_bmi2);
+constinit const Kernels x86_avx2_kernels = LaneFunctions<Avx2>::named("x86-avx2", compress_stream<Rounds::narrow>);
 
 }  // namespace ulmaro::sm3

@@ -1,11 +1,11 @@
-// SM3 on x86-64 with AVX-512 and BMI2: sixteen messages side by side; one stream as in x86_bmi2.cpp, because a rotation
-// in a vector register takes longer than the rorx it would replace.
+// SM3 on x86-64 with AVX-512 and BMI2: sixteen messages side by side; one stream as in x86_stream.hpp, because a
+// rotation in a vector register takes longer than the rorx it would replace.
 //
 //   expand_lanes(w[68][16]), compress_lanes(v[8][16], result[8][16], w[68][16], row, common, stride)    rows aligned
 #include <immintrin.h>
 
 #include "sm3/kernels/lanes.hpp"
-#include "sm3/kernels/stream.hpp"
+#include "sm3/kernels/x86_stream.hpp"
 
 namespace ulmaro::sm3 {
 namespace {
@@ -33,6 +33,9 @@ struct Avx512 {
 
 }  // namespace
 
-constinit const Kernels x86_avx512_kernels = LaneFunctions<Avx512>::named("x86-avx512", compress_bmi2);
+constinit const Kernels x86_avx512_kernels =
+    LaneFunctions<Avx512>::named("x86-avx512", compress_stream<Rounds::narrow>);
+constinit const Kernels x86_avx512_wide_kernels =
+    LaneFunctions<Avx512>::named("x86-avx512-wide", compress_stream<Rounds::wide>);
 
 }  // namespace ulmaro::sm3
