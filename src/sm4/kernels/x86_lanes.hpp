@@ -32,11 +32,19 @@ struct Lanes128 {
     }
     static void store_word(std::uint32_t* word, Vector v) { *word = static_cast<std::uint32_t>(_mm_cvtsi128_si32(v)); }
     static Vector add(Vector a, Vector b) { return _mm_xor_si128(a, b); }
+#ifdef __AVX512VL__
+    static Vector add(Vector a, Vector b, Vector c) { return _mm_ternarylogic_epi64(a, b, c, 0x96); }
+    template <int bits>
+    static Vector rotate_left(Vector v) {
+        return _mm_maskz_rol_epi32(0xf, v, bits);  // the plain form makes g++ 12 warn about its own header
+    }
+#else
     static Vector add(Vector a, Vector b, Vector c) { return add(a, add(b, c)); }
     template <int bits>
     static Vector rotate_left(Vector v) {
         return _mm_or_si128(_mm_slli_epi32(v, bits), _mm_srli_epi32(v, 32 - bits));
     }
+#endif
     static Vector shuffle(Vector v, const basis::Table& from) { return _mm_shuffle_epi8(v, repeat(from)); }
     // One word per vector: byte i of the word is the first of column i, so that a rotation by bytes is one of columns.
     template <int word>
