@@ -34,6 +34,7 @@ struct HalfLanes : Lanes128 {
     static Word broadcast(const std::uint32_t* word) { return vreinterpret_u8_u32(vdup_n_u32(*word)); }
     static void store_word(std::uint32_t* word, Word v) { vst1_lane_u32(word, vreinterpret_u32_u8(v), 0); }
     static Word add(Word a, Word b) { return veor_u8(a, b); }
+    static Word add(Word a, Word b, Word c) { return add(a, add(b, c)); }
     static Word look_up(const basis::Table& table, Word index) { return vqtbl1_u8(load(table.byte), index); }
     static Word low_nibbles(Word v) { return vand_u8(v, vdup_n_u8(15)); }
     static Word high_nibbles(Word v) { return vshr_n_u8(v, 4); }
@@ -165,6 +166,6 @@ struct Sliced {
 }  // namespace
 
 constinit const Kernels arm_neon_kernels =
-    VectorModes<Sliced, Nibbles<HalfLanes>, 1, 1, PlainKeys, 3>::named("arm-neon");
+    VectorModes<Sliced, Nibbles<HalfLanes>, 1, 1, false, PlainKeys, 3>::named("arm-neon");
 
 }  // namespace ulmaro::sm4

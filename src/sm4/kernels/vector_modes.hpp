@@ -3,9 +3,10 @@
 // Wide holds Wide::lanes blocks in a vector, of which there are Wide::registers. Four such vectors, transposed, are the
 // words X0..X3 of 4 * lanes blocks: a group. Up to `most` groups run side by side, so that the latency of one hides
 // behind the others. Straight code is faster only while registers hold the state: up to `unrolled` groups use it, and
-// more run in loops, at a fraction of the size. Narrow holds one block, and is the fastest for a single one: fewer than
-// `fewest` go through it one by one. Both keep state in a basis of basis.hpp between load and store; WideKeys enters
-// round keys into that of Wide. Nothing here branches on data or looks data up in memory.
+// more run in loops, at a fraction of the size. Where all are `resident`, they never leave the registers. Narrow holds
+// one block, and is the fastest for a single one: fewer than `fewest` go through it one by one. Both keep state in a
+// basis of basis.hpp between load and store; WideKeys enters round keys into that of Wide. Nothing here branches on
+// data or looks data up in memory.
 #pragma once
 
 #include <cstddef>
@@ -81,8 +82,8 @@ struct SerialBlock {
     Vector reversed() const { return Narrow::leave(Narrow::join_words(x3, x2, x1, x0)); }
 };
 
-template <typename Wide, typename Narrow, std::size_t most, std::size_t unrolled, typename WideKeys = Narrow,
-          std::size_t fewest = 2>
+template <typename Wide, typename Narrow, std::size_t most, std::size_t unrolled, bool resident = false,
+          typename WideKeys = Narrow, std::size_t fewest = 2>
 struct VectorModes {
     using Vector = typename Wide::Vector;
     using Block = typename Narrow::Vector;
@@ -92,8 +93,8 @@ struct VectorModes {
     static constexpr std::size_t vector_bytes = 16 * Wide::lanes;
 
     /// What a group leaves in the frames of run and its callees: its state in both and, where registers are few, once
-    /// more on its way from one to the other.
-    static constexpr std::size_t spilled = (Wide::registers < 32 ? 3 : 2) * 4 * sizeof(Vector);
+    /// more on its way from one to the other. Of resident ones, clang spills some where there are four.
+    static constexpr std::size_t spilled = (Wide::registers < 32 ? 3 : resident ? 1 : 2) * 4 * sizeof(Vector);
 
     struct Keys {
         alignas(16) std::uint32_t word[32];
@@ -170,6 +171,27 @@ struct VectorModes {
             copy(x, local);
         } else {
             all_rounds(x, groups, keys);
+        }
+    }
+
+    /// The same with the chain of SerialBlock: less latency for more work.
+    template <std::size_t room>
+    [[gnu::always_inline]] static void short_rounds(Group (&x)[room], const Keys& keys) {
+        Vector t[room];
+        for (std::size_t i = 0; i < room; ++i)
+            t[i] = Wide::add(Wide::add(x[i][1], x[i][2], x[i][3]), Wide::broadcast(keys.word));
+#pragma GCC unroll 1
+        for (std::size_t r = 0; r < 32; r += 4) {
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) {
+                const Vector next_key = Wide::broadcast(keys.word + (r + j + 1) % 32);
+#pragma GCC unroll 4
+                for (std::size_t i = 0; i < room; ++i) {
+                    const Vector others = Wide::add(x[i][(j + 2) % 4], next_key, x[i][(j + 3) % 4]);
+                    t[i] = Wide::word_round(t[i], Wide::add(x[i][j], others));
+                    x[i][j] = Wide::add(t[i], others);
+                }
+            }
         }
     }
 
@@ -271,6 +293,48 @@ struct VectorModes {
             store_chained(x, out, blocks, in, *chain);
     }
 
+    /// The same for groups that are resident.
+    template <std::size_t room>
+    [[gnu::noinline]] static void run_resident(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
+                                               const Keys& keys, Block* chain) {
+        Group x[room];
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i < room; ++i) {
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) x[i][j] = Wide::enter(load_some(in, 4 * i + j, blocks));
+            Wide::transpose(x[i][0], x[i][1], x[i][2], x[i][3]);
+        }
+        if constexpr (room <= 2)
+            short_rounds(x, keys);
+        else
+            all_rounds(x, room, keys);
+        Vector before = Wide::zero();
+        if (chain != nullptr) {
+            before = Wide::load_behind(*chain, in, blocks);
+            *chain = Narrow::load(in + 16 * (blocks - 1));
+        }
+#pragma GCC unroll 4
+        for (std::size_t i = 0; i < room; ++i) {
+            Group v;
+            reverse(v, x[i]);
+#pragma GCC unroll 4
+            for (std::size_t j = 0; j < 4; ++j) {
+                const Vector plain = Wide::add(v[j], before);
+                if (chain != nullptr) before = load_some(in - 16, 4 * i + j + 1, blocks);
+                store_some(out, plain, 4 * i + j, blocks);
+            }
+        }
+    }
+
+    template <std::size_t room>
+    static void run_some(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const Keys& keys,
+                         Block* chain) {
+        if constexpr (resident)
+            run_resident<room>(in, out, blocks, keys, chain);
+        else
+            run<room>(in, out, blocks, keys, chain);
+    }
+
     template <Order order>
     static void many(const std::uint8_t*& in, std::uint8_t*& out, std::size_t& blocks, const std::uint32_t* rk,
                      Block* chain) {
@@ -280,11 +344,11 @@ struct VectorModes {
         while (blocks >= fewest) {
             const std::size_t now = blocks < most * group_blocks ? blocks : most * group_blocks;
             if (most > 2 && now > 2 * group_blocks)
-                run<most>(in, out, now, keys, chain);
+                run_some<most>(in, out, now, keys, chain);
             else if (most > 1 && now > group_blocks)
-                run<(most > 1 ? 2 : 1)>(in, out, now, keys, chain);
+                run_some<(most > 1 ? 2 : 1)>(in, out, now, keys, chain);
             else
-                run<1>(in, out, now, keys, chain);
+                run_some<1>(in, out, now, keys, chain);
             in += 16 * now;
             out += 16 * now;
             blocks -= now;
@@ -292,6 +356,8 @@ struct VectorModes {
         explicit_bzero(&keys, sizeof keys);
         if (most > 2 && count > 2 * group_blocks)
             wipe_used_stack(most * spilled + 256);
+        else if (resident)
+            wipe_used_stack(128);
         else if (most > 1 && count > group_blocks)
             wipe_used_stack(2 * spilled + 256);
         else

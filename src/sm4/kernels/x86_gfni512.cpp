@@ -21,10 +21,22 @@ struct Gfni512 : Lanes512 {
         f = _mm512_gf2p8affineinv_epi64_epi8(sum, _mm512_set1_epi64(matrix_f), constant_f);
         g = rotate1(_mm512_gf2p8affineinv_epi64_epi8(sum, _mm512_set1_epi64(matrix_g), constant_g));
     }
+
+    /// v + L(S(t)), with not every rotation on the port of the inversions.
+    static Vector word_round(Vector t, Vector v) {
+        const Vector g = _mm512_gf2p8affineinv_epi64_epi8(t, _mm512_set1_epi64(matrix_g), constant_g);
+        const Vector sum = _mm512_gf2p8affineinv_epi64_epi8(t, _mm512_set1_epi64(matrix_sum), constant_sum);
+        return add(add(shuffle(sum, rotation1), rotate2(sum), shuffle(g, rotation3)), add(v, g), sum);
+    }
+    static Vector shuffle(Vector v, const basis::Table& from) {
+        return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(Lanes128::load_aligned(from.byte)));
+    }
+    static constexpr basis::Table rotation1 = basis::rotate_words(1);
+    static constexpr basis::Table rotation3 = basis::rotate_words(3);
 };
 
 }  // namespace
 
-constinit const Kernels x86_gfni512_kernels = VectorModes<Gfni512, Gfni128, 4, 4>::named("x86-gfni512");
+constinit const Kernels x86_gfni512_kernels = VectorModes<Gfni512, Gfni128, 4, 4, true>::named("x86-gfni512");
 
 }  // namespace ulmaro::sm4
