@@ -8,9 +8,18 @@ u() {
   "$ULMARO" "$@"
 }
 
+sm4() { # DIRECTION OPTION...
+  "$ULMARO" sm4 "$1" --key $KEY "${@:2}"
+}
+
 setup() {
   : "${ULMARO:?path of the executable under test}"
   mkdir "$BATS_TEST_TMPDIR/work" && cd "$BATS_TEST_TMPDIR/work" || return 1
+}
+
+# Bash ignores the failure of a command with ! in front, but not of this.
+not() {
+  ! "$@"
 }
 
 # The command fails as a failure of the work: exit code, one line on standard error, silence on standard output.
@@ -23,9 +32,31 @@ refuses() {
   [ "$code" -eq 2 ] || [ "${#stderr_lines[@]}" -eq 1 ]
 }
 
+# Every line of standard input, "ARGUMENTS | MESSAGE", is refused like that, with this in what it says. @ is an empty
+# argument. COMMAND comes before the arguments.
+refuses_each() { # CODE COMMAND...
+  local arguments message words
+  while IFS='|' read -r arguments message; do
+    echo "$arguments"
+    read -ra words <<<"$arguments"
+    refuses "$1" "${@:2}" "${words[@]/#@/}" </dev/null
+    [[ $stderr == *"${message# }"* ]]
+  done
+}
+
+# The lines of a file in tests/vectors.
+vectors() {
+  grep -v '^#' "$BATS_TEST_DIRNAME/../vectors/$1"
+}
+
 # No file but the named ones in this folder: no half file, no temporary file.
 only_files() {
   diff <(printf '%s\n' "$@" | sort) <(ls -A | sort)
+}
+
+# The modes of files.
+modes() {
+  stat -c %a "$@" | xargs
 }
 
 random_file() {
@@ -36,15 +67,6 @@ random_file() {
 unhex() {
   local digits=${*//[[:space:]]/}
   printf '%b' "$(sed 's/../\\x&/g' <<<"$digits")"
-}
-
-# Digits of a DER element from its tag and its contents in digits.
-tlv() {
-  local body size
-  body=$(printf %s "${@:2}" | tr -d '[:space:]')
-  size=$(printf %02x $((${#body} / 2)))
-  [ ${#body} -lt 256 ] || size=81$size
-  printf %s "$1$size$body"
 }
 
 # Hexadecimal digits of standard input.

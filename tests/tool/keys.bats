@@ -1,28 +1,18 @@
 load common
 
-# Scalars whose public key begins x (327) or y (107) with a zero byte, the smallest and the largest one, and the
-# standard's example.
-SCALARS=(
-  0000000000000000000000000000000000000000000000000000000000000147
-  000000000000000000000000000000000000000000000000000000000000006b
-  0000000000000000000000000000000000000000000000000000000000000001
-  fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54121
-  3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8
-)
-
 @test "a new pair is accepted by openssl, fresh, and private for its owner" {
   umask 000
   touch old.pem
   u keygen -o old.pem --pub pub.pem
   u keygen -o new.pem
-  ! cmp -s old.pem new.pem
-  [ "$(stat -c %a old.pem new.pem pub.pem | tr '\n' ' ')" = "600 600 666 " ]
+  not cmp -s old.pem new.pem
+  [ "$(modes old.pem new.pem pub.pem)" = "600 600 666" ]
   openssl pkey -in old.pem -check -noout
   openssl pkey -in old.pem -pubout | cmp - pub.pem
   openssl pkey -in pub.pem -pubin -text -noout | grep -q 'ASN1 OID: SM2'
-  u pubkey -k old.pem | cmp - pub.pem
-  u pubkey -k pub.pem | cmp - pub.pem
-  [ "$(u pubkey -k <(cat pub.pem new.pem))" = "$(cat pub.pem)" ]
+  for file in old.pem pub.pem <(cat pub.pem new.pem); do
+    u pubkey -k "$file" | cmp - pub.pem
+  done
   [ "$(u pubkey -k <(sed 's/^/x/' old.pem; cat new.pem))" = "$(u pubkey -k new.pem)" ]
 }
 
@@ -31,32 +21,51 @@ SCALARS=(
   cp key saved
   cp pub saved.pub
   ln -s new link
-  printf '%s\n' 'pass' >pw
-  for outputs in "key" "new --pub pub" "new --pub ./new" "new --pub link" "- --pub /dev/stdout" "pw --force --passphrase-file pw"; do
-    # shellcheck disable=SC2086
-    refuses 1 u keygen -o $outputs
-  done
-  for command in "pubkey -k key" "convert key --public --to der -i key" "sign -i pub -k key" "encrypt -i pub -k key"; do
-    # shellcheck disable=SC2086
-    refuses 1 u $command -o key
-  done
-  refuses 1 u sign -k key -i pub -o pub
-  refuses 1 u sm4 encrypt --key-file pw -i pub -o pw
-  refuses 1 u keygen -o new --pub /dev/full
-  refuses 1 u keygen -o new --pub /dev/fd/4 3>&- 4>&- # would be the new file of the private one
-  refuses 2 u keygen -o new --pub= --force
+  echo pass >pw
+  refuses_each 1 u 3>&- 4>&- <<'CASES'
+keygen -o key | already exists
+keygen -o new --pub pub | already exists
+keygen -o new --pub ./new | both keys would be written to one file
+keygen -o new --pub link | both keys
+keygen -o - --pub /dev/stdout | both keys
+keygen -o pw --force --passphrase-file pw | pw: also an input, which would be lost
+keygen -o new --pub pw --force --passphrase-file pw | also an input
+keygen -o new --pub /dev/full | No space left on device
+keygen -o new --pub /dev/fd/4 | Bad file descriptor
+keygen -o new --pub missing/pub | missing/pub: No such file
+keygen -o missing/new --pub pub2 | missing/new: No such file
+pubkey -k key -o key | also an input
+pubkey -k key --passphrase-file pw -o pw | also an input
+convert key --public --to der -i key -o key | also an input
+convert key --to der -i key --passphrase-file pw -o pw | also an input
+convert key --to der -i key --new-passphrase-file pw -o pw | also an input
+sign -i pub -k key -o key | also an input
+sign -i pub -k key -o pub | also an input
+encrypt -i pub -k key -o key | also an input
+decrypt -i pub -k key -o key | also an input
+sm4 encrypt --key-file pw -i pub -o pw | also an input
+sign -k pub -i key -o new | pub: a public key, but a private one is needed
+convert key --to der -i pub --new-passphrase-file pw -o new | a public key cannot be encrypted
+CASES
   u keygen -o - --pub both >both && false
   rm both
+  u sign -k - -i pub -o key <key && false
   cmp key saved
   cmp pub saved.pub
   only_files key pub saved saved.pub link pw
+  u convert key --to pem -i key -o key
+  u pubkey -k pub -o pub
+  cmp key saved
   u keygen -o key --pub pub --force
-  cmp -s key saved && false
+  not cmp -s key saved
   u pubkey -k key | cmp - pub
 }
 
+# Scalars whose public key begins x (327) or y (107) with a zero byte, the smallest and the largest one, and the
+# standard's example.
 @test "every form of a key is written, read again, and is openssl's" {
-  for d in "${SCALARS[@]}"; do
+  for d in $(printf '%064x ' 327 107 1) fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54121 \
+    3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8; do
     echo "$d" >hex
     u convert key -i hex --to pem -o pem
     u convert key -i pem --to der -o der
@@ -74,81 +83,70 @@ SCALARS=(
       echo "$text" | u pubkey -k - -f der | cmp - pub.der
     done
     unhex "$point" | u pubkey -k - -f raw | cmp - <(unhex "${point#04}")
-    openssl ec -in pem 2>/dev/null | u convert key --to pem | cmp - pem
-    openssl ec -in pem -outform DER 2>/dev/null | u convert key --to pem | cmp - pem
+    for form in PEM DER; do
+      openssl ec -in pem -outform $form 2>/dev/null | u convert key --to pem | cmp - pem
+    done
     { echo comment; openssl ecparam -name SM2; cat pem; } | u convert key --to hex | grep -qx "$d"
   done
-  [ "$(stat -c %a pem)" = 600 ]
+  [ "$(modes pem)" = 600 ]
 }
 
-@test "keys that name SM2 as their algorithm are read" {
-  u keygen -o k -f der
-  u pubkey -k k -f der >pub
-  # SEQUENCE { SM2 }, { SM2, SM2 }, { SM2, NULL } and { SM2 for encryption }, in a public and a private key
-  sm2=06082a811ccf5501822d
-  bits=$(tail -c 68 pub | tohex)
-  inner=$(tail -c 111 k | tohex)
-  for algorithm in "300a $sm2" "3014 $sm2 $sm2" "300c $sm2 0500" "300b 06092a811ccf5501822d03"; do
-    unhex "$(tlv 30 "$algorithm" "$bits")" | u pubkey -k - -f der | cmp - pub
-    unhex "$(tlv 30 020100 "$algorithm" "$inner")" | u convert key --to der | cmp - k
-  done
-}
-
-@test "what stands in a private key besides the scalar is checked" {
-  # $1: version, $2: scalar, $3: what follows; $4: another curve; $5 and $6: what follows inside
-  pkcs8() {
-    local curve=${4:-06082a811ccf5501822d}
-    tlv 30 "0201$1" "$(tlv 30 06072a8648ce3d0201 "$curve")" "$(tlv 04 "$(tlv 30 020101 "$(tlv 04 "$2")" "$5")" "$6")" "$3"
-  }
+@test "keys of every make are read, or refused for the right reason" {
+  echo pass phrase >pw
   d=$(printf '%064x' 107)
-  echo "$d" >hex
-  point=00$(u pubkey -k hex -f hex)
-  other=00$(u pubkey -k <(printf '%064x' 327) -f hex)
-  name="0603550403 $(tlv 31 0c0161)"
-  attributes=$(tlv a0 "$(tlv 30 "$name")")
-  for scalar in "${d:62}" "${d:2}" "$d" "0000$d"; do
-    unhex "$(pkcs8 00 "$scalar")" >key
-    openssl pkey -inform DER -in key -pubout | cmp - <(u pubkey -k key)
-    u convert key -i key --to hex | cmp - hex
-  done
-  for key in "$(pkcs8 00 "$d" "$attributes")" "$(pkcs8 01 "$d" "$attributes $(tlv 81 "$point")")"; do
-    unhex "$key" | u convert key --to hex | cmp - hex
-  done
-  while read -r version scalar rest; do
-    unhex "$(pkcs8 "$version" "$scalar" "$rest")" >bad
-    refuses 1 u pubkey -k bad
-  done <<CASES
-00 01$d
-00 
-02 $d
-00 $d $(tlv 81 "$point")
-01 $d $(tlv 81 "$other")
-01 $d $(tlv 81 "01${point:2}")
-01 $d $(tlv 81 "00${point:4}")
-00 $d 0500
-00 $d a0046a756e6b
-00 $d $attributes $attributes
-00 $d $(tlv a0 "$(tlv 30 "$name" 0500)")
-00 $d $(tlv a0 "$(tlv 30 06025504 "$(tlv 30 0c0161)")")
-00 $d $(tlv a0 "$(tlv 30 060255ff "$(tlv 31 0c0161)")")
-00 $d $(tlv a0 "$(tlv 30 0603558003 "$(tlv 31 0c0161)")")
-00 $d $(tlv a0 "$(tlv 30 0600 "$(tlv 31 0c0161)")")
-00 $d $(tlv a0 "$(tlv 30 "0603550403 $(tlv 31 0c0261)")")
+  point=$(echo "$d" | u pubkey -k - -f hex)
+  while IFS='=' read -r verdict digits; do
+    unhex "$digits" >file
+    case ${verdict% } in
+      private) [ "$(u convert key -i file --to hex --passphrase-file pw)" = "$d" ] ;;
+      public) [ "$(u convert key -i file --to hex)" = "$point" ] ;;
+      *)
+        refuses 1 timeout 5 "$ULMARO" pubkey -k file --passphrase-file pw -o out
+        [ "$stderr" = "ulmaro: file: ${verdict% }" ]
+        ;;
+    esac
+  done < <(vectors keys.txt)
+  only_files file pw
+}
+
+@test "files that hold no key are refused" {
+  u keygen -o pem
+  sed 's/./!/30' pem >damaged
+  sed '/END/d' pem >open
+  sed '/END/s/PRIVATE/PUBLIC/' pem >misnamed
+  sed 's/PRIVATE/STRANGE/' pem >strange
+  : >empty
+  head -c 70000 /dev/zero >huge
+  mkfifo pipe # no size tells beforehand
+  cat huge >pipe 3>&- &
+  while read -r file message; do
+    refuses 1 u pubkey -k "$file" -o out
+    [ "$stderr" = "ulmaro: $file: $message" ]
+  done <<'CASES'
+damaged damaged PEM
+open damaged PEM
+misnamed damaged PEM
+strange no key in this PEM file
+empty not a key: neither PEM, nor DER, nor digits, nor a record
+huge more than 65536 bytes
+pipe more than 65536 bytes
+missing No such file or directory
+. Is a directory
 CASES
-  for key in "$(pkcs8 00 "$d" "" 06082a8648ce3d030107)" "$(pkcs8 00 "$d" "" "" 0500)" "$(pkcs8 00 "$d" "" "" "" 0500)"; do
-    unhex "$key" >bad
-    refuses 1 u pubkey -k bad
-  done
+  not ls out
 }
 
 @test "encrypted keys go both ways with openssl" {
   printf 'pass phrase\nsecond line\n' >pw
+  echo wrong >wrong
   u keygen -o plain
   u keygen -o sealed --passphrase-file pw
   grep -q 'BEGIN ENCRYPTED PRIVATE KEY' sealed
-  u convert key -i plain --to pem --new-passphrase-file pw | openssl pkey -passin 'pass:pass phrase' | cmp - plain
-  u convert key -i plain --to der --new-passphrase-file pw |
-    openssl pkey -inform DER -passin 'pass:pass phrase' | cmp - plain
+  openssl asn1parse -in sealed | grep -q 'INTEGER *:030D40$' # 200,000 iterations
+  for form in PEM DER; do
+    u convert key -i plain --to ${form,,} --new-passphrase-file pw -o new
+    openssl pkey -inform $form -in new -passin 'pass:pass phrase' | cmp - plain
+  done
   openssl pkey -in sealed -passin 'pass:pass phrase' -pubout | cmp - <(u pubkey -k sealed --passphrase-file pw)
   for v2 in aes-128-cbc aes-192-cbc aes-256-cbc; do
     for prf in hmacWithSHA1 hmacWithSHA256 hmacWithSHA512; do
@@ -167,38 +165,25 @@ CASES
       openssl enc -a -aes-128-cbc -nopad -K "$key" -iv "$(printf '%032d' 0)" >>padded
     echo '-----END EC PRIVATE KEY-----' >>padded
     refuses 1 u convert key -i padded --to pem --passphrase-file pw
+    [ "$stderr" = "ulmaro: padded: wrong passphrase" ]
+  done
+  for file in sealed old; do
+    refuses 1 u convert key -i $file --to pem --passphrase-file wrong -o out
     [[ $stderr == *"wrong passphrase"* ]]
   done
-  echo wrong >pw
-  refuses 1 u convert key -i sealed --to pem --passphrase-file pw -o out
-  [[ $stderr == *"wrong passphrase"* ]]
-  refuses 1 u convert key -i old --to pem --passphrase-file pw -o out
-  [[ $stderr == *"wrong passphrase"* ]]
-  openssl pkcs8 -topk8 -in plain -scrypt -passout pass:wrong -out scrypt
-  refuses 1 u convert key -i scrypt --to pem --passphrase-file pw -o out
-  openssl pkcs8 -topk8 -in plain -v2 des3 -passout pass:wrong -out des
-  refuses 1 u convert key -i des --to pem --passphrase-file pw -o out
-  [ ! -e out ]
-  # 10,000,001 iterations would keep the machine busy
-  kdf=$(tlv 30 06092a864886f70d01050c "$(tlv 30 040873616c7473616c74 020400989681)")
-  cipher=$(tlv 30 060960864801650304012a "0410$(printf '%032d' 0)")
-  unhex "$(tlv 30 "$(tlv 30 06092a864886f70d01050d "$(tlv 30 "$kdf" "$cipher")")" "0410$(printf '%032d' 0)")" >slow
-  refuses 1 timeout 5 "$ULMARO" pubkey -k slow --passphrase-file pw
-  [[ $stderr == *iterations* ]]
+  not ls out
 }
 
 @test "passphrase files are read as openssl reads them, or refused" {
   u keygen -o plain
   a1023=$(printf 'a%.0s' {1..1023})
   for line in 'pa\rss' 'pass\r\n' ' a b \nsecond' "$a1023" "$a1023\n"; do
-    # shellcheck disable=SC2059
-    printf "$line" >pw
+    printf '%b' "$line" >pw
     u convert key -i plain --to pem --new-passphrase-file pw | openssl pkey -passin file:pw | cmp - plain
     openssl pkcs8 -topk8 -iter 1 -in plain -passout file:pw | u convert key --to pem --passphrase-file pw | cmp - plain
   done
   for line in 'pa\0ss' '\n' '' "${a1023}a" "${a1023}a\n"; do
-    # shellcheck disable=SC2059
-    printf "$line" >pw
+    printf '%b' "$line" >pw
     refuses 1 u keygen -o out --passphrase-file pw
   done
   only_files plain pw
@@ -207,13 +192,13 @@ CASES
 @test "a passphrase is asked for on the terminal, twice for a new key" {
   type_in() { (for line in "${@:2}"; do sleep 0.3; echo "$line"; done) | script -qec "$1" /dev/null; }
   type_in "$ULMARO keygen -p -o sealed" one one >screen
-  ! grep -q one screen
+  not grep -q one screen
   openssl pkey -in sealed -passin pass:one -noout
   type_in "$ULMARO pubkey -k sealed -o pub" one
   openssl pkey -in sealed -passin pass:one -pubout | cmp - pub
-  ! type_in "$ULMARO keygen -p -o other" one two
+  not type_in "$ULMARO keygen -p -o other" one two
   refuses 1 setsid "$ULMARO" pubkey -k sealed -o other
-  [ ! -e other ]
+  only_files sealed pub screen
 }
 
 @test "a signal at the prompt finds the terminal as it was" {
@@ -233,52 +218,4 @@ STOPS
   (sleep 1; cat pw) | script -qec "bash -m stops" /dev/null
   grep -q ' echo ' stopped
   openssl pkey -in sealed -passin pass:one -pubout | cmp - pub
-}
-
-@test "keys that are damaged, foreign or out of range are refused" {
-  u keygen -o k -f der
-  u pubkey -k k -f der >pub
-  u convert key -i k --to pem -o pem
-  openssl genpkey -algorithm EC -pkeyopt ec_paramgen_curve:P-256 -outform DER -out p256
-  openssl genpkey -algorithm ED25519 -outform DER -out ed
-  openssl pkey -in p256 -pubout -outform DER -out p256.pub
-  openssl ec -in pem -param_enc explicit -outform DER -out explicit 2>/dev/null
-  openssl ec -in pem -pubout -conv_form compressed -outform DER -out compressed 2>/dev/null
-  head -c 100 k >short
-  { cat k; echo; } >long
-  sed 's/./!/30' pem >damaged.pem
-  sed '/END/d' pem >open.pem
-  : >empty
-  head -c 70000 /dev/zero >huge
-  mkfifo pipe # no size tells beforehand
-  # the public part of another key, a point off the curve, d = 0, d = n - 1, d = n
-  u keygen -o k2 -f der
-  { head -c -64 k; tail -c 64 k2; } >mixed
-  { head -c -1 pub; tail -c 2 pub | head -c 1; } >off
-  cmp -s off pub && unhex 00 | cat <(head -c -1 pub) - >off
-  printf '%064d' 0 >zero
-  echo fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54122 >last
-  echo fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54123 >order
-  # x = 1 + p, whose y is that of 1; unused bits; x || y without 04
-  unhex "$(head -c 27 pub | tohex) fffffffeffffffffffffffffffffffffffffffff000000010000000000000000
-    9f7a091433a81e3f218f405f792355bf2aa98b5ffa95982f03870800065279a3" >beyond
-  unhex "$(head -c 25 pub | tohex) 01 $(tail -c 65 pub | tohex)" >unused
-  unhex "$(tlv 30 "$(tail -c +3 pub | head -c 21 | tohex)" "$(tlv 03 00 "$(tail -c 64 pub | tohex)")")" >bare
-  # a version in two bytes, a length in the long form
-  unhex "308188 02020000 $(tail -c +7 k | tohex)" >version
-  unhex "308158 $(tail -c +3 pub | tohex)" >length
-  files=(*)
-  for file in p256 ed p256.pub explicit compressed short long damaged.pem open.pem empty huge mixed off zero last order \
-    version length beyond unused bare pipe missing .; do
-    [ $file != pipe ] || cat huge >pipe 3>&- &
-    refuses 1 u pubkey -k "$file" -o out
-    [[ $stderr == "ulmaro: $file: "* ]]
-  done
-  only_files "${files[@]}"
-  refuses 1 u sign -k pub -i k -o out
-  refuses 1 u keygen -o out --pub missing/pub
-  refuses 1 u keygen -o missing/out --pub pub2
-  refuses 2 u keygen -o out -f hex --passphrase-file k
-  refuses 2 u keygen
-  only_files "${files[@]}"
 }
