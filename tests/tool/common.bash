@@ -4,13 +4,9 @@ bats_require_minimum_version 1.5.0
 KEY=0123456789abcdeffedcba9876543210
 IV=000102030405060708090a0b0c0d0e0f
 
-u() {
-  "$ULMARO" "$@"
-}
+u() { "$ULMARO" "$@"; }
 
-sm4() { # DIRECTION OPTION...
-  "$ULMARO" sm4 "$1" --key $KEY "${@:2}"
-}
+sm4() { "$ULMARO" sm4 "$1" --key $KEY "${@:2}"; } # DIRECTION OPTION...
 
 setup() {
   : "${ULMARO:?path of the executable under test}"
@@ -18,9 +14,7 @@ setup() {
 }
 
 # Bash ignores the failure of a command with ! in front, but not of this.
-not() {
-  ! "$@"
-}
+not() { ! "$@"; }
 
 # The command fails as a failure of the work: exit code, one line on standard error, silence on standard output.
 refuses() {
@@ -45,23 +39,15 @@ refuses_each() { # CODE COMMAND...
 }
 
 # The lines of a file in tests/vectors.
-vectors() {
-  grep -v '^#' "$BATS_TEST_DIRNAME/../vectors/$1"
-}
+vectors() { grep -v '^#' "$BATS_TEST_DIRNAME/../vectors/$1"; }
 
 # No file but the named ones in this folder: no half file, no temporary file.
-only_files() {
-  diff <(printf '%s\n' "$@" | sort) <(ls -A | sort)
-}
+only_files() { diff <(printf '%s\n' "$@" | sort) <(ls -A | sort); }
 
 # The modes of files.
-modes() {
-  stat -c %a "$@" | xargs
-}
+modes() { stat -c %a "$@" | xargs; }
 
-random_file() {
-  head -c "$2" /dev/urandom >"$1"
-}
+random_file() { head -c "$2" /dev/urandom >"$1"; }
 
 # Bytes from hexadecimal digits; blanks are ignored.
 unhex() {
@@ -70,6 +56,4 @@ unhex() {
 }
 
 # Hexadecimal digits of standard input.
-tohex() {
-  od -An -v -tx1 | tr -d ' \n'
-}
+tohex() { od -An -v -tx1 | tr -d ' \n'; }

@@ -22,7 +22,7 @@ load common
   cp pub saved.pub
   ln -s new link
   echo pass >pw
-  refuses_each 1 u 3>&- 4>&- <<'CASES'
+  refuses_each 1 u <<'CASES'
 keygen -o key | already exists
 keygen -o new --pub pub | already exists
 keygen -o new --pub ./new | both keys would be written to one file
@@ -31,7 +31,6 @@ keygen -o - --pub /dev/stdout | both keys
 keygen -o pw --force --passphrase-file pw | pw: also an input, which would be lost
 keygen -o new --pub pw --force --passphrase-file pw | also an input
 keygen -o new --pub /dev/full | No space left on device
-keygen -o new --pub /dev/fd/4 | Bad file descriptor
 keygen -o new --pub missing/pub | missing/pub: No such file
 keygen -o missing/new --pub pub2 | missing/new: No such file
 pubkey -k key -o key | also an input
@@ -47,9 +46,10 @@ sm4 encrypt --key-file pw -i pub -o pw | also an input
 sign -k pub -i key -o new | pub: a public key, but a private one is needed
 convert key --to der -i pub --new-passphrase-file pw -o new | a public key cannot be encrypted
 CASES
-  u keygen -o - --pub both >both && false
+  refuses 1 bash -c '"$ULMARO" keygen -o new --pub /dev/fd/4 3>&- 4>&-' # would be the new file of the private key
+  refuses 1 bash -c '"$ULMARO" keygen -o - --pub both >both'
   rm both
-  u sign -k - -i pub -o key <key && false
+  refuses 1 bash -c '"$ULMARO" sign -k - -i pub -o key <key'
   cmp key saved
   cmp pub saved.pub
   only_files key pub saved saved.pub link pw

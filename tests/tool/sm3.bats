@@ -67,7 +67,7 @@ same_as_coreutils() {
   digest=$(cut -c1-64 good.list)
   printf '%s\n' "\\$digest  a\\x" "\\$digest  a\\" "$digest  " "${digest}x good" \
     "SM3 () = $digest" "SM3 (good) = ${digest}0" >none.list
-  echo "$digest  ." >folder.list
+  printf '%s\n' "$digest  good" "$digest  ." >folder.list
   cat good.list none.list >some.list
   rm gone
   echo >bad

@@ -4,7 +4,7 @@ load common
   touch f
   vectors wrong_usage.txt | refuses_each 2 timeout 5 "$ULMARO"
   run -2 --separate-stderr u sm4 encrypt --key $KEY ''
-  [ "${#stderr_lines[@]}" -eq 1 ] && [[ $stderr != *$KEY* ]]
+  [[ ${#stderr_lines[@]} -eq 1 && $stderr != *$KEY* ]]
   run -2 --separate-stderr u sm4
   [ "${stderr_lines[1]}" = "Try 'ulmaro --help' or 'ulmaro COMMAND --help'." ]
   only_files f
