@@ -1,4 +1,4 @@
-#!/bin/sh
+#!/bin/bash
 # What a built library shows to the dynamic linker: exactly the names in exports.txt (the hardened one also those in
 # exports_hardened.txt), without versions; of these it refers to those in replaceable.list, and binds all others inside.
 # Nothing needed but the C++ runtime and libc, its own file name as SONAME, no text relocations.
@@ -15,11 +15,7 @@ fail() {
 }
 
 same() { # WHAT WANTED ACTUAL
-  [ "$2" != "$3" ] || return 0
-  fail "$1 (< is missing, > is too many)"
-  printf '%s\n' "$2" >"${TMPDIR:-/tmp}/wanted.$$"
-  printf '%s\n' "$3" | diff "${TMPDIR:-/tmp}/wanted.$$" - >&2 || true
-  rm -f "${TMPDIR:-/tmp}/wanted.$$"
+  diff <(echo "$2") <(echo "$3") >&2 || fail "$1 (< is missing, > is too many)"
 }
 sorted() { LC_ALL=C sort "$@"; }
 
