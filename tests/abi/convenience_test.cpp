@@ -176,7 +176,7 @@ TEST(ConvenienceSm2, Refusals) {
     EXPECT_REFUSED(derive_key(View(&byte, 536870908), {}));
 
     const Ciphertext good = curve.encrypt(pair.public_key, bytes_of("a message"));
-    for (const std::size_t at : {0, 64, 100}) {
+    for (const std::size_t at : {0U, 64U, 100U}) {
         Bytes bad(good.bytes().begin(), good.bytes().end());
         bad[at] ^= 1;
         const Ciphertext changed = Ciphertext::from_record(bad);

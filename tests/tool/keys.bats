@@ -48,6 +48,7 @@ convert key --to der -i pub --new-passphrase-file pw -o new | a public key canno
 CASES
   refuses 1 bash -c '"$ULMARO" keygen -o new --pub /dev/fd/4 3>&- 4>&-' # would be the new file of the private key
   refuses 1 bash -c '"$ULMARO" keygen -o - --pub both >both'
+  [[ $stderr == *"both keys"* ]]
   rm both
   refuses 1 bash -c '"$ULMARO" sign -k - -i pub -o key <key'
   cmp key saved
