@@ -7,6 +7,8 @@ load common
   u keygen -o new.pem
   not cmp -s old.pem new.pem
   [ "$(modes old.pem new.pem pub.pem)" = "600 600 666" ]
+  ASAN_OPTIONS=detect_leaks=0 strace -o trace -e trace=/rename "$ULMARO" keygen -o first --pub second
+  [ "$(grep -oE '"(first|second)"' trace | xargs)" = "first second" ] # no public key without its private one
   openssl pkey -in old.pem -check -noout
   openssl pkey -in old.pem -pubout | cmp - pub.pem
   openssl pkey -in pub.pem -pubin -text -noout | grep -q 'ASN1 OID: SM2'
