@@ -12,6 +12,8 @@ S=b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa
   printf 'message digest' >message
   run -0 u digest -k key -i message
   [ "$output" = "Z = $Z"$'\n'"e = $E" ]
+  u digest -k key -i message --id ALICE123@YAHOO.COM |
+    grep -qx 'Z = 26db4bc1839bd22e97e1dab667ec5e0a730d5e16521398b4435c576a93afd7ed'
   echo $R$S >signature
   u verify -k key -i message -s signature -f hex
   u verify -k key --digest $E -s signature -f hex

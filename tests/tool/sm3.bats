@@ -24,7 +24,7 @@ same_as_coreutils() {
   same_as_coreutils plain 'two words' '[a,b]' sm4 'back\slash' $'new\nline' $'re\rturn'
   same_as_coreutils -b plain -- -x
   same_as_coreutils --tag --binary plain 'back\slash' 'a) = b'
-  same_as_coreutils plain missing .
+  same_as_coreutils plain missing -b . sm4 '[a,b]'
   cmp <(u sm3 -z $'new\nline' | tail -c +65) <(sha256sum -z $'new\nline' | tail -c +65)
 }
 

@@ -23,6 +23,7 @@ load common
   run -0 u demo
   run -1 u demo missing
   run -1 u demo - <sample
+  [ "$output" = "ulmaro: standard input: the demo needs a regular file with content" ]
   rmdir empty
   only_files sample
 }
