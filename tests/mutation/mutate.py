@@ -76,7 +76,8 @@ def main(wanted):
         found = verdict()
         path.write_text(clean)
         survived += not found and not reason
-        print(f"killed    {name}: {found}" if found else f"{'same' if reason else 'SURVIVED':9} {name} {reason}", flush=True)
+        outcome = f"killed by {found}" if found else f"the same: {reason}" if reason else "SURVIVED"
+        print(f"{name}: {outcome}", flush=True)
     print(f"{len(wanted or mutants)} planted, {survived} survived")
     return 1 if survived else 0
 

@@ -203,7 +203,8 @@ without_reader() {
 @test "a reader that goes away ends the run" {
   random_file plain 3000000
   head -c 2000000 plain >blocks
-  for command in "sm4 encrypt --key $KEY -i plain" "sm4 decrypt --key $KEY --mode ecb --padding none -i blocks" "sm3 plain"; do
+  for command in "sm4 encrypt --key $KEY -i plain" "sm4 decrypt --key $KEY --mode ecb --padding none -i blocks" \
+    "sm3 plain"; do
     without_reader "--default-signal=PIPE '$ULMARO' $command"
     [[ "$(cat rc err)" = 141 ]]
     without_reader "--ignore-signal=PIPE '$ULMARO' $command"
