@@ -22,12 +22,10 @@
 #include "sm3/kernels.hpp"
 #include "sm4/kernels.hpp"
 #include "sm4/kernels/basis.hpp"
-#include "support/curves.hpp"
-#include "support/printed.hpp"
+#include "support/entry_points.hpp"
 #include "support/remains.hpp"
 #include "support/replaced_random.hpp"
 #include "support/sm3_reference.hpp"
-#include "support/sm4_modes.hpp"
 
 using namespace ulmaro::test;
 
@@ -444,100 +442,21 @@ TEST_F(Wiping, Sm4Words) {
     EXPECT_EQ(out, in);
 }
 
-/// Every entry point that does something, on both engines and with the refusals that print; secret ones wipe as deep as
-/// they reach. Those of SM1 are reached through the extended ones.
 class Stack : public Wiping {
 protected:
-    struct Call {
-        const char* name;
-        bool secret;
-        std::function<void()> run;
-        bool allocates = false;
-    };
+    Stack() { reset_random().seeds.reserve(1000); }  // not the call's
 
-    Stack() {
-        // A short prime and an even order send everything through the exported routines. The base point is off this
-        // curve, so decryption refuses C1.
-        ECCParameter_st short_and_even = parameters(example_curve);
-        std::ranges::copy(from_hex("0000000000000000fffffffffffffffffffffffffffffffeffffffffffffffff"),
-                          short_and_even.p);
-        short_and_even.n[31] &= 0xfe;
-        exported_ = prepare(short_and_even);
-        for (ec_group_st* grp : {&recommended_, &general_, &exported_}) {
-            SM2_ECC_GenerateKeyPair(grp, &pub_, &key_);
-            SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_);
-            add("SM2_ECC_GenerateKeyPair", true, [=, this] { SM2_ECC_GenerateKeyPair(grp, &pub_, &key_); });
-            add("SM2_ECDSA_Signature", true, [=, this] { SM2_ECDSA_Signature(grp, in_, &key_, &signature_); });
-            add("SM2_ECDSA_Verification", false,
-                [=, this] { return SM2_ECDSA_Verification(grp, in_, &pub_, &signature_); });
-            add("SM2_ECDSA_Verification", false,
-                [=, this] { return SM2_ECDSA_Verification(grp, out_, &pub_, &signature_); });
-            add(
-                "SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 3000, &pub_, blob_); },
-                true);
-            add(
-                "SM2_ECES_Decryption", grp != &exported_,
-                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); }, true);
-            add(
-                "SM2_ECES_Encryption", true, [=, this] { SM2_ECES_Encryption(grp, text_.data(), 20, &pub_, blob_); },
-                true);
-            add(
-                "SM2_ECES_Decryption", grp != &exported_,
-                [=, this] { return SM2_ECES_Decryption(grp, blob_, &key_, out_); }, true);
-        }
-        add("SM2_ECC_InitParameter", false, [this] { SM2_ECC_InitParameter(&param_, &scratch_); });
-        add("SM2_CalcPubKeyByPriKey", true, [this] { SM2_CalcPubKeyByPriKey(&pub_, &number_); });
-        add("SM2_POINT_is_on_curve", false, [this] { return SM2_POINT_is_on_curve(&param_, &pub_); });
-        add("SM2_Get_Paramter", false, [this] { SM2_Get_Paramter(&param_, 7); });
-        add("SM2_Set_Custom_Paramter", false,
-            [this] { SM2_Set_Custom_Paramter(param_.p, param_.a, param_.b, param_.Gx, param_.Gy, param_.n); });
-        for (const int size : {20, 3000})
-            for (const int z : {56, 62, 64})
-                add(
-                    "SM2_KDF_ALGRITRHM", true, [=, this] { SM2_KDF_ALGRITRHM(in_, z, size, out_); }, true);
-        add("SM3_Init", false, [this] { SM3_Init(&ctx_); });
-        add("SM3_Update", false, [this] { SM3_Update(&ctx_, in_, 300); });
-        add("SM3_Final", false, [this] { SM3_Final(&ctx_, out_); });
-        add("SM3_HASH", false, [this] { SM3_HASH(in_, 300, out_); });
-        add("SM3_algrithm_userid_hash", false, [this] { SM3_algrithm_userid_hash(&pub_, &param_, out_); });
-        add("SM4_KEY_INIT", true, [this] { SM4_KEY_INIT(in_, 16, sm4_key_.schedule, 32); });
-        for (const Sm4Mode& mode : all_sm4_modes)
-            add(
-                mode.name, !mode.raw_key && (!mode.cbc || mode.decrypts),
-                [&] { mode.run(out_, 16 * 70, sm4_key_.for_mode(mode), iv_.data(), out_ + 1); }, true);
-        add("SM1_X_ECB_EN_MODE_EX", false, [this] { SM1_X_ECB_EN_MODE_EX(in_, 16, in_, in_, 64, out_); });
-        add("SM1_X_ECB_DE_MODE_EX", false, [this] { SM1_X_ECB_DE_MODE_EX(in_, 16, in_, in_, 64, out_); });
-        add("SM1_X_CBC_EN_MODE_EX", false, [this] { SM1_X_CBC_EN_MODE_EX(in_, 16, in_, 16, in_, 64, out_); });
-        add("SM1_X_CBC_DE_MODE_EX", false, [this] { SM1_X_CBC_DE_MODE_EX(in_, 16, in_, 16, in_, 64, out_); });
-    }
-
-    void add(const char* name, bool secret, std::function<void()> run, bool allocates = false) {
-        calls_.push_back({name, secret, run, allocates});
-    }
-
-    const Bytes text_ = random_looking(3200, 12);
-    const unsigned char* in_ = text_.data();
-    Bytes iv_ = random_looking(16, 11), output_ = Bytes(3200), record_ = Bytes(3200);
-    unsigned char* out_ = output_.data();
-    Ulmaro_ECC_CIPHER_BLOB* blob_ = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record_.data());
-    ECCParameter_st param_ = parameters(recommended_curve);
-    ec_group_st recommended_ = prepare(param_), general_ = prepare(example_curve), exported_, scratch_;
-    ECC_PUBLIC_KEY pub_;
-    ECC_PRIVATE_KEY key_;
-    ECC_SIGNATURE signature_;
-    bignum_st number_ = {{1, 2, 3}};
-    SM3_CTX ctx_;
-    Sm4Key sm4_key_ = Sm4Key(random_looking(16, 9));
-    std::vector<Call> calls_;
+    KindsOfGroups groups_;
+    EntryPoints all_{groups_};
 };
 
 TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
-    for (const Call& call : calls_) {
+    for (const EntryPoints::Call& call : all_.calls) {
         const auto run = [&] { mark_stack(), call.run(); };
         const StackUse use = stack_used_by(run);
         EXPECT_LT(std::max(use.changed, use.wiped) + 256, 12U << 10) << call.name;  // a wipe has a frame too
-        EXPECT_TRUE(call.allocates || use.freed == 0) << call.name;
-        if (call.secret) expect_wiped_depth(call.name, run);
+        EXPECT_TRUE((call.traits & EntryPoints::allocates) != 0 || use.freed == 0) << call.name;
+        if ((call.traits & EntryPoints::wipes) != 0) expect_wiped_depth(call.name, run);
     }
 }
 
@@ -545,7 +464,7 @@ TEST_F(Stack, OfTheSmallestThreadIsEnough) {
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     if (pthread_attr_setstacksize(&attributes, 16U << 10) != 0) GTEST_SKIP() << "threads here have larger stacks";
-    for (Call& call : calls_) {
+    for (EntryPoints::Call& call : all_.calls) {
         pthread_t thread;
         const auto start = [](void* run) -> void* { return (*static_cast<std::function<void()>*>(run))(), nullptr; };
         ASSERT_EQ(pthread_create(&thread, &attributes, start, &call.run), 0) << call.name;
