@@ -60,11 +60,7 @@ Bytes secret(std::size_t size) {
     return bytes;
 }
 
-unsigned char random_byte() {
-    static std::uint64_t state = 1;
-    state = state * 6364136223846793005U + 1442695040888963407U;
-    return static_cast<unsigned char>(state >> 56);
-}
+Sequence random_byte;
 
 }  // namespace
 

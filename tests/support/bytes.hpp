@@ -37,6 +37,23 @@ inline Bytes pattern(std::size_t size) {
     return bytes;
 }
 
+/// A fixed sequence of bytes that look like nothing else.
+struct Sequence {
+    std::uint64_t state = 1;
+
+    unsigned char operator()() {
+        state = state * 6364136223846793005U + 1442695040888963407U;
+        return static_cast<unsigned char>(state >> 56);
+    }
+};
+
+inline Bytes random_looking(std::size_t size, std::uint64_t seed) {
+    Bytes bytes(size);
+    Sequence next{seed * 0x9e3779b97f4a7c15U + 1};
+    for (unsigned char& b : bytes) b = next();
+    return bytes;
+}
+
 inline std::vector<unsigned int> be_words(std::span<const unsigned char> bytes) {
     std::vector<unsigned int> words(bytes.size() / 4);
     for (std::size_t i = 0; i < 4 * words.size(); ++i) words[i / 4] = words[i / 4] << 8 | bytes[i];

@@ -14,20 +14,17 @@
 
 using namespace ulmaro::test;
 
-static thread_local std::uint64_t sequence = 0;
+static thread_local Sequence sequence;
 
 extern "C" ssize_t getrandom(void* out, std::size_t size, unsigned int) {
-    std::generate_n(static_cast<unsigned char*>(out), size, [] {
-        sequence = sequence * 6364136223846793005U + 1442695040888963407U;
-        return static_cast<unsigned char>(sequence >> 56);
-    });
+    std::generate_n(static_cast<unsigned char*>(out), size, [] { return sequence(); });
     return static_cast<ssize_t>(size);
 }
 
 namespace {
 
 Bytes run(const KindsOfGroups& groups) {
-    sequence = 1;
+    sequence = {};
     EntryPoints all(groups);
     Bytes log;
     for (int round = 0; round < 3; ++round) {
