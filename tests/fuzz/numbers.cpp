@@ -1,6 +1,4 @@
 // The exported routines on word-array numbers against GMP. Every buffer is exactly as long as the routine may write.
-#include "support/numbers.hpp"
-
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -8,10 +6,27 @@
 
 #include "UlmaroAlgrithmInternals.hpp"
 #include "fuzz/fuzz.hpp"
+#include "support/guarded.hpp"
 #include "support/integers.hpp"
 
 namespace ulmaro::fuzz {
 namespace {
+
+using Words = std::vector<unsigned int>;
+
+/// In words that a routine must not read or write.
+constexpr unsigned int stale_word = 0xDEADBEEF, ones = 0xFFFFFFFF;
+
+/// The given words with stale words above them, `size` in all.
+Words buffer(Words words = {}, std::size_t size = 10) {
+    words.resize(std::max(size, words.size()), stale_word);
+    return words;
+}
+
+/// The least room for a number of this many words: a number buffer, a product buffer, or just its words.
+std::size_t room(int words) { return words <= 10 ? 10U : words <= 18 ? 18U : static_cast<std::size_t>(words); }
+
+int count(const Words& words) { return static_cast<int>(words.size()); }
 
 /// Words, many of them all ones, zero or a single bit: where carries, borrows and quotient estimates go wrong.
 Words take_words(Data& data, int size) {
@@ -151,7 +166,8 @@ void check_questions(Data& data) {
     const int n = count(a);
     const auto size = static_cast<unsigned int>(n);
     const int order = x < y ? -1 : x > y ? 1 : 0;
-    require(BN_ucmp(a.data(), n, b.data(), n) == order, "BN_ucmp");
+    const int shorter = data.between(0, n);  // counts are compared before words
+    require(BN_ucmp(a.data(), n, b.data(), shorter) == (shorter < n ? n - shorter : order), "BN_ucmp");
     require(BN_is_zero(a.data(), size) == (x == 0 ? 1 : 0), "BN_is_zero");
     if (n > 0) require(BN_is_one(a.data(), size) == (x == 1 ? 1 : 0), "BN_is_one");
     require(two_number_same(a.data(), n, b.data()) == (order != 0 ? 1 : 0), "two_number_same");
@@ -247,10 +263,12 @@ void check_residues(Data& data) {
     int top = -1;
     switch (data.up_to(2)) {
         case 0: {
+            // Operands need not be reduced: the modulus is subtracted once. After a carry, the word above is written.
+            if (data.rarely(4)) a = take_words(data, len);
+            const Integer sum = value(a) + y, reduced = sum < modulus ? sum : Integer(sum - modulus);
             Result r(data, {&a, &b}, len);
             BN_mod_add(r.data(), a.data(), b.data(), m.data(), len);
-            // After a carry, the word above becomes zero.
-            return r.expect(mod(x + y, modulus), x + y >= base && len > 0 ? len + 1 : len, "BN_mod_add");
+            return r.expect(len == 0 ? 0 : reduced, sum >= base && len > 0 ? len + 1 : len, "BN_mod_add");
         }
         case 1: {
             Result r(data, {&a, &b}, len);
@@ -267,15 +285,23 @@ void check_residues(Data& data) {
 }
 
 void check_montgomery(Data& data) {
-    const int len = data.between(1, 8);
-    Words m = take_words(data, len), rr(m.size(), 0);
+    const int len = data.between(0, 8);
+    Words m = take_words(data, len), rr = buffer();
     unsigned int nprime = 0;
-    const bool even = data.rarely(16);
-    m[0] = even ? m[0] & ~1U : m[0] | 1;
+    const bool odd = len > 0 && !data.rarely(16);
+    if (len > 0) m[0] = odd ? m[0] | 1 : m[0] & ~1U;
     BN_MONT_CTX_set(m.data(), len, &nprime, rr.data());
     const Integer modulus = value(m), R = power_of_two(32 * static_cast<unsigned>(len)), per_R = inverse(R, modulus);
-    if (even) return require(nprime == 0 && value(rr) == 0, "an even modulus has no constants");
-    require(nprime * m[0] == ones && value(rr) == R * R % modulus, "BN_MONT_CTX_set");
+    if (!odd) {  // there are no constants
+        require(nprime == 0 && rr == buffer(Words(m.size())), "BN_MONT_CTX_set of an even modulus");
+        BN_mod_mul_montgomery_one(rr.data(), rr.data(), m.data(), 0, 1);
+        BN_mod_mul_montgomery(rr.data(), rr.data(), rr.data(), m.data(), 0, 1);
+        return require(rr == buffer(Words(m.size())), "a product of no words");
+    }
+    const Integer square = R * R % modulus;
+    const std::size_t used = static_cast<std::size_t>(size_of(square)), next = std::min(used + 1, m.size());
+    require(nprime * m[0] == ones && value(std::span(rr).first(next)) == square, "BN_MONT_CTX_set");
+    require(std::ranges::count(rr, stale_word) >= 10 - len, "words above the constants stay");
     const Words any = take_words(data, len);
     Words a = take_residue(data, m), b = take_residue(data, m);
     const Integer product = mod(value(a) * value(b) * per_R, modulus);
@@ -315,6 +341,72 @@ void check_digits(Data& data) {
     require(std::memcmp(&scalar, &before, sizeof scalar) == 0, "the scalar stays");
 }
 
+/// Exactly the words that are written: the zero words above a remainder too.
+void check_words_of_divisions() {
+    const Words recommended_order{0x39D54123, 0x53BBF409, 0x21C6052B, 0x7203DF6B, ones, ones, ones, 0xFFFFFFFE};
+    const struct {
+        Words num, d, q;
+        int q_top;
+        Words r;
+        int r_top;
+    } cases[] = {
+#include "vectors/division.inc"
+    };
+    for (const auto& c : cases) {
+        Words num = buffer(c.num), d = buffer(c.d), q = buffer(), r = buffer({}, 18);
+        int q_top = -1, r_top = -1;
+        BN_div(q.data(), &q_top, r.data(), &r_top, num.data(), count(c.num), d.data(), count(c.d));
+        require(q == buffer(c.q) && q_top == c.q_top, "words of a quotient");
+        require(r == buffer(c.r, 18) && r_top == c.r_top, "words of a remainder");
+        require(num == buffer(c.num) && d == buffer(c.d), "operands stay");
+    }
+    // The remainder and one zero word are stored, so words above a short one stay.
+    unsigned int nprime;
+    Words rr = buffer();
+    BN_MONT_CTX_set(Words{1, 1, 0, 0}.data(), 4, &nprime, rr.data());
+    require(nprime == ones && rr == buffer({1, 0}), "words of Montgomery constants");
+}
+
+void check_lengths() {
+    Words low(9, 0), high(9, ones), r = buffer();
+    for (const int none : {0, -1}) {
+        require(two_number_same(low.data(), none, high.data()) == 0, "no words are the same");
+        require(BN_num_bits(high.data(), none) == 0, "no words have no bits");
+    }
+    require(BN_num_bits_word(0) == 0, "zero has no bits");
+    // A smaller minuend wraps at its own length, and an overflowing quotient word is whatever the steps make it.
+    int top = 0;
+    BN_usub(r.data(), &top, Words{1}.data(), 1, Words{2}.data(), 1);
+    require(r == buffer({ones}) && top == 1, "a smaller minuend");
+    require(bn_div_words(ones, 9, 0x80000001) == 0xFFFFFFFA, "an overflowing quotient");
+}
+
+void check_bytes() {
+    constexpr struct {
+        const char* in;
+        int mode;
+        const char* out;
+    } cases[] = {
+#include "vectors/exchange.inc"
+    };
+    for (const auto& c : cases) {
+        const Bytes in = from_hex(c.in);
+        Guarded<unsigned char> buf{std::span<const unsigned char>(in)};
+        Exchange_DWORD(buf.data(), static_cast<unsigned int>(in.size()), c.mode);
+        require(to_hex(buf.span()) == c.out && buf.intact(), "Exchange_DWORD");
+    }
+    for (const std::size_t size : {0U, 1U, 2U, 5U}) {
+        Bytes in = pattern(size), copy(size + 1, 0xa5);
+        require(sm2_copy(copy.data(), in.data(), static_cast<int>(size)) == copy.data(), "sm2_copy returns");
+        std::ranges::reverse(in);
+        Bytes buf = pattern(size);
+        Exchange(buf.data(), static_cast<unsigned int>(size));
+        in.push_back(0xa5);
+        require(copy == in && equal(buf, std::span(in).first(size)), "bytes the other way round");
+        require(sm2_copy(copy.data(), in.data(), -1) == copy.data() && copy == in, "no bytes are copied");
+    }
+}
+
 }  // namespace
 
 void run(Data& data) {
@@ -338,6 +430,9 @@ void run_edges() {
             }
         }
     }
+    check_words_of_divisions();
+    check_lengths();
+    check_bytes();
     check_quotient(Words(129, ones), Words(64, ones), false);
     check_quotient({3, 0, 0x80000000}, {1, 0, 0x20000000}, false);
     check_quotient({0, 0, 0x80000000, 0x7FFFFFFF}, {1, 0, 0x80000000}, false);
