@@ -147,7 +147,7 @@ void run_all() {
     EntryPoints all(groups);
     // The portable kernel of SM4 looks its S-box up, but not for the key.
     if (&sm4::active_kernels() == &sm4::portable_kernels) {
-        std::erase_if(all.calls, [](const auto& call) { return std::string_view(call.name).substr(1, 2) == "CB"; });
+        std::erase_if(all.calls, [](const auto& call) { return (call.traits & EntryPoints::ciphers) != 0; });
     }
     run_calls(all);
 }

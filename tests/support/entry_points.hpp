@@ -24,12 +24,13 @@ struct KindsOfGroups {
 };
 
 struct EntryPoints {
-    static constexpr unsigned hides = 1, wipes = 2, allocates = 4, registers = 8;
+    static constexpr unsigned hides = 1, wipes = 2, allocates = 4, registers = 8, ciphers = 16;
 
     struct Call {
         const char* name;
         const ec_group_st* grp;  ///< for SM2
-        unsigned traits;         ///< takes secrets; wipes as deep as it reaches; uses the heap; writes the registry
+        unsigned
+            traits;  ///< takes secrets; wipes as deep as it reaches; uses the heap; writes the registry; is SM4 on data
         std::function<void()> run;
     };
 
@@ -76,7 +77,7 @@ struct EntryPoints {
         for (const Sm4Mode& mode : all_sm4_modes) {
             const unsigned wiped = !mode.raw_key && (!mode.cbc || mode.decrypts) ? wipes : 0U;
             for (const int at : {0, 1}) {
-                add(mode.name, hides | allocates | wiped,
+                add(mode.name, hides | allocates | ciphers | wiped,
                     [=, this] { mode.run(out(), 16 * 70, sm4.for_mode(mode), iv.data(), out() + at); });
             }
         }
