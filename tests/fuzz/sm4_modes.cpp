@@ -68,27 +68,6 @@ void check_overlaps(Data& data, const Sm4Mode& mode) {
                  take_spread(data, size + spare));
 }
 
-/// One stream in several calls, each continuing from the last ciphertext block of the one before.
-void check_continuation(Data& data, const Sm4Mode& mode) {
-    const Bytes message = take_message(data, 16 * most_blocks);
-    Bytes text(message.begin(), message.begin() + static_cast<std::ptrdiff_t>(message.size() / 16 * 16));
-    const Job job{mode.cbc, mode.decrypts, data.take(16), data.take(16)};
-    const Bytes expected = reference(job, text);
-    Sm4Key key(job.key);
-    Bytes iv = job.iv;
-    for (std::size_t done = 0; done < text.size();) {
-        const std::size_t left = (text.size() - done) / 16;
-        const std::size_t step = 16 * (data.empty() ? left : 1 + data.up_to(left - 1));
-        unsigned char* const at = &text[done];
-        Bytes next(at + step - 16, at + step);
-        mode.run(at, static_cast<int>(step), key.for_mode(mode), iv.data(), at);
-        if (!mode.decrypts) std::copy_n(at + step - 16, 16, next.begin());
-        iv.swap(next);
-        done += step;
-    }
-    require(text == expected, "a stream in pieces");
-}
-
 void run_kernel(const sm4::Kernels& kernel, const Job& job, const unsigned char* in, unsigned char* out,
                 std::size_t blocks, const unsigned int* rk, const unsigned char* iv) {
     if (job.cbc) {
@@ -126,22 +105,22 @@ void check_kernels(const Job& job, const Bytes& text, std::size_t below) {
 /// The routines on words: the bytes as big-endian words, apart, in place, and a block over its schedule.
 void check_words(Data& data) {
     const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
-    Sm4Key key(job.key);
     const std::size_t len = job.cbc ? data.up_to(64) : 4, whole = len / 4 * 4;
     const Bytes text = data.take(4 * len);
     const Bytes expected = reference(job, std::span(text).first(4 * whole));
-    const Words words = be_words(text), iv_words = be_words(job.iv);
-    const auto guarded = [](std::span<const unsigned int> list) { return Guarded<unsigned int>(list); };
-    Guarded<unsigned int> in = guarded(std::span(words).first(whole)), iv = guarded(iv_words), out(whole);
-    Guarded<unsigned int> rk = guarded(key.schedule);
+    const Words iv_words = be_words(job.iv), words = be_words(std::span(text).first(4 * whole));
+    using Buffer = Guarded<unsigned int>;
+    Buffer in{std::span<const unsigned int>(words)}, iv{std::span<const unsigned int>(iv_words)}, out(whole);
+    Buffer rk{std::span<const unsigned int>(Sm4Key(job.key).schedule)};
     unsigned int* const to = data.flip() ? in.data() : out.data();
     if (job.cbc) {
         (job.decrypts ? CBC_DE_MOD : CBC_EN_MOD)(in.data(), static_cast<int>(len), rk.data(), iv.data(), to);
         require(std::ranges::equal(iv.span(), iv_words), "the iv of words stays");
     } else {
-        (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(in.data(), rk.data(), to);
+        const auto run = job.decrypts ? ECB_DE_MOD : ECB_EN_MOD;
+        run(in.data(), rk.data(), to);
         unsigned int* const over = rk.data() + data.up_to(28);
-        (job.decrypts ? ECB_DE_MOD : ECB_EN_MOD)(be_words(text).data(), rk.data(), over);
+        run(be_words(text).data(), rk.data(), over);
         require(be_bytes({over, 4}) == expected, "a block over its schedule");
     }
     require(be_bytes({to, whole}) == expected && out.intact() && in.intact(), "SM4 over words");
@@ -174,12 +153,9 @@ void check_refusals() {
     require(std::ranges::count(rk, 0x55555555U) == 32, "a refusal writes nothing");
     for (const auto& modes : {std::span(all_sm4_modes), std::span(internal_sm4_modes)}) {
         for (const Sm4Mode& mode : modes) {
-            for (const int len : {0, 1, 15, -1, -2, -3}) {  // nothing is read, not even the key
-                mode.run(untouchable(), len, untouchable(), untouchable(), untouchable());
-            }
-            for (const int len : {-4, -5, -16, -1000, INT_MIN + 1, INT_MIN}) {
+            for (const int len : {0, 1, 15, -1, -2, -3, -4, -5, -16, -1000, INT_MIN + 1, INT_MIN}) {
                 const auto call = [&] { mode.run(untouchable(), len, untouchable(), untouchable(), untouchable()); };
-                require(refused(call), "a negative length is refused");
+                require(refused(call) == (len < -3), "less than a block is nothing, a negative length is refused");
             }
         }
     }
@@ -196,14 +172,12 @@ void check_refusals() {
 void run(Data& data) {
     const auto& modes = data.flip() ? all_sm4_modes : internal_sm4_modes;
     const Sm4Mode& mode = data.one_of(modes);
-    switch (data.up_to(4)) {
+    switch (data.up_to(3)) {
         case 0:
             return check_overlaps(data, mode);
         case 1:
-            return check_continuation(data, mode);
-        case 2:
             return check_words(data);
-        case 3:
+        case 2:
             return check_key_set_up(data);
         default: {
             const std::size_t size = 16 * data.up_to(most_blocks), below = data.up_to(size + 16);
@@ -245,20 +219,6 @@ void run_edges() {
             for (std::size_t blocks = 0; blocks <= most_blocks; ++blocks) {
                 check_kernels(job, pattern(16 * blocks), 0);
                 check_kernels(job, pattern(16 * blocks), 1 + blocks * 7 % (16 * blocks + 1));
-            }
-            // Schedules of no key.
-            for (const unsigned int word : {0U, 0xffffffffU, 0x80000000U, 1U, 0x0f0f0f0fU}) {
-                const Words rk(32, word);
-                for (const int byte : {0x00, 0xff, 0x80, 0x01, 0xf0}) {
-                    const Bytes in(16 * most_blocks, static_cast<unsigned char>(byte));
-                    Bytes expected(in.size()), out(in.size());
-                    const sm4::Kernels& last = *sm4::supported_kernels().back();
-                    run_kernel(last, job, in.data(), expected.data(), most_blocks, rk.data(), &in[0]);
-                    for (const sm4::Kernels* kernels : sm4::supported_kernels()) {
-                        run_kernel(*kernels, job, in.data(), out.data(), most_blocks, rk.data(), &in[0]);
-                        require(out == expected, kernels->name);
-                    }
-                }
             }
         }
     }
