@@ -33,6 +33,8 @@ struct Group {
         G = {plain(grp.generator.X), plain(grp.generator.Y)};
     }
 
+    /// Whether the order is prime and the base point's.
+    bool sound() const { return is_prime(n) && multiple(n) == infinity; }
     bool prepared() const { return mpz_odd_p(curve.p.get_mpz_t()) != 0 && n != 0; }
 
     Integer plain(const bignum_st& a) const {

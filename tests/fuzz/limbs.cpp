@@ -121,9 +121,8 @@ void check_order(const Integer& n, const Operands& o, const Integer& any) {
 }
 
 void check(const Integer& m, const Operands& any) {
-    const auto residues = [&](const Integer& modulus) {
-        return Operands{mod(any.a, modulus), mod(any.b, modulus), mod(any.c, modulus), mod(any.d, modulus),
-                        mod(any.e, modulus)};
+    const auto residues = [&](const Integer& n) {
+        return Operands{mod(any.a, n), mod(any.b, n), mod(any.c, n), mod(any.d, n), mod(any.e, n)};
     };
     check_recommended(residues(value_of(sm2p256::field_prime)));
     check_conversions(any.a, any.b);

@@ -191,6 +191,12 @@ struct Subject {
     Point P;
 };
 
+/// The key P with [s]G + [t]P = sum; infinity if t has no inverse.
+Point key_for(const Group& group, const Integer& s, const Integer& t, const Point& sum) {
+    const Point rest = group.curve.sum(sum, group.curve.negative(group.multiple(s)));
+    return group.curve.multiple(inverse(mod(t, group.n), group.n), rest);
+}
+
 ECC_PRIVATE_KEY private_key(const Integer& d) { return record<ECC_PRIVATE_KEY>(to_hex(be32(d))); }
 ECC_PUBLIC_KEY public_key(std::span<const unsigned char> xy) { return record<ECC_PUBLIC_KEY>(to_hex(xy)); }
 
@@ -228,8 +234,9 @@ void flip_a_bit(Data& data, Bytes& bytes) {
 
 void check_signature(Data& data, const Subject& x) {
     const Integer &n = x.group.n, k = take_number(data, n), any = take_number(data, n);
-    const Integer keys[] = {0, n, n - 1, n - 2, any};
-    const Integer d = data.rarely(4) ? mod(data.one_of(keys), power_of_two(256)) : x.d;
+    const Integer d = data.rarely(4)
+                          ? mod(data.one_of({Integer(0), n, Integer(n - 1), Integer(n - 2), any}), power_of_two(256))
+                          : x.d;
     if (inverse(d + 1, n) == 0 && d + 1 < n) return;  // uses up all draws
     const Integer x1 = x.group.multiple(k).x;
     // If k is drawn unchanged, these make r, r + k and s zero.
@@ -250,9 +257,8 @@ void check_signature(Data& data, const Subject& x) {
         const Point wanted = lifted(x.group, data.one_of(xs));
         if (kind > 2 && x.group.contains(wanted)) {
             if (data.flip()) r = mod(wanted.x + data.up_to(40), n);
-            const Integer per_t = inverse(mod(r + s, n), n);
-            const Point rest = x.group.curve.sum(wanted, x.group.curve.negative(x.group.multiple(s)));
-            if (per_t != 0) sum = wanted, pub = xy_of(x.group.curve.multiple(per_t, rest));
+            const Point key = key_for(x.group, s, r + s, wanted);
+            if (!key.infinite) sum = wanted, pub = xy_of(key);
         }
         const Integer beside[] = {0, 0, 1, -1, power_of_two(256), x.group.curve.p};
         Integer digest = mod(r - sum.x - data.one_of(beside), n);
@@ -427,34 +433,31 @@ void run(Data& data) {
 
 namespace {
 
+struct Published {
+    std::size_t curve;
+    const char *d, *e, *k, *result;
+};
+
 void check_published() {
-    struct {
-        std::size_t curve;
-        const char *d, *e, *k, *signature;
-    } constexpr signatures[] = {
+    constexpr Published signatures[] = {
 #include "vectors/sm2_signatures.inc"
     };
-    for (const auto& v : signatures) {
-        const Group& curve = groups()[v.curve];
-        const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
-        require(to_hex(sign(x, from_hex(v.e), x.d, {from_be(v.k)}, false)) == v.signature, v.signature);
-        require(verify(x, from_hex(v.e), xy_of(x.P), from_hex(v.signature)) == "1 ", v.signature);
+    for (const auto& [which, d, e, k, signature] : signatures) {
+        const Group& curve = groups()[which];
+        const Subject x = {curve, true, true, from_be(d), curve.multiple(from_be(d))};
+        require(to_hex(sign(x, from_hex(e), x.d, {from_be(k)}, false)) == signature, signature);
+        require(verify(x, from_hex(e), xy_of(x.P), from_hex(signature)) == "1 ", signature);
     }
-    struct {
-        std::size_t curve;
-        const char *d, *k, *record;
-    } constexpr ciphertexts[] = {
+    constexpr Published ciphertexts[] = {
 #include "vectors/sm2_ciphertexts.inc"
     };
-    constexpr std::string_view text = "encryption standard";
-    const Bytes message(text.begin(), text.end());
-    for (const auto& v : ciphertexts) {
-        const Group& curve = groups()[v.curve];
-        const Subject x = {curve, true, true, from_be(v.d), curve.multiple(from_be(v.d))};
-        const Bytes record = encrypt(x, message, xy_of(x.P), {from_be(v.k)}, header_bytes, 0);
-        require(to_hex(record) == v.record && decrypt(x, record, x.d, 7) == "1 ", v.record);
+    for (const auto& [which, d, message, k, expected] : ciphertexts) {
+        const Group& curve = groups()[which];
+        const Subject x = {curve, true, true, from_be(d), curve.multiple(from_be(d))};
+        const Bytes record = encrypt(x, from_hex(message), xy_of(x.P), {from_be(k)}, header_bytes, 0);
+        require(to_hex(record) == expected && decrypt(x, record, x.d, 7) == "1 ", expected);
         // [470]P of the first group gives a key stream that begins with a zero byte.
-        encrypt(x, {'m'}, xy_of(x.P), {470, from_be(v.k)}, header_bytes, 0);
+        encrypt(x, {'m'}, xy_of(x.P), {470, from_be(k)}, header_bytes, 0);
         Bytes short_one = encrypt(x, {'m', 'n'}, xy_of(x.P), {470}, header_bytes, 0);
         short_one[96] = 1;
         decrypt(x, short_one, x.d, short_one.size());
@@ -485,6 +488,20 @@ void check_hopeless(const Group& sound) {
     verify(y, be32(3), xy_of(x.P), Bytes(64, 1));
     encrypt(y, {'m'}, xy_of(x.P), {1}, header_bytes, 0);
     decrypt(y, record, 7, header_bytes);
+}
+
+/// A sum whose x is near the order, and so near zero modulo it, with digests on both sides of the order.
+void check_sum_beside_the_order(const Group& sound) {
+    const Integer r = 2, s = 5;
+    for (int j = -20; j < 20; ++j) {
+        const Point sum = lifted(sound, sound.n + j), P = key_for(sound, s, r + s, sum);
+        if (!sound.contains(sum)) continue;
+        const Integer e = mod(r - sum.x, sound.n);
+        for (const Integer& digest : {e, Integer(e + sound.n), mod(e - power_of_two(256), sound.n)}) {
+            if (digest >= power_of_two(256)) continue;
+            verify({sound, true, true, 7, P}, be32(digest), xy_of(P), joined({be32(r), be32(s)}));
+        }
+    }
 }
 
 void check_refusals(const Group& sound) {
@@ -522,6 +539,7 @@ void run_edges() {
     check_published();
     for (const std::size_t which : {0U, 1U, 6U}) {
         check_hopeless(groups()[which]);
+        check_sum_beside_the_order(groups()[which]);
         check_refusals(groups()[which]);
         check_produce_key(groups()[which]);
     }

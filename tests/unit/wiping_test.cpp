@@ -7,6 +7,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -14,9 +15,7 @@
 #include "base/cpu.hpp"
 #include "base/wipe.hpp"
 #include "ec/limbs.hpp"
-#include "ecp256/kernels.hpp"
 #include "ecp256/multiply.hpp"
-#include "sm2p256/kernels.hpp"
 #include "sm2p256/multiply.hpp"
 #include "sm3/counter_digests.hpp"
 #include "sm3/kernels.hpp"
@@ -96,7 +95,9 @@ TEST_F(Wiping, Sm2) {
         SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
         Secrets secrets;
         const auto expect = [&](const char* call, const std::function<void()>& run) {
-            expect_wiped(secrets, call, [&] { reset_random().next_scalar(k_bytes), run(); });
+            const auto with_draw = [&] { reset_random().next_scalar(k_bytes), run(); };
+            EXPECT_NE(secrets.found_in(remains_without_wiping(with_draw)), "") << call << " leaves nothing to wipe";
+            expect_wiped(secrets, call, with_draw);
         };
         // The number, and its Montgomery form modulo n.
         const auto add = [&](const char* name, const Scalar& form) {
@@ -105,6 +106,26 @@ TEST_F(Wiping, Sm2) {
         };
         add("d", d);
         add("k", k);
+        // What multiplications select: multiples of G for [k]G, odd multiples of another point on either engine. The
+        // first of those is the point.
+        U256 odd;
+        make_odd(odd, scalar_residue(k));
+        secrets.add("k made odd", object_bytes(odd));
+        for (int i = 0; i < comb_windows; ++i) {
+            secrets.add("multiple of G", snapshot(comb(i)[choice(bits(odd, 6 * i + 1, 6), 6).index]));
+        }
+        secrets.add("multiple of G", snapshot(comb_top[bits(odd, 6 * comb_windows + 1, 3)]));
+        const auto add_multiples = [&](std::span<const unsigned char> xy) {
+            const Fe x = fe_from(number<U256>(xy.first(32))), y = fe_from(number<U256>(xy.subspan(32, 32)));
+            const ulmaro::ecp256::Curve curve = ulmaro::ec::curve_of(grp);
+            Affine own[16];
+            ulmaro::ecp256::Multiple any[16];
+            fill_odd_multiples<PortableField>(own, Affine{x, y});
+            fill_odd_multiples(ulmaro::u256::PortableResidues(curve.p), curve, any,
+                               {std::bit_cast<U256>(x), std::bit_cast<U256>(y)});
+            secrets.add("multiple of a point", object_bytes(own).subspan(sizeof own[0]));
+            secrets.add("multiple of a point", object_bytes(any).subspan(sizeof any[0]));
+        };
         expect("key pair", [&] { SM2_ECC_GenerateKeyPair(&grp, &again, &other); });
         const auto scalar = number<bignum_st>(d_bytes);
         expect("public key", [&] { ECC_CalcPubKeyByPriKey(&grp, &again, &scalar); });
@@ -129,6 +150,8 @@ TEST_F(Wiping, Sm2) {
         const auto encrypt = [&] { SM2_ECES_Encryption(&grp, message.data(), 301, &pub, blob); };
         const auto decrypt = [&] { static_cast<void>(SM2_ECES_Decryption(&grp, blob, &key, plain.data())); };
         reset_random().next_scalar(k_bytes), encrypt();
+        add_multiples(object_bytes(pub));
+        add_multiples(record);
         for (std::size_t i = 0; i < stream.size(); ++i) stream[i] ^= record[100 + i];
         secrets.add("message", message);
         secrets.add("key stream", stream);
@@ -147,76 +170,6 @@ TEST_F(Wiping, Sm2) {
         expect("encryption in place", [&] { SM2_ECES_Encryption(&grp, record.data() + 100, 301, &pub, blob); });
         record[64] ^= 1;
         expect("refusal", decrypt);
-    }
-}
-
-/// A kernel's routine uses no more stack than the kernel states, and wiping that much leaves no secret.
-template <typename Kernels>
-void expect_stated_stack(const Kernels& kernels, const char* name, const Secrets* secrets,
-                         const std::function<void()>& run) {
-    const std::string call = std::string(kernels.name) + " " + name;
-    EXPECT_LE(stack_used_by(run).changed, kernels.stack) << call;
-    if (secrets != nullptr) expect_wiped(*secrets, call, [&] { ulmaro::with_wiped_stack(kernels.stack, run); });
-}
-
-constexpr ulmaro::u256::U256 wide_scalar = {
-    {0x6d54b80deac1bc21, 0xef3cc1fa3cdbe4ce, 0x16680f3ad9c02dcc, 0x59276e27d506861a}};
-
-TEST_F(Wiping, RecommendedCurveKernels) {
-    using namespace ulmaro::sm2p256;
-    const U256 k = wide_scalar;
-    const U256 public_scalar = {{7, 8, 9, 0x5927000000000000}};
-    U256 odd;
-    make_odd(odd, k);
-    Secrets base, point;
-    for (Secrets* secrets : {&base, &point}) {
-        secrets->add("k", object_bytes(odd));
-        secrets->add("k", snapshot(k));
-    }
-    for (int i = 0; i < comb_windows; ++i)
-        base.add("entry of the table", snapshot(comb(i)[choice(bits(odd, 6 * i + 1, 6), 6).index]));
-    base.add("entry of the table", snapshot(comb_top[bits(odd, 6 * comb_windows + 1, 3)]));
-    Affine multiples[16];
-    fill_odd_multiples<PortableField>(multiples, generator);
-    point.add("entry of the table", object_bytes(multiples).subspan(sizeof multiples[0]));  // 1 is 1
-    Affine result;
-    supported_kernels().back()->multiply_base(result, k);
-    for (Secrets* secrets : {&base, &point}) secrets->add("result", object_bytes(result));
-    for (const Kernels* kernel : supported_kernels()) {
-        Fe x;
-        Scalar inverse = scalar_from(k);
-        expect_stated_stack(*kernel, "base", &base, [&] { mark_stack(), kernel->multiply_base(result, k); });
-        expect_stated_stack(*kernel, "base and inversion", &base,
-                            [&] { mark_stack(), kernel->multiply_base_and_invert(x, inverse, k); });
-        const auto multiply = [&] { mark_stack(), kernel->multiply_point(result, generator, k); };
-        expect_stated_stack(*kernel, "point", &point, multiply);
-        EXPECT_NE(point.found_in(remains_without_wiping(multiply)), "");
-        expect_stated_stack(*kernel, "both", nullptr,
-                            [&] { mark_stack(), kernel->multiply_add_vartime(k, generator, public_scalar); });
-    }
-}
-
-TEST_F(Wiping, AnyCurveKernels) {
-    using namespace ulmaro::ecp256;
-    ec_group_st grp = prepare(example_curve);
-    const auto curve = ulmaro::ec::curve_of(grp);
-    const Affine g = {ulmaro::ec::limbs(grp.generator.X.words), ulmaro::ec::limbs(grp.generator.Y.words)};
-    const U256 k = wide_scalar;
-    Multiple multiples[16];
-    fill_odd_multiples(ulmaro::u256::PortableResidues(curve.p), curve, multiples, g);
-    Jacobian result;
-    supported_kernels().back()->multiply_point(curve, g, k, result);
-    Secrets secrets;
-    secrets.add("k", snapshot(k));
-    secrets.add("entry of the table", object_bytes(multiples).subspan(sizeof multiples[0]));
-    secrets.add("result", object_bytes(result));
-    for (const Kernels* kernel : supported_kernels()) {
-        const auto multiply = [&] { mark_stack(), kernel->multiply_point(curve, g, k, result); };
-        expect_stated_stack(*kernel, "point", &secrets, multiply);
-        EXPECT_NE(secrets.found_in(remains_without_wiping(multiply)), "");
-        expect_stated_stack(*kernel, "both", nullptr, [&] {
-            mark_stack(), kernel->multiply_both_vartime(curve, g, k, g, {{7, 8, 9, 10}}, result);
-        });
     }
 }
 
