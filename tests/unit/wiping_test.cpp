@@ -161,8 +161,11 @@ TEST_F(Wiping, Sm2) {
         EC_POINTs_mul(&general, &c1, &general.generator, &ks, nullptr, nullptr);
         EC_POINTs_mul(&general, &shared, &c1, &ds, nullptr, nullptr);
         ec_GFp_simple_point_get_affine_coordinates_GFp(&general, &shared, &x, &y);
-        secrets.add("x2", object_bytes(x).first(32));
-        secrets.add("y2", object_bytes(y).first(32));
+        for (bignum_st& coordinate : {std::ref(x), std::ref(y)}) {
+            Bytes be(object_bytes(coordinate).rend() - 32, object_bytes(coordinate).rend());
+            secrets.add("shared point", be);
+            secrets.add("shared point", snapshot(fe_from(number<U256>(be))));
+        }
         expect("encryption", encrypt);
         expect("decryption", decrypt);
         EXPECT_EQ(plain, message);
