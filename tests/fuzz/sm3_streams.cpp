@@ -41,9 +41,7 @@ SM3_CTX initial() {
 
 /// V after one more block, with these constants.
 void compress(unsigned int (&V)[8], std::span<const unsigned char> block, std::span<const unsigned int> constants) {
-    Words8 v;
-    std::copy_n(V, 8, v.begin());
-    std::ranges::copy(sm3_compress(v, sm3_expand(be_words(block)), constants), V);
+    std::ranges::copy(sm3_compress(std::to_array(V), sm3_expand(be_words(block)), constants), V);
 }
 
 Bytes pending(const SM3_CTX& ctx) { return {ctx.block, ctx.block + static_cast<unsigned int>(ctx.num) % 64}; }
@@ -128,10 +126,8 @@ void check_context(Data& data) {
                 Sm3Schedule s;
                 for (unsigned int& w : s.w) w = data.any<std::uint32_t>();
                 for (unsigned int& w : s.w_prime) w = data.any<std::uint32_t>();
-                Words8 v, out;
-                std::copy_n(ctx.V, 8, v.begin());
+                Words8 v = std::to_array(ctx.V), out = v;
                 const Words8 result = sm3_compress(v, s, ctx.T);
-                out = v;
                 CF_FUNCTION(&ctx, nullptr, (data.flip() ? out : v).data(), s.w.data(), s.w_prime.data(), out.data());
                 require(out == result, "CF_FUNCTION");
                 break;

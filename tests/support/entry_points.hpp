@@ -54,6 +54,8 @@ struct EntryPoints {
                 add("SM2_ECES_Decryption", opens,
                     [=, this] { result = SM2_ECES_Decryption(grp, blob(), &key, out()); });
             }
+            add("SM2_ECES_Encryption", hides | wipes | allocates,
+                [=, this] { SM2_ECES_Encryption(grp, &record[100], 20, &pub, blob()); });
         }
         grp_ = nullptr;
         add("SM2_Get_Paramter", 0, [this] { SM2_Get_Paramter(&param, 6); });
@@ -75,9 +77,9 @@ struct EntryPoints {
         add("SM3_algrithm_userid_hash", 0, [this] { SM3_algrithm_userid_hash(&other, &param, out()); });
         add("SM4_KEY_INIT", hides | wipes, [this] { SM4_KEY_INIT(sm4.bytes.data(), 16, sm4.schedule, 32); });
         for (const Sm4Mode& mode : all_sm4_modes) {
-            const unsigned wiped = !mode.raw_key && (!mode.cbc || mode.decrypts) ? wipes : 0U;
-            for (const int at : {0, 1}) {
-                add(mode.name, hides | allocates | ciphers | wiped,
+            const unsigned traits = hides | ciphers | (!mode.raw_key && (!mode.cbc || mode.decrypts) ? wipes : 0U);
+            for (const unsigned at : {0U, 1U}) {
+                add(mode.name, traits | at * allocates,
                     [=, this] { mode.run(out(), 16 * 70, sm4.for_mode(mode), iv.data(), out() + at); });
             }
         }

@@ -3,10 +3,8 @@
 
 #include <cstdlib>
 
-#include "UlmaroAlgrithmInternals.hpp"
-#include "support/curves.hpp"
+#include "support/entry_points.hpp"
 #include "support/refusal.hpp"
-#include "support/sm4_modes.hpp"
 
 namespace {
 
@@ -58,76 +56,43 @@ Result watch(int fail_at, Call&& call) {
     return {refused, heap.made, heap.live};
 }
 
-/// Runs call on memory with the first, second, ... allocation failing, and finally with all of them granted, `most` at
-/// most. A failure leaves the memory as `refused` makes it. Returns the memory.
-template <class Call>
-Bytes with_every_failure(
-    const Bytes& memory, int most, Call&& call, void (*refused)(Bytes&) = [](Bytes&) {}) {
-    Bytes expected = memory;
-    refused(expected);
-    for (int fail_at = 1;; ++fail_at) {
-        Bytes work = memory;
-        std::srand(2);
-        const Result r = watch(fail_at, [&] { call(work.data()); });
-        EXPECT_EQ(r.leaked, 0) << "allocation " << fail_at;
-        if (!r.refused) {
-            EXPECT_LE(r.allocations, most);
-            return work;
-        }
-        EXPECT_EQ(work, expected) << "allocation " << fail_at;
-    }
-}
-
-TEST(Allocation, Sm4Modes) {
-    Sm4Key key(pattern(16));
-    Bytes iv = pattern(16);
-    for (const Sm4Mode& mode : all_sm4_modes) {
-        for (const std::size_t length : {16U, 48U, 4096U}) {
-            for (const std::size_t at : {std::size_t{0}, length - 1, length + 1, length, 2 * length}) {
-                const bool apart_or_same = at == 0 || at == length || at == 2 * length;
-                with_every_failure(pattern(3 * length), apart_or_same ? 0 : 2, [&](unsigned char* memory) {
-                    mode.run(memory + length, static_cast<int>(length), key.for_mode(mode), iv.data(), memory + at);
-                });
+/// Every entry point with the first, second, ... allocation failing, and finally with all of them granted.
+TEST(Allocation, FailsCleanly) {
+    const KindsOfGroups groups;
+    EntryPoints all(groups);
+    for (const EntryPoints::Call& call : all.calls) {
+        for (int fail_at = 1;; ++fail_at) {
+            std::srand(2);
+            const Bytes output = all.output;
+            Bytes record = all.record;
+            const Result r = watch(fail_at, call.run);
+            EXPECT_EQ(r.leaked, 0) << call.name << ", allocation " << fail_at;
+            if (!r.refused) {
+                EXPECT_LE(r.allocations, (call.traits & EntryPoints::allocates) == 0 ? 0 : call.grp == nullptr ? 2 : 4);
+                break;
             }
+            // Nothing is written, except the length of a ciphertext.
+            if (call.name == std::string("SM2_ECES_Encryption")) {
+                const int length = all.record[96] | all.record[97] << 8;
+                EXPECT_TRUE(length == 20 || length == 3000);
+                std::copy_n(&all.record[96], 4, &record[96]);
+            }
+            EXPECT_TRUE(all.output == output && all.record == record) << call.name << ", allocation " << fail_at;
         }
     }
 }
 
-TEST(Allocation, KeyDerivation) {
-    Bytes message = pattern(100000);
-    for (const int size : {0, 64, 100000}) {
-        with_every_failure(Bytes(100), 2,
-                           [&](unsigned char* out) { SM2_KDF_ALGRITRHM(message.data(), size, 100, out); });
-    }
-}
-
-Ulmaro_ECC_CIPHER_BLOB* blob_of(unsigned char* record) { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(record); }
-
-TEST(Allocation, Ciphertexts) {
-    const ec_group_st grp = prepare(recommended_curve);
-    ECC_PUBLIC_KEY pub;
-    ECC_PRIVATE_KEY key;
-    SM2_ECC_GenerateKeyPair(&grp, &pub, &key);
-    const auto length_only = [](Bytes& record) { record[96] = 77, record[97] = record[98] = record[99] = 0; };
-    // In place, where the key stream must be kept apart, and in separate storage.
-    Bytes record;
-    for (const std::size_t at : {100U, 177U}) {
-        record = with_every_failure(
-            pattern(177 + 77), 2,
-            [&](unsigned char* memory) { SM2_ECES_Encryption(&grp, memory + at, 77, &pub, blob_of(memory)); },
-            length_only);
-    }
-    int result = 0;
-    const Bytes opened = with_every_failure(Bytes(77), 4, [&](unsigned char* plain) {
-        result = SM2_ECES_Decryption(&grp, blob_of(record.data()), &key, plain);
-    });
-    EXPECT_EQ(result, 1);
-    EXPECT_EQ(opened, Bytes(record.begin() + 177, record.end()));
-    // A record that claims more memory than there is.
-    record[96] = record[97] = record[98] = 0;
-    record[99] = 0x7f;
-    const Result r = watch(1, [&] { return SM2_ECES_Decryption(&grp, blob_of(record.data()), &key, nullptr); });
-    EXPECT_TRUE(r.refused);
+// A record that claims more memory than there is.
+TEST(Allocation, LongCiphertext) {
+    const KindsOfGroups groups;
+    EntryPoints all(groups);
+    const auto encrypt = std::ranges::find(all.calls, std::string("SM2_ECES_Encryption"), &EntryPoints::Call::name);
+    SM2_ECC_GenerateKeyPair(&groups.recommended, &all.pub, &all.key);
+    encrypt->run();
+    all.record[99] = 0x7f;
+    EXPECT_TRUE(watch(1, [&] {
+                    all.result = SM2_ECES_Decryption(&groups.recommended, all.blob(), &all.key, nullptr);
+                }).refused);
 }
 
 TEST(Allocation, ScalarRecoding) {
