@@ -16,6 +16,7 @@
 #include "base/wipe.hpp"
 #include "ec/limbs.hpp"
 #include "ecp256/multiply.hpp"
+#include "sm2p256/kernels.hpp"
 #include "sm2p256/multiply.hpp"
 #include "sm3/counter_digests.hpp"
 #include "sm3/kernels.hpp"
@@ -173,6 +174,22 @@ TEST_F(Wiping, Sm2) {
         expect("encryption in place", [&] { SM2_ECES_Encryption(&grp, record.data() + 100, 301, &pub, blob); });
         record[64] ^= 1;
         expect("refusal", decrypt);
+    }
+}
+
+// What is wiped is what the kernels state.
+TEST_F(Wiping, RecommendedCurveKernels) {
+    using namespace ulmaro::sm2p256;
+    const U256 k = {{0x6d54b80deac1bc21, 0xef3cc1fa3cdbe4ce, 0x16680f3ad9c02dcc, 0x59276e27d506861a}};
+    for (const Kernels* kernel : supported_kernels()) {
+        Affine r;
+        Fe x;
+        Scalar inverse = scalar_from(k);
+        const std::function<void()> calls[] = {[&] { mark_stack(), kernel->multiply_base(r, k); },
+                                               [&] { mark_stack(), kernel->multiply_base_and_invert(x, inverse, k); },
+                                               [&] { mark_stack(), kernel->multiply_point(r, generator, k); },
+                                               [&] { mark_stack(), kernel->multiply_add_vartime(k, generator, k); }};
+        for (const auto& call : calls) EXPECT_LE(stack_used_by(call).changed, kernel->stack) << kernel->name;
     }
 }
 
