@@ -433,13 +433,11 @@ void run(Data& data) {
 
 namespace {
 
-struct Published {
-    std::size_t curve;
-    const char *d, *e, *k, *result;
-};
-
 void check_published() {
-    constexpr Published signatures[] = {
+    constexpr struct {
+        std::size_t curve;
+        const char *d, *e, *k, *signature;
+    } signatures[] = {
 #include "vectors/sm2_signatures.inc"
     };
     for (const auto& [which, d, e, k, signature] : signatures) {
@@ -448,13 +446,17 @@ void check_published() {
         require(to_hex(sign(x, from_hex(e), x.d, {from_be(k)}, false)) == signature, signature);
         require(verify(x, from_hex(e), xy_of(x.P), from_hex(signature)) == "1 ", signature);
     }
-    constexpr Published ciphertexts[] = {
+    constexpr struct {
+        std::size_t curve;
+        const char *d, *k, *record;
+    } ciphertexts[] = {
 #include "vectors/sm2_ciphertexts.inc"
     };
-    for (const auto& [which, d, message, k, expected] : ciphertexts) {
+    constexpr std::string_view text = "encryption standard";
+    for (const auto& [which, d, k, expected] : ciphertexts) {
         const Group& curve = groups()[which];
         const Subject x = {curve, true, true, from_be(d), curve.multiple(from_be(d))};
-        const Bytes record = encrypt(x, from_hex(message), xy_of(x.P), {from_be(k)}, header_bytes, 0);
+        const Bytes record = encrypt(x, {text.begin(), text.end()}, xy_of(x.P), {from_be(k)}, header_bytes, 0);
         require(to_hex(record) == expected && decrypt(x, record, x.d, 7) == "1 ", expected);
         // [470]P of the first group gives a key stream that begins with a zero byte.
         encrypt(x, {'m'}, xy_of(x.P), {470, from_be(k)}, header_bytes, 0);

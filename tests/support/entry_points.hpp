@@ -24,13 +24,13 @@ struct KindsOfGroups {
 };
 
 struct EntryPoints {
+    /// Traits: takes secrets; wipes as deep as it reaches; uses the heap; writes the registry; is SM4 on data.
     static constexpr unsigned hides = 1, wipes = 2, allocates = 4, registers = 8, ciphers = 16;
 
     struct Call {
         const char* name;
         const ec_group_st* grp;  ///< for SM2
-        unsigned
-            traits;  ///< takes secrets; wipes as deep as it reaches; uses the heap; writes the registry; is SM4 on data
+        unsigned traits;
         std::function<void()> run;
     };
 
