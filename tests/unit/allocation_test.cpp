@@ -30,7 +30,6 @@ extern "C" void __wrap_free(void* memory) {
     __real_free(memory);
 }
 
-// The forms for arrays call these.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     void* const memory = std::malloc(size);
     if (memory == nullptr) throw std::bad_alloc();
@@ -38,6 +37,10 @@ extern "C" void __wrap_free(void* memory) {
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+// A sanitizer has its own forms for arrays.
+[[gnu::noinline]] void* operator new[](std::size_t size) { return operator new(size); }
+[[gnu::noinline]] void operator delete[](void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 
 using namespace ulmaro::test;
 
