@@ -40,7 +40,7 @@ fi
 build static -DBUILD_SHARED_LIBS=OFF -DULMARO_INSTALL=ON "-DULMARO_KERNELS=x86-aesni;arm-aes"
 "$work/static/consumer" >/dev/null
 "$work/static/cipher"
-[ "$(nm "$work/static/cipher" | grep -oE '(x86|arm)_[a-z0-9_]+_kernels' | sort -u | wc -l)" -eq 1 ] ||
+[ "$(nm "$work/static/consumer" | grep -oE '(x86|arm)_[a-z0-9_]+_kernels' | sort -u | wc -l)" -eq 1 ] ||
   fail "other kernels than were asked for"
 quietly cmake --install "$work/static" --prefix "$work/stage"
 [ -z "$(find "$work/stage" -name '*.so')" ] || fail "a shared library in a static build"
