@@ -43,14 +43,14 @@ for architecture in "$@"; do
   debs=("$packages"/*_"$architecture".deb)
   case $architecture in
     amd64)
-      triplet=x86_64-linux-gnu mbedtls='' cmake_options=() most_bytes=400000
+      triplet=x86_64-linux-gnu mbedtls='' cmake_options=() most_bytes=450000
       export CC=cc CXX=c++ EMULATOR='' NM=nm READELF=readelf
       debs+=("$packages"/*_all.deb)
       apt=(apt-get)
       ;;
     arm64)
       triplet=aarch64-linux-gnu mbedtls=$PWD/build/package-arm64/arm64/root/usr/lib/$triplet
-      cmake_options=(--toolchain "$PWD/cmake/aarch64-linux-gnu.cmake") most_bytes=270000
+      cmake_options=(--toolchain "$PWD/cmake/aarch64-linux-gnu.cmake") most_bytes=330000
       export CC=$triplet-gcc CXX=$triplet-g++ EMULATOR="qemu-aarch64 -L /usr/$triplet" NM=$triplet-nm READELF=$triplet-readelf
       apt=(arm64_apt "$PWD/build/package-arm64/arm64")
       ;;
