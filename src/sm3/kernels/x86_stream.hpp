@@ -28,8 +28,8 @@ namespace {
 /// more integer units.
 enum class Rounds { narrow, wide };
 
-constexpr unsigned steps = 22;       // of three rounds; the last step has round 63 alone
-constexpr unsigned known_steps = 4;  // whose words all come from the block itself
+inline constexpr unsigned steps = 22;       // of three rounds; the last step has round 63 alone
+inline constexpr unsigned known_steps = 4;  // whose words all come from the block itself
 
 /// Row i % 8 holds W_3i to W_3i+2 and the same of W'_j = W_j xor W_j+4 for step i; the fourth words are not used.
 struct Schedule {
