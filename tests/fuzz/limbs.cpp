@@ -1,12 +1,7 @@
-// Arithmetic on 64-bit limbs: the fields of every kernel of both engines, the scalars, the orders of groups, and
-// inversion by division steps, against GMP.
-#include "ec/limbs.hpp"
-
+// Arithmetic on 64-bit limbs: the fields of every kernel of both engines, and inversion by division steps, against GMP.
 #include "base/cpu.hpp"
-#include "ec/order.hpp"
 #include "fuzz/groups.hpp"
 #include "sm2p256/field.hpp"
-#include "sm2p256/scalar.hpp"
 #include "u256/montgomery.hpp"
 #if defined(__x86_64__)
 #include "sm2p256/kernels/x86_field.hpp"
@@ -48,17 +43,6 @@ void check_field(const F& f, const Integer& m, const Operands& o) {
     is(f.mul(a, factor), inverse(o.a, m) == 0 ? Integer(0) : o.e, "a product with a chosen result");
 }
 
-void check_recommended(const Operands& o) {
-    using namespace sm2p256;
-    const Integer p = value_of(field_prime);
-    check_field<Fe>(PortableField(), p, o);
-#if defined(__x86_64__)
-    if (cpu_features().bmi2 && cpu_features().adx) check_field<Fe>(X86Field(), p, o);
-#elif defined(__aarch64__)
-    check_field<Fe>(ArmField(), p, o);
-#endif
-}
-
 void check_any_modulus(const Integer& m, const Operands& o) {
     const u256::Modulus modulus = u256::modulus(record_of<U256>(m));
     check_field<U256>(u256::PortableResidues(modulus), m, o);
@@ -80,54 +64,22 @@ void check_any_modulus(const Integer& m, const Operands& o) {
     require(value_of(alone) < m, "an inverse is a residue");
 }
 
-/// Any 256-bit numbers, not only residues.
-void check_conversions(const Integer& a, const Integer& b) {
-    using namespace sm2p256;
-    const Integer p = value_of(field_prime), n = value_of(group_order), R = power_of_two(256);
-    const Fe element = fe_from(record_of<U256>(a));
-    require(value_of(element) == mod(a * R, p) && value_of(fe_residue(element)) == mod(a, p), "to the field and back");
-    require(value_of(fe_residue(fe_invert(element))) == inverse(mod(a, p), p), "fe_invert");
-    const Scalar x = scalar_from(record_of<U256>(a)), y = scalar_from(record_of<U256>(b));
-    const auto is = [&](const Scalar& got, const Integer& expected, const char* what) {
-        require(value_of(scalar_residue(got)) == mod(expected, n), what);
-    };
-    is(x, a, "a scalar");
-    require(value_of(reduce_to_order(record_of<U256>(a))) == mod(a, n), "reduce_to_order");
-    is(scalar_mul(x, y), a * b, "scalar_mul");
-    is(scalar_add(x, y), a + b, "scalar_add");
-    is(scalar_sub(x, y), a - b, "scalar_sub");
-    is(scalar_invert(x), inverse(mod(a, n), n), "scalar_invert");
-    is(scalar_one, 1, "scalar_one");
-    const U256 u = record_of<U256>(a), v = record_of<U256>(b);
-    require((u256::is_zero(u.w) != 0) == (a == 0) && (u256::less(u.w, v.w) != 0) == (a < b) &&
-                (u256::equal(u.w, v.w) != 0) == (a == b),
-            "comparisons");
-}
-
-void check_order(const Integer& n, const Operands& o, const Integer& any) {
-    ec_group_st grp = {};
-    grp.order = record_of<bignum_st>(n);
-    const ec::Order order(grp);
-    const U256 a = record_of<U256>(o.a), b = record_of<U256>(o.b);
-    const auto is = [&](const U256& got, const Integer& expected, const char* what) {
-        require(value_of(got) == mod(expected, n), what);
-    };
-    is(order.reduced(record_of<U256>(any)), any, "a number modulo an order");
-    is(order.add(a, b), o.a + o.b, "a sum modulo an order");
-    is(order.sub(a, b), o.a - o.b, "a difference modulo an order");
-    is(order.mul(record_of<U256>(any), b), any * o.b, "a product modulo an order");
-    is(order.invert(a), inverse(o.a, n), "an inverse modulo an order");
-    require((order.is_signing_key(record_of<U256>(any)) != 0) == (any > 0 && any < n - 1), "a key that can sign");
-}
-
 void check(const Integer& m, const Operands& any) {
     const auto residues = [&](const Integer& n) {
         return Operands{mod(any.a, n), mod(any.b, n), mod(any.c, n), mod(any.d, n), mod(any.e, n)};
     };
-    check_recommended(residues(value_of(sm2p256::field_prime)));
-    check_conversions(any.a, any.b);
+    const Integer p = value_of(sm2p256::field_prime);
+    check_field<sm2p256::Fe>(sm2p256::PortableField(), p, residues(p));
+#if defined(__x86_64__)
+    if (cpu_features().bmi2 && cpu_features().adx) check_field<sm2p256::Fe>(sm2p256::X86Field(), p, residues(p));
+#elif defined(__aarch64__)
+    check_field<sm2p256::Fe>(sm2p256::ArmField(), p, residues(p));
+#endif
     if (mpz_odd_p(m.get_mpz_t()) != 0) check_any_modulus(m, residues(m));
-    if (m >= power_of_two(224)) check_order(m, residues(m), any.a);
+    const U256 u = record_of<U256>(any.a), v = record_of<U256>(any.b);
+    require((u256::is_zero(u.w) != 0) == (any.a == 0) && (u256::less(u.w, v.w) != 0) == (any.a < any.b) &&
+                (u256::equal(u.w, v.w) != 0) == (any.a == any.b),
+            "comparisons");
 }
 
 }  // namespace

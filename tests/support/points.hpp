@@ -44,13 +44,14 @@ struct Points {
     }
 };
 
-/// x || y; zeros for infinity.
-inline Bytes xy_of(const Point& A) {
-    Bytes xy = be32(A.x);
-    const Bytes y = be32(A.y);
-    xy.insert(xy.end(), y.begin(), y.end());
-    return xy;
+inline Bytes joined(std::initializer_list<std::span<const unsigned char>> parts) {
+    Bytes all;
+    for (const auto part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
 }
+
+/// x || y; zeros for infinity.
+inline Bytes xy_of(const Point& A) { return joined({be32(A.x), be32(A.y)}); }
 
 inline Point point_of(std::span<const unsigned char> xy) { return {from_be(xy.first(32)), from_be(xy.last(32))}; }
 
