@@ -40,10 +40,12 @@ struct Group {
     Integer plain(const bignum_st& a) const {
         return mod(value_of(a, static_cast<std::size_t>(grp.prime_top)) * inverse(R, curve.p), curve.p);
     }
-    /// In Montgomery form, with noise in the words above.
-    bignum_st form(const Integer& a) const {
-        bignum_st r = record_of<bignum_st>(mod(a * R, curve.p));
-        for (int i = grp.prime_top; i < 10; ++i) r.words[i] = 0xc5c5c5c5;
+    /// In Montgomery form, and a scalar, both with noise in the words above.
+    bignum_st form(const Integer& a) const { return below_noise(mod(a * R, curve.p), grp.prime_top); }
+    bignum_st scalar(const Integer& k) const { return below_noise(k, grp.order_top); }
+    static bignum_st below_noise(const Integer& a, int top) {
+        bignum_st r = record_of<bignum_st>(a);
+        std::fill(r.words + top, std::end(r.words), 0xc5c5c5c5);
         return r;
     }
 
@@ -73,13 +75,6 @@ inline std::vector<Group>& groups() {
         return list;
     }();
     return all;
-}
-
-/// The scalar, with noise in the words above the order's.
-inline bignum_st scalar_of(const Integer& k, const Group& group) {
-    bignum_st r = record_of<bignum_st>(k);
-    for (int i = group.grp.order_top; i < 10; ++i) r.words[i] = 0xffffffff;
-    return r;
 }
 
 }  // namespace ulmaro::fuzz
