@@ -14,6 +14,12 @@ inline Integer take_number(Data& data, const Integer& m) {
     return mod(data.one_of(edges(m)) + data.between(-20, 20), power_of_two(256));
 }
 
+/// Leaves no zeros on the stack below, which would hide an uninitialised variable.
+[[gnu::noinline]] inline void soil_stack() {
+    volatile unsigned char used[8192];
+    for (auto& byte : used) byte = 0xa7;
+}
+
 struct Group {
     ECCParameter_st param;
     ec_group_st grp;

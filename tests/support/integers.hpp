@@ -78,11 +78,9 @@ inline std::vector<Integer> edges(const Integer& m) {
         r.push_back(power_of_two(256) - power_of_two(bit));
     }
     for (unsigned limbs = 1; limbs < 15; ++limbs) {
-        Integer a;
-        for (unsigned i = 0; i < 4; ++i) {
-            if ((limbs >> i & 1) != 0) a += (power_of_two(64) - 1) << (64 * i);
-        }
-        r.push_back(a);
+        std::uint64_t a[4];
+        for (unsigned i = 0; i < 4; ++i) a[i] = 0 - std::uint64_t{limbs >> i & 1};
+        r.push_back(value(std::span<const std::uint64_t>(a)));
     }
     return r;
 }
