@@ -151,12 +151,10 @@ void check_shifts(Data& data) {
     bignum_st half, whole;
     std::ranges::copy(buffer(original), whole.words);
     half = whole;
-    bignum_st* const to = data.flip() ? &whole : &half;
-    const int written = a_top == 0 ? 10 : a_top;
-    BN_rshift1(to, &top, &whole, a_top);
-    expected = buffer(original);
-    std::ranges::copy(words_for(x / 2, written), expected.begin());
-    require(Words(to->words, to->words + 10) == expected && top == size_of(x / 2), "BN_rshift1");
+    bignum_st& to = data.flip() ? whole : half;
+    BN_rshift1(&to, &top, &whole, a_top);
+    expected = buffer(words_for(x / 2, a_top == 0 ? 10 : a_top));
+    require(std::ranges::equal(to.words, expected) && top == size_of(x / 2), "BN_rshift1");
 }
 
 void check_questions(Data& data) {
@@ -171,14 +169,14 @@ void check_questions(Data& data) {
     require(BN_is_zero(a.data(), size) == (x == 0 ? 1 : 0), "BN_is_zero");
     if (n > 0) require(BN_is_one(a.data(), size) == (x == 1 ? 1 : 0), "BN_is_one");
     require(two_number_same(a.data(), n, b.data()) == (order != 0 ? 1 : 0), "two_number_same");
+    require(two_number_same(a.data(), -1, b.data()) == 0, "no words are the same");
     const int bits = x == 0 ? 0 : static_cast<int>(mpz_sizeinbase(x.get_mpz_t(), 2));
-    require(BN_num_bits(a.data(), n) == bits, "BN_num_bits");
+    require(BN_num_bits(a.data(), n) == bits && BN_num_bits(a.data(), -1) == 0, "BN_num_bits");
     int top = n;
     bn_fix_top(a.data(), &top);
     require(top == size_of(x), "bn_fix_top");
-    if (top > 0) {
-        require(BN_num_bits_word(a[static_cast<std::size_t>(top) - 1]) == bits - 32 * (top - 1), "BN_num_bits_word");
-    }
+    const unsigned int last = top == 0 ? 0 : a[static_cast<std::size_t>(top) - 1];
+    require(BN_num_bits_word(last) == bits - 32 * std::max(top - 1, 0), "BN_num_bits_word");
     const unsigned int d = take_words(data, 1)[0], low = take_words(data, 1)[0];
     const unsigned int high = d == 0 ? low : take_words(data, 1)[0] % d;
     const std::uint64_t dividend = std::uint64_t{high} << 32 | low;
@@ -188,30 +186,18 @@ void check_questions(Data& data) {
 void check_quotient(Words num, Words d, bool swapped) {
     const Integer x = value(num), y = value(d), q = x / y, r = x % y;
     const std::size_t room = std::max({num.size(), d.size(), std::size_t{18}});
-    Words dv = buffer({}, static_cast<std::size_t>(size_of(q)) + 1), rm = buffer({}, room);
-    const bool is_smaller = BN_ucmp(num.data(), count(num), d.data(), count(d)) < 0;
-    int dv_top = -1, rm_top = -1;
-    const Words num_before = num, d_before = d;
-    BN_div(dv.data(), &dv_top, rm.data(), &rm_top, num.data(), count(num), d.data(), count(d));
-    require(num == num_before && d == d_before, "operands stay");
-    require(dv == buffer(words_for(q, size_of(q)), dv.size()) && dv_top == size_of(q), "a quotient");
-    const auto used = static_cast<std::size_t>(rm_top);
-    require(value(std::span(rm).first(used)) == r, "a remainder");
-    require(is_smaller ? rm_top == count(num) : rm_top == size_of(r), "the length of a remainder");
-    if (used < d.size() && used < 10) require(rm[used] == 0, "a zero word follows a remainder");
-
-    // Results over the operands, then one result alone.
-    Words n2 = buffer(num, room), d2 = buffer(d, room);
-    Words &over_q = swapped ? d2 : n2, &over_r = swapped ? n2 : d2;
-    BN_div(over_q.data(), &dv_top, over_r.data(), &rm_top, n2.data(), count(num), d2.data(), count(d));
-    require(dv_top == size_of(q) && value(std::span(over_q).first(static_cast<std::size_t>(dv_top))) == q &&
-                value(std::span(over_r).first(used)) == r,
-            "results over the operands");
-    Words alone = buffer({}, room);
-    BN_div(nullptr, nullptr, alone.data(), &rm_top, num.data(), count(num), d.data(), count(d));
-    require(alone == rm, "a remainder alone");
-    BN_div(num.data(), &dv_top, nullptr, nullptr, num.data(), count(num), d.data(), count(d));
-    require(value(std::span(num).first(static_cast<std::size_t>(dv_top))) == q, "a quotient alone");
+    const int n = count(num), k = count(d), r_top = BN_ucmp(num.data(), n, d.data(), k) < 0 ? n : size_of(r);
+    Words n2 = buffer(num, room), d2 = buffer(d, room), rm = buffer({}, room);
+    Words dv = buffer({}, static_cast<std::size_t>(size_of(q)) + 1);
+    const auto divide = [&](Words& to_q, Words& to_r, Words& by_num, Words& by_d) {
+        int q_count = -1, r_count = -1;
+        BN_div(to_q.data(), &q_count, to_r.data(), &r_count, by_num.data(), n, by_d.data(), k);
+        require(q_count == size_of(q) && value(std::span(to_q.begin(), to_q.begin() + q_count)) == q, "a quotient");
+        require(r_count == r_top && value(std::span(to_r.begin(), to_r.begin() + r_top)) == r, "a remainder");
+    };
+    divide(dv, rm, num, d);
+    require(dv.back() == stale_word && buffer(num, room) == n2 && buffer(d, room) == d2, "all other words stay");
+    divide(swapped ? d2 : n2, swapped ? n2 : d2, n2, d2);
 }
 
 void check_division(Data& data) {
@@ -244,13 +230,9 @@ void check_inverse(Data& data) {
 
 /// Often one of the extremes.
 Words take_residue(Data& data, const Words& m) {
-    const Integer modulus = value(m), any = value(take_words(data, count(m)));
-    const auto kind = data.up_to(5);
-    return words_for(kind == 0   ? Integer(0)
-                     : kind == 1 ? Integer(modulus - 1)
-                     : kind == 2 ? Integer(modulus / 2)
-                                 : mod(any, modulus),
-                     count(m));
+    const Integer modulus = value(m), any = mod(value(take_words(data, count(m))), modulus);
+    const Integer residues[] = {0, modulus - 1, modulus / 2, any, any, any};
+    return words_for(data.one_of(residues), count(m));
 }
 
 void check_residues(Data& data) {
@@ -302,19 +284,18 @@ void check_montgomery(Data& data) {
     const std::size_t used = static_cast<std::size_t>(size_of(square)), next = std::min(used + 1, m.size());
     require(nprime * m[0] == ones && value(std::span(rr).first(next)) == square, "BN_MONT_CTX_set");
     require(std::ranges::count(rr, stale_word) >= 10 - len, "words above the constants stay");
-    const Words any = take_words(data, len);
-    Words a = take_residue(data, m), b = take_residue(data, m);
-    const Integer product = mod(value(a) * value(b) * per_R, modulus);
-    Result r(data, {&a, &b}, len);
-    BN_mod_mul_montgomery(r.data(), a.data(), b.data(), m.data(), len, nprime);
-    r.expect(product, len, "BN_mod_mul_montgomery");
     // Operands need not be reduced: a product of two is then right modulo m, and that with one is reduced as well.
-    Words c = any, d = take_words(data, len), two(m.size());
-    BN_mod_mul_montgomery(two.data(), c.data(), d.data(), m.data(), len, nprime);
-    require(mod(value(two) * R - value(c) * value(d), modulus) == 0, "a product of any words");
-    Result one(data, {&c}, len);
+    const bool reduced = data.flip();
+    Words a = reduced ? take_residue(data, m) : take_words(data, len);
+    Words b = reduced ? take_residue(data, m) : take_words(data, len), c = a;
+    const Integer x = value(a), product = x * value(b) * per_R;
+    Result r(data, {&a, &b}, len), one(data, {&c}, len);
+    BN_mod_mul_montgomery(r.data(), a.data(), b.data(), m.data(), len, nprime);
+    const Integer made = value(std::span(*r.words).first(m.size()));
+    require(mod(made - product, modulus) == 0, "a Montgomery product");
+    r.expect(reduced ? mod(product, modulus) : made, len, "BN_mod_mul_montgomery");
     BN_mod_mul_montgomery_one(one.data(), c.data(), m.data(), len, nprime);
-    one.expect(mod(value(any) * per_R, modulus), len, "BN_mod_mul_montgomery_one");
+    one.expect(mod(x * per_R, modulus), len, "BN_mod_mul_montgomery_one");
 }
 
 void check_digits(Data& data) {
@@ -353,29 +334,27 @@ void check_words_of_divisions() {
 #include "vectors/division.inc"
     };
     for (const auto& c : cases) {
-        Words num = buffer(c.num), d = buffer(c.d), q = buffer(), r = buffer({}, 18);
+        Words num = buffer(c.num), d = buffer(c.d), q = buffer(), r = buffer({}, 18), alone = r;
+        const int n = count(c.num), k = count(c.d);
         int q_top = -1, r_top = -1;
-        BN_div(q.data(), &q_top, r.data(), &r_top, num.data(), count(c.num), d.data(), count(c.d));
+        BN_div(q.data(), &q_top, r.data(), &r_top, num.data(), n, d.data(), k);
         require(q == buffer(c.q) && q_top == c.q_top, "words of a quotient");
         require(r == buffer(c.r, 18) && r_top == c.r_top, "words of a remainder");
-        require(num == buffer(c.num) && d == buffer(c.d), "operands stay");
+        BN_div(nullptr, nullptr, alone.data(), &r_top, num.data(), n, d.data(), k);
+        require(alone == r, "a remainder alone");
+        q = num;
+        std::ranges::copy(c.q, q.begin());
+        BN_div(num.data(), &q_top, nullptr, nullptr, num.data(), n, d.data(), k);
+        require(num == q, "a quotient alone, over its numerator");
     }
     // The remainder and one zero word are stored, so words above a short one stay.
     unsigned int nprime;
     Words rr = buffer();
     BN_MONT_CTX_set(Words{1, 1, 0, 0}.data(), 4, &nprime, rr.data());
     require(nprime == ones && rr == buffer({1, 0}), "words of Montgomery constants");
-}
-
-void check_lengths() {
-    Words low(9, 0), high(9, ones), r = buffer();
-    for (const int none : {0, -1}) {
-        require(two_number_same(low.data(), none, high.data()) == 0, "no words are the same");
-        require(BN_num_bits(high.data(), none) == 0, "no words have no bits");
-    }
-    require(BN_num_bits_word(0) == 0, "zero has no bits");
     // A smaller minuend wraps at its own length, and an overflowing quotient word is whatever the steps make it.
     int top = 0;
+    Words r = buffer();
     BN_usub(r.data(), &top, Words{1}.data(), 1, Words{2}.data(), 1);
     require(r == buffer({ones}) && top == 1, "a smaller minuend");
     require(bn_div_words(ones, 9, 0x80000001) == 0xFFFFFFFA, "an overflowing quotient");
@@ -389,20 +368,18 @@ void check_bytes() {
     } cases[] = {
 #include "vectors/exchange.inc"
     };
+    using Buffer = Guarded<unsigned char>;
     for (const auto& c : cases) {
-        const Bytes in = from_hex(c.in);
-        Guarded<unsigned char> buf{std::span<const unsigned char>(in)};
-        Exchange_DWORD(buf.data(), static_cast<unsigned int>(in.size()), c.mode);
-        require(to_hex(buf.span()) == c.out && buf.intact(), "Exchange_DWORD");
-    }
-    for (const std::size_t size : {0U, 1U, 2U, 5U}) {
-        Bytes in = pattern(size), buf = in, wanted(in.rbegin(), in.rend()), copy(size + 1, 0xa5);
-        Exchange(buf.data(), static_cast<unsigned int>(size));
-        require(buf == wanted, "Exchange");
-        wanted.push_back(0xa5);
-        for (const int count : {static_cast<int>(size), -1}) {
-            require(sm2_copy(copy.data(), in.data(), count) == copy.data() && copy == wanted, "sm2_copy");
+        Bytes in = from_hex(c.in), reversed(in.rbegin(), in.rend());
+        Buffer units{std::span<const unsigned char>(in)}, all{std::span<const unsigned char>(in)}, copy(in.size());
+        Exchange_DWORD(units.data(), static_cast<unsigned int>(in.size()), c.mode);
+        require(to_hex(units.span()) == c.out && units.intact(), "Exchange_DWORD");
+        Exchange(all.data(), static_cast<unsigned int>(in.size()));
+        for (const int count : {length(in), -1}) {
+            require(sm2_copy(copy.data(), in.data(), count) == copy.data(), "what sm2_copy returns");
         }
+        require(equal(all.span(), reversed) && equal(copy.span(), reversed), "Exchange and sm2_copy");
+        require(all.intact() && copy.intact(), "Exchange and sm2_copy stay inside");
     }
 }
 
@@ -430,7 +407,6 @@ void run_edges() {
         }
     }
     check_words_of_divisions();
-    check_lengths();
     check_bytes();
     check_quotient(Words(129, ones), Words(64, ones), false);
     check_quotient({3, 0, 0x80000000}, {1, 0, 0x20000000}, false);
