@@ -21,17 +21,6 @@ using Buffer = Guarded<unsigned char>;
 
 Buffer placed(const Bytes& bytes) { return Buffer(std::span<const unsigned char>(bytes)); }
 
-// The C entry points and the routines behind them.
-void hash(bool entry, unsigned char* in, int len, unsigned char* out) {
-    entry ? SM3_HASH(in, len, out) : SM3_HASH_ex(in, len, out);
-}
-void derive(bool entry, unsigned char* z, int size, int wanted, unsigned char* out) {
-    entry ? SM2_KDF_ALGRITRHM(z, size, wanted, out) : KDF_ALGRITRHM(z, size, wanted, out);
-}
-void update(bool entry, SM3_CTX* ctx, unsigned char* in, int len) {
-    entry ? SM3_Update(ctx, in, len) : SM3_Update_ex(ctx, in, len);
-}
-
 SM3_CTX initial() {
     SM3_CTX ctx = {};
     std::ranges::copy(sm3_iv, ctx.V);
@@ -80,7 +69,7 @@ Bytes expect_final(SM3_CTX& ctx) {
 void check_context(Data& data) {
     Guarded<SM3_CTX> place(1);
     SM3_CTX& ctx = *place.data();
-    data.flip() ? SM3_Init(&ctx) : SM3_Init_ex(&ctx);
+    SM3_Init(&ctx);
     SM3_CTX expected = initial();
     require(std::memcmp(&ctx, &expected, sizeof ctx) == 0, "a context is set up in every byte");
     if (data.flip()) ctx.total_len = data.any<std::uint32_t>();
@@ -89,7 +78,6 @@ void check_context(Data& data) {
     if (data.rarely(4)) ctx.num = 64 * data.between(-3, 3) + data.between(0, 63);
     if (data.rarely(4)) std::memcpy(ctx.block, data.take(64).data(), 64);
     for (auto calls = data.between(1, 6); calls > 0; --calls) {
-        const bool entry = data.flip();
         expected = ctx;
         switch (data.up_to(5)) {
             case 0:
@@ -97,7 +85,7 @@ void check_context(Data& data) {
                 const Bytes message = take_message(data, data.flip() ? 70 : 300);
                 expected.total_len += static_cast<unsigned int>(message.size());
                 absorb(expected, message);
-                update(entry, &ctx, placed(message).data(), length(message));
+                SM3_Update(&ctx, placed(message).data(), length(message));
                 break;
             }
             case 2: {  // inside the context, as it is once the length has been counted
@@ -105,7 +93,7 @@ void check_context(Data& data) {
                 expected.total_len += static_cast<unsigned int>(size);
                 const Bytes message = snapshot(expected);
                 absorb(expected, std::span(message).subspan(at, size));
-                update(entry, &ctx, object_bytes(ctx).data() + at, static_cast<int>(size));
+                SM3_Update(&ctx, object_bytes(ctx).data() + at, static_cast<int>(size));
                 break;
             }
             case 3: {
@@ -114,7 +102,7 @@ void check_context(Data& data) {
                 const bool inside = data.flip();
                 if (inside) std::ranges::copy(digest, expected.block);
                 unsigned char* const out = inside ? ctx.block : apart.data();
-                entry ? SM3_Final(&ctx, out) : SM3_Final_ex(&ctx, out);
+                SM3_Final(&ctx, out);
                 require(equal({out, 32}, digest) && (inside || apart.intact()), "the digest of a context");
                 break;
             }
@@ -134,26 +122,31 @@ void check_context(Data& data) {
             }
             default: {
                 const int negative = data.between(INT_MIN, -1);
-                require(refused([&] { update(entry, &ctx, untouchable(), negative); }), "a negative length is refused");
+                require(refused([&] { SM3_Update(&ctx, untouchable(), negative); }), "a negative length is refused");
             }
         }
         require(std::memcmp(&ctx, &expected, sizeof ctx) == 0 && place.intact(), "a context");
     }
 }
 
-/// In one call, over its input, and the padded message in two calls to each kernel.
+/// The input alone, at null if empty, and then with the output anywhere over it.
+template <class Call>
+void check_places(Data& data, const Bytes& input, const Bytes& expected, const char* what, Call&& call) {
+    const std::size_t size = expected.size(), at = data.up_to(input.size() + size);
+    Buffer in = placed(input), out(size);
+    call(input.empty() ? nullptr : in.data(), out.data());
+    require(equal(out.span(), expected) && out.intact() && equal(in.span(), input), what);
+    Bytes over(size + input.size() + size);
+    std::ranges::copy(input, over.data() + size);
+    call(over.data() + size, over.data() + at);
+    require(equal({over.data() + at, size}, expected), what);
+}
+
+/// In one call, and the padded message in two calls to each kernel.
 void check_digest(Data& data, const Bytes& message) {
     const Bytes expected = openssl_sm3(message);
-    const bool entry = data.flip();
-    Buffer in = placed(message), digest(32);
-    hash(entry, in.data(), length(message), digest.data());
-    require(equal(digest.span(), expected) && digest.intact() && equal(in.span(), message), "SM3_HASH");
-    Bytes over(message.size() + 64);
-    const auto at = data.up_to(message.size() + 32);
-    std::ranges::copy(message, over.begin() + 32);
-    hash(entry, over.data() + 32, length(message), over.data() + at);
-    require(equal(std::span(over).subspan(at, 32), expected), "SM3_HASH over its input");
-
+    check_places(data, message, expected, "SM3_HASH",
+                 [&](unsigned char* in, unsigned char* out) { SM3_HASH(in, length(message), out); });
     Bytes whole = message, end = padding(message.size(), static_cast<std::uint32_t>(message.size()));
     whole.insert(whole.end(), end.begin(), end.end());
     Buffer blocks = placed(whole);
@@ -191,15 +184,9 @@ void check_counted(const sm3::Kernels& kernels, const Bytes& z, std::uint32_t fi
 
 void check_derivation(Data& data, const Bytes& z, std::size_t size) {
     const Bytes expected = openssl_kdf(z, size);
-    const bool entry = data.flip();
-    Buffer in = placed(z), out(size);
-    derive(entry, z.empty() ? nullptr : in.data(), length(z), static_cast<int>(size), out.data());
-    require(equal(out.span(), expected) && out.intact() && equal(in.span(), z), "SM2_KDF_ALGRITRHM");
-    Bytes over(size + z.size() + size);
-    const auto at = data.up_to(size + z.size());
-    std::ranges::copy(z, over.begin() + static_cast<std::ptrdiff_t>(size));
-    derive(entry, over.data() + size, length(z), static_cast<int>(size), over.data() + at);
-    require(equal(std::span(over).subspan(at, size), expected), "SM2_KDF_ALGRITRHM over its input");
+    check_places(data, z, expected, "SM2_KDF_ALGRITRHM", [&](unsigned char* in, unsigned char* out) {
+        SM2_KDF_ALGRITRHM(in, length(z), static_cast<int>(size), out);
+    });
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
         check_counted(*kernels, z, 1, expected);
         const auto first = data.any<std::uint32_t>();
@@ -209,18 +196,13 @@ void check_derivation(Data& data, const Bytes& z, std::size_t size) {
 
 void check_refusals() {
     for (const int len : {-1, -3, -4, -9, -10, -64, INT_MIN}) {
-        for (const bool entry : {false, true}) {
-            require(refused([&] { hash(entry, untouchable(), len, untouchable()); }), "a negative length");
-            for (const int wanted : {0, 1, 32, 100}) {
-                require(refused([&] { derive(entry, untouchable(), len, wanted, untouchable()); }), "a negative z");
-            }
-            derive(entry, untouchable(), 0, len, untouchable());
-            derive(entry, placed(Bytes(64)).data(), 64, len, untouchable());
+        require(refused([&] { SM3_HASH(untouchable(), len, untouchable()); }), "a negative length");
+        for (const int wanted : {0, 1, 32, 100}) {
+            require(refused([&] { SM2_KDF_ALGRITRHM(untouchable(), len, wanted, untouchable()); }), "a negative z");
         }
+        SM2_KDF_ALGRITRHM(untouchable(), 0, len, untouchable());
+        SM2_KDF_ALGRITRHM(placed(Bytes(64)).data(), 64, len, untouchable());
     }
-    unsigned char digest[32];
-    hash(true, nullptr, 0, digest);
-    require(equal(digest, openssl_sm3({})), "no bytes may be at null");
 }
 
 }  // namespace
@@ -248,19 +230,11 @@ void run_edges() {
     };
     Data none({});
     for (const auto& vector : vectors) {
-        std::string message;
-        for (int i = 0; i < vector.times; ++i) message += vector.unit;
-        Bytes digest(32);
-        hash(true, reinterpret_cast<unsigned char*>(message.data()), static_cast<int>(message.size()), digest.data());
-        require(to_hex(digest) == vector.digest, vector.unit);
+        Bytes message;
+        for (int i = 0; i < vector.times; ++i) message.insert(message.end(), vector.unit, std::strchr(vector.unit, 0));
+        check_digest(none, message);
+        require(to_hex(openssl_sm3(message)) == vector.digest, vector.unit);
     }
-    // The encryption example on the recommended curve of GM/T 0003.5: x2 || y2 and t.
-    Bytes z = from_hex(
-        "335e18d751e51f040e27d468138b7ab1dc86ad7f981d7d416222fd6ab3ed230d"
-        "ab743ebcfb22d64f7b6ab791f70658f25b48fa93e54064fdbfbed3f0bd847ac9");
-    unsigned char t[19];
-    derive(true, z.data(), 64, 19, t);
-    require(to_hex(t) == "44e60fdbf0bae81437665374bef26749046c9e", "the standard's key stream");
     check_refusals();
     require(&sm3::active_kernels() == sm3::supported_kernels().front(), "the best kernel is used");
     require(sm3::supported_kernels().back() == &sm3::portable_kernels, "the portable kernel is always there");
@@ -273,17 +247,17 @@ void run_edges() {
                 check_counted(*kernels, pattern(size), 1, Bytes(stream.data(), stream.data() + cut));
             }
         }
-        // Counters that carry or wrap in every lane; more groups than one expansion serves.
+        // More groups than one expansion serves; counters that carry or wrap in every lane.
         const auto check = [&](std::size_t size, std::uint32_t first, std::size_t digests) {
             check_counted(*kernels, pattern(size), first, openssl_kdf(pattern(size), 32 * digests, first));
         };
-        for (const std::size_t size : {0U, 50U, 61U, 63U}) {
+        for (const std::size_t size : {0U, 30U, 50U, 61U, 62U, 63U, 64U}) {
+            check(size, 1, (2 * kernels->lanes + 3) * kernels->lanes);
             for (std::uint32_t lane = 0; lane < kernels->lanes; ++lane) {
                 for (const std::uint32_t at : {0x00ffffe0U, 0xffffffe0U})
                     check(size, at + lane, 3 * kernels->lanes + 2);
             }
         }
-        for (const std::size_t size : {0U, 30U, 62U, 64U}) check(size, 1, (2 * kernels->lanes + 3) * kernels->lanes);
     }
 }
 

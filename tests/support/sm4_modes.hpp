@@ -40,16 +40,6 @@ inline constexpr Sm4Mode all_sm4_modes[] = {
     {"CBC decryption, raw key", true, true, true, run_mode<SM4_X_CBC_DE_MODE_EX>},
 };
 
-/// The routines behind them, in the same order.
-inline constexpr Sm4Mode internal_sm4_modes[] = {
-    {"SMS4_ECB_EN_MOD", false, false, false, run_mode<SMS4_ECB_EN_MOD>},
-    {"SMS4_ECB_DE_MOD", false, true, false, run_mode<SMS4_ECB_DE_MOD>},
-    {"SMS4_CBC_EN_MOD", true, false, false, run_mode<SMS4_CBC_EN_MOD>},
-    {"SMS4_CBC_DE_MOD", true, true, false, run_mode<SMS4_CBC_DE_MOD>},
-    {"CBC_EN_MOD_CHAR", true, false, true, run_mode<CBC_EN_MOD_CHAR>},
-    {"CBC_DE_MOD_CHAR", true, true, true, run_mode<CBC_DE_MOD_CHAR>},
-};
-
 /// A key in both forms.
 struct Sm4Key {
     explicit Sm4Key(const Bytes& raw) : bytes(raw) { SM4_KEY_INIT(bytes.data(), 16, schedule, 32); }
