@@ -236,6 +236,7 @@ void run_edges() {
         require(to_hex(openssl_sm3(message)) == vector.digest, vector.unit);
     }
     check_refusals();
+    check_derivation(none, {}, 0);
     require(&sm3::active_kernels() == sm3::supported_kernels().front(), "the best kernel is used");
     require(sm3::supported_kernels().back() == &sm3::portable_kernels, "the portable kernel is always there");
 

@@ -116,15 +116,15 @@ inline Bytes remains_without_wiping(const std::function<void()>& call) {
 }
 
 /// Bytes of stack below the frame of call, which must call mark_stack first: how far down it changed without wipes, and
-/// how far down the library's wipes reached, 0 for none. Also the number of heap blocks freed.
+/// how far down the library's wipes reached, 0 for none.
 struct StackUse {
-    std::size_t changed, wiped, freed;
+    std::size_t changed, wiped;
 };
 inline StackUse stack_used_by(const std::function<void()>& call) {
     remains_of(call);
     const std::size_t wiped = lowest_wiped < marked ? static_cast<std::size_t>(marked - lowest_wiped) : 0;
     remains_without_wiping(call);
-    return {static_cast<std::size_t>(marked - deepest_change()), wiped, kept.count};
+    return {static_cast<std::size_t>(marked - deepest_change()), wiped};
 }
 
 /// Byte strings to look for: as given, reversed, and with the bytes of every 32-bit or 64-bit word reversed, which is
