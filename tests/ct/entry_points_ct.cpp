@@ -32,19 +32,10 @@ std::optional<Public> withheld;
 int refused_draws = 0;  // still to come
 bool secrets = true;
 
-void make_secret(void* x, std::size_t size) {
-    if (secrets) VALGRIND_MAKE_MEM_UNDEFINED(x, size);
+void make_secret(std::span<unsigned char> x) {
+    if (secrets) VALGRIND_MAKE_MEM_UNDEFINED(x.data(), x.size());
 }
-template <typename T>
-void make_secret(T& x) {
-    make_secret(&x, sizeof x);
-}
-template <typename T>
-void make_public(T& x) {
-    VALGRIND_MAKE_MEM_DEFINED(&x, sizeof x);
-}
-void make_secret(Bytes& x) { make_secret(x.data(), x.size()); }
-void make_public(Bytes& x) { VALGRIND_MAKE_MEM_DEFINED(x.data(), x.size()); }
+void make_public(std::span<unsigned char> x) { VALGRIND_MAKE_MEM_DEFINED(x.data(), x.size()); }
 
 void expect(bool condition, const char* what) {
     if (condition) return;
@@ -52,18 +43,12 @@ void expect(bool condition, const char* what) {
     std::exit(1);
 }
 
-Bytes secret(std::size_t size) {
-    Bytes bytes = pattern(size);
-    make_secret(bytes);
-    return bytes;
-}
-
 Sequence random_byte;
 
 }  // namespace
 
 void ulmaro::observe(bool& value, Public meaning) noexcept {
-    if (meaning != withheld) make_public(value);
+    if (meaning != withheld) make_public(object_bytes(value));
 }
 
 CpuFeatures pretended;
@@ -77,7 +62,7 @@ extern "C" int rand() noexcept {
     static int bytes = 0;
     int byte = refused_draws > 0 ? 0 : random_byte();
     if (refused_draws > 0 && ++bytes % 32 == 0) --refused_draws;
-    make_secret(byte);
+    make_secret(object_bytes(byte));
     return byte;
 }
 
@@ -85,7 +70,7 @@ extern "C" ssize_t getrandom(void* out, std::size_t size, unsigned int) {
     // All ones are above the order.
     std::generate_n(static_cast<unsigned char*>(out), size, [] { return refused_draws > 0 ? 0xff : random_byte(); });
     if (refused_draws > 0) --refused_draws;
-    make_secret(out, size);
+    make_secret({static_cast<unsigned char*>(out), size});
     return static_cast<ssize_t>(size);
 }
 
@@ -96,12 +81,14 @@ void run_calls(EntryPoints& all, const ec_group_st* grp = nullptr) {
     for (const EntryPoints::Call& call : all.calls) {
         if (grp != nullptr && call.grp != grp) continue;
         secrets = (call.traits & EntryPoints::hides) != 0 && (call.grp == nullptr || call.grp->prime_top == 8);
-        make_secret(all.key), make_secret(all.no_key), make_secret(all.number.words);
-        make_secret(all.ctx.V), make_secret(all.ctx.block), make_secret(all.sm4.schedule);
+        for (const auto x : {object_bytes(all.key), object_bytes(all.no_key), object_bytes(all.number.words),
+                             object_bytes(all.ctx.V), object_bytes(all.ctx.block), object_bytes(all.sm4.schedule)}) {
+            make_secret(x);
+        }
         for (Bytes* bytes : {&all.text, &all.output, &all.sm4.bytes}) make_secret(*bytes);
         refused_draws = 1;
         call.run();
-        make_public(all);
+        make_public(object_bytes(all));
         for (Bytes* bytes : {&all.text, &all.output, &all.record, &all.sm4.bytes}) make_public(*bytes);
     }
 }
@@ -137,7 +124,8 @@ void run_leaks() {
     }
     withheld.reset();
     secrets = true;
-    Bytes block = secret(16);
+    Bytes block(16);
+    make_secret(block);
     expect_report("table look-up",
                   [&] { sm4::portable_kernels.encrypt_blocks(block.data(), block.data(), 1, all.sm4.schedule); });
 }

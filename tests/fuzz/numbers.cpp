@@ -13,6 +13,7 @@ namespace ulmaro::fuzz {
 namespace {
 
 using Words = std::vector<unsigned int>;
+using Operands = std::vector<Words*>;
 
 /// In words that a routine must not read or write.
 constexpr unsigned int stale_word = 0xDEADBEEF, ones = 0xFFFFFFFF;
@@ -61,9 +62,9 @@ int size_of(const Integer& a) { return a == 0 ? 0 : static_cast<int>((mpz_sizein
 struct Result {
     Words apart, *words, before;
 
-    Result(Data& data, std::initializer_list<Words*> operands, int room) : apart(buffer({}, 0)), words(&apart) {
+    Result(Data& data, const Operands& operands, int room) : apart(buffer({}, 0)), words(&apart) {
         const auto choice = data.up_to(operands.size());
-        if (choice < operands.size()) words = operands.begin()[choice];
+        if (choice < operands.size()) words = operands[choice];
         *words = buffer(std::move(*words), static_cast<std::size_t>(room) + 2);
         before = *words;
     }
@@ -87,16 +88,14 @@ void check_fixed_length(Data& data) {
     const unsigned int w = take_words(data, 1)[0];
     const Integer x = value(a), y = value(b), base = power_of_two(32 * static_cast<unsigned>(count));
     const auto routine = data.up_to(3);
-    Result r = routine == 0 || routine == 1 ? Result(data, {&a, &b}, count)
-               : routine == 2               ? Result(data, {&a}, count)
-                                            : Result(data, {}, count);
+    Result r(data, routine < 2 ? Operands{&a, &b} : routine == 2 ? Operands{&a} : Operands{}, count);
     if (routine == 3) std::ranges::copy(b, r.words->begin());
     const unsigned int above = routine == 0   ? bn_add_words(r.data(), a.data(), b.data(), num)
                                : routine == 1 ? bn_sub_words(r.data(), a.data(), b.data(), num)
                                : routine == 2 ? bn_mul_words(r.data(), a.data(), num, w)
                                               : bn_mul_add_words(r.data(), a.data(), num, w);
-    Integer expected = routine == 0 ? Integer(x + y) : routine == 1 ? Integer(x - y) : Integer(x * w);
-    if (routine == 3) expected += y;
+    const Integer results[] = {x + y, x - y, x * w, x * w + y};
+    Integer expected = results[routine];
     if (expected < 0) expected += 2 * base;  // the borrow is the bit above
     r.expect(expected - above * base, count, "words of a fixed count");
 }

@@ -249,14 +249,14 @@ void run_edges() {
             }
         }
         // More groups than one expansion serves; counters that carry or wrap in every lane.
-        const auto check = [&](std::size_t size, std::uint32_t first, std::size_t digests) {
-            check_counted(*kernels, pattern(size), first, openssl_kdf(pattern(size), 32 * digests, first));
-        };
+        const std::size_t lanes = kernels->lanes;
         for (const std::size_t size : {0U, 30U, 50U, 61U, 62U, 63U, 64U}) {
-            check(size, 1, (2 * kernels->lanes + 3) * kernels->lanes);
-            for (std::uint32_t lane = 0; lane < kernels->lanes; ++lane) {
-                for (const std::uint32_t at : {0x00ffffe0U, 0xffffffe0U})
-                    check(size, at + lane, 3 * kernels->lanes + 2);
+            const Bytes z = pattern(size);
+            check_counted(*kernels, z, 1, openssl_kdf(z, 32 * lanes * (2 * lanes + 3)));
+            for (std::uint32_t lane = 0; lane < lanes; ++lane) {
+                for (const std::uint32_t at : {0x00ffffe0 + lane, 0xffffffe0 + lane}) {
+                    check_counted(*kernels, z, at, openssl_kdf(z, 32 * (3 * lanes + 2), at));
+                }
             }
         }
     }

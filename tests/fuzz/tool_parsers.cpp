@@ -1,4 +1,4 @@
-// What the tool reads: keys, signatures, ciphertexts, digits, lists of digests. Input is arbitrary; what is accepted
+// What the tool reads: keys, signatures, ciphertexts, lists of digests. Input is arbitrary; what is accepted
 // stays the same when written and read again, and strict formats have only one form.
 #include <mbedtls/pkcs5.h>
 
@@ -12,7 +12,6 @@
 #include "formats/signature.hpp"
 #include "fuzz/fuzz.hpp"
 #include "support/error.hpp"
-#include "support/hex.hpp"
 #include "support/sm2.hpp"
 
 extern "C" decltype(mbedtls_pkcs5_pbkdf2_hmac) __real_mbedtls_pkcs5_pbkdf2_hmac, __wrap_mbedtls_pkcs5_pbkdf2_hmac;
@@ -107,15 +106,6 @@ void check_ciphertext(View content, CiphertextFormat format) {
     accepted([&] { decrypt(*ciphertext, PrivateKey(d)); });
 }
 
-void check_digits(View content) {
-    std::string text(text_of(content));
-    Bytes bytes(text.size() / 2);
-    const bool read = tool::from_hex(text, bytes);
-    require(read == (text.size() % 2 == 0 && is_hex(text)), "digits are refused for a reason");
-    for (char& c : text) c = c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c;
-    require(!read || tool::to_hex(bytes) == text, "digits in lower case");
-}
-
 void check_list(View content) {
     std::array<unsigned char, 32> digest{};
     std::copy_n(content.begin(), std::min(content.size(), digest.size()), digest.begin());
@@ -139,13 +129,11 @@ void run(Data& data) {
     const Bytes content = data.rest();
     if (choice >= 's' && choice <= 'u') return check_signature(content, signature_formats[choice - 's']);
     if (choice >= 'c' && choice <= 'h') return check_ciphertext(content, ciphertext_formats[choice - 'c']);
-    if (choice == 'x') return check_digits(content);
     choice == 'l' ? check_list(content) : check_key(content);
 }
 
-/// Digits that make no byte; and secrets are wiped, even where a buffer used to be larger.
+/// Secrets are wiped, even where a buffer used to be larger.
 void run_edges() {
-    check_digits(Bytes{'a', 'b', 'c'});
     wiped = 0;
     {
         const PrivateKey key(std::array<unsigned char, 32>{});

@@ -71,7 +71,7 @@ struct EntryPoints {
             }
         }
         add("SM3_Init", 0, [this] { SM3_Init(&ctx); });
-        add("SM3_Update", hides, [this] { SM3_Update(&ctx, in(), 300); });
+        add("SM3_Update", hides, [this] { SM3_Update(&ctx, in(), 310); });
         add("SM3_Final", hides, [this] { SM3_Final(&ctx, out()); });
         for (const int size : {0, 55, 300}) add("SM3_HASH", hides, [=, this] { SM3_HASH(in(), size, out()); });
         add("SM3_algrithm_userid_hash", 0, [this] { SM3_algrithm_userid_hash(&other, &param, out()); });

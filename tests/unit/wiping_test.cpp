@@ -177,22 +177,6 @@ TEST_F(Wiping, Sm2) {
     }
 }
 
-// What is wiped is what the kernels state.
-TEST_F(Wiping, RecommendedCurveKernels) {
-    using namespace ulmaro::sm2p256;
-    const U256 k = {{0x6d54b80deac1bc21, 0xef3cc1fa3cdbe4ce, 0x16680f3ad9c02dcc, 0x59276e27d506861a}};
-    for (const Kernels* kernel : supported_kernels()) {
-        Affine r;
-        Fe x;
-        Scalar inverse = scalar_from(k);
-        const std::function<void()> calls[] = {[&] { mark_stack(), kernel->multiply_base(r, k); },
-                                               [&] { mark_stack(), kernel->multiply_base_and_invert(x, inverse, k); },
-                                               [&] { mark_stack(), kernel->multiply_point(r, generator, k); },
-                                               [&] { mark_stack(), kernel->multiply_add_vartime(k, generator, k); }};
-        for (const auto& call : calls) EXPECT_LE(stack_used_by(call).changed, kernel->stack) << kernel->name;
-    }
-}
-
 /// A message from the start of a block, the words its whole blocks expand to, and the values in between.
 void add_message(Secrets& secrets, const std::string& name, const Bytes& message) {
     secrets.add(name, message);
