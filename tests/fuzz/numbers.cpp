@@ -202,17 +202,13 @@ void check_quotient(Words num, Words d, bool swapped) {
 void check_division(Data& data) {
     const bool large = data.flip();
     const Words d = take_normal(data, 1, large ? 64 : 9);
-    switch (data.up_to(2)) {
-        case 0:
-            return check_quotient(take_normal(data, 0, large ? 129 : 18), d, data.flip());
-        case 1:
-            return check_quotient(take_words(data, count(d)), d, data.flip());
-        default: {  // near a multiple of d, where the remainder is close to 0 or d
-            const Integer multiple = value(d) * value(take_normal(data, 1, large ? 64 : 8));
-            const Integer near = multiple + data.between(-3, 3);
-            return check_quotient(near < 0 ? Words{} : words_for(near, size_of(near)), d, data.flip());
-        }
-    }
+    const auto kind = data.up_to(2);
+    if (kind == 0) return check_quotient(take_normal(data, 0, large ? 129 : 18), d, data.flip());
+    if (kind == 1) return check_quotient(take_words(data, count(d)), d, data.flip());
+    // Near a multiple of d, where the remainder is close to 0 or d.
+    const Integer multiple = value(d) * value(take_normal(data, 1, large ? 64 : 8));
+    const Integer near = multiple + data.between(-3, 3);
+    check_quotient(near < 0 ? Words{} : words_for(near, size_of(near)), d, data.flip());
 }
 
 void check_inverse(Data& data) {
@@ -240,29 +236,18 @@ void check_residues(Data& data) {
     if (value(m) == 0) m.assign(m.size(), 1);
     const Integer modulus = value(m), base = power_of_two(32 * static_cast<unsigned>(len));
     Words a = take_residue(data, m), b = data.rarely(8) ? a : take_residue(data, m);
-    const Integer x = value(a), y = value(b);
+    const auto routine = data.up_to(2);
+    // Operands of a sum need not be reduced: the modulus is subtracted once. After a carry, the word above is written.
+    if (routine == 0 && data.rarely(4)) a = take_words(data, len);
+    const Integer x = value(a), y = value(b), sum = x + y;
+    const Integer results[] = {sum < modulus ? sum : Integer(sum - modulus), mod(x - y, modulus), mod(2 * x, modulus)};
+    Result r(data, routine < 2 ? Operands{&a, &b} : Operands{&a}, len);
     int top = -1;
-    switch (data.up_to(2)) {
-        case 0: {
-            // Operands need not be reduced: the modulus is subtracted once. After a carry, the word above is written.
-            if (data.rarely(4)) a = take_words(data, len);
-            const Integer sum = value(a) + y, reduced = sum < modulus ? sum : Integer(sum - modulus);
-            Result r(data, {&a, &b}, len);
-            BN_mod_add(r.data(), a.data(), b.data(), m.data(), len);
-            return r.expect(len == 0 ? 0 : reduced, sum >= base && len > 0 ? len + 1 : len, "BN_mod_add");
-        }
-        case 1: {
-            Result r(data, {&a, &b}, len);
-            BN_mod_sub(r.data(), &top, a.data(), b.data(), m.data(), len);
-            r.expect(mod(x - y, modulus), len, "BN_mod_sub");
-            return require(top == (x < y ? len : size_of(mod(x - y, modulus))), "BN_mod_sub's length");
-        }
-        default: {
-            Result r(data, {&a}, len);
-            BN_mod_lshift1(r.data(), a.data(), m.data(), len);
-            return r.expect(mod(2 * x, modulus), len, "BN_mod_lshift1");
-        }
-    }
+    if (routine == 0) BN_mod_add(r.data(), a.data(), b.data(), m.data(), len);
+    if (routine == 1) BN_mod_sub(r.data(), &top, a.data(), b.data(), m.data(), len);
+    if (routine == 2) BN_mod_lshift1(r.data(), a.data(), m.data(), len);
+    r.expect(results[routine], routine == 0 && sum >= base ? len + 1 : len, "BN_mod_add, BN_mod_sub, BN_mod_lshift1");
+    require(routine != 1 || top == (x < y ? len : size_of(results[1])), "BN_mod_sub's length");
 }
 
 void check_montgomery(Data& data) {

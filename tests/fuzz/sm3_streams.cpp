@@ -208,16 +208,11 @@ void check_refusals() {
 }  // namespace
 
 void run(Data& data) {
-    switch (data.up_to(2)) {
-        case 0:
-            return check_context(data);
-        case 1:
-            return check_digest(data, take_message(data, 4000));
-        default: {
-            const auto size = data.up_to(32 * 3 * sm3::max_lanes + 31);
-            return check_derivation(data, take_message(data, 200), size);
-        }
-    }
+    const auto kind = data.up_to(2);
+    if (kind == 0) return check_context(data);
+    if (kind == 1) return check_digest(data, take_message(data, 4000));
+    const auto size = data.up_to(32 * 3 * sm3::max_lanes + 31);
+    check_derivation(data, take_message(data, 200), size);
 }
 
 void run_edges() {

@@ -156,17 +156,12 @@ void check_refusals() {
 }  // namespace
 
 void run(Data& data) {
-    switch (data.up_to(2)) {
-        case 0:
-            return check_words(data);
-        case 1:
-            return check_key_set_up(data);
-        default: {
-            const std::size_t size = 16 * data.up_to(most_blocks), below = data.up_to(size + 16);
-            const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
-            return check_kernels(job, take_spread(data, size), below);
-        }
-    }
+    const auto kind = data.up_to(2);
+    if (kind == 0) return check_words(data);
+    if (kind == 1) return check_key_set_up(data);
+    const std::size_t size = 16 * data.up_to(most_blocks), below = data.up_to(size + 16);
+    const Job job{data.flip(), data.flip(), data.take(16), data.take(16)};
+    check_kernels(job, take_spread(data, size), below);
 }
 
 void run_edges() {
@@ -186,12 +181,9 @@ void run_edges() {
             require(to_hex(text) == (mode.decrypts ? vector.plain : vector.cipher), mode.name);
         }
     }
-    // GB/T 32907 annex A.1 and A.2.
+    // GB/T 32907 annex A.1.
     Sm4Key example(from_hex(vectors[0].key));
     require(example.schedule[0] == 0xf12186f9 && example.schedule[31] == 0x9124a012, "the example's schedule");
-    Words block = be_words(example.bytes);
-    for (int i = 0; i < 1'000'000; ++i) ECB_EN_MOD(block.data(), example.schedule, block.data());
-    require(to_hex(be_bytes(block)) == "595298c7c6fd271f0402f804c33d3f66", "a million encryptions");
     check_refusals();
     require(&sm4::active_kernels() == sm4::supported_kernels().front(), "the best kernel is used");
 

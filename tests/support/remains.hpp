@@ -145,21 +145,18 @@ public:
         }
     }
 
-    /// The names of all secrets found; empty is good.
+    /// The name of the first secret found; empty is good.
     std::string found_in(std::span<const unsigned char> memory) const {
         std::map<std::string, std::set<std::uint32_t>> seen;
-        std::set<std::string> found;
         for (std::size_t at = 0; at + 4 <= memory.size(); ++at) {
             const auto known = words_.find(load<std::uint32_t>(&memory[at]));
             if (known == words_.end()) continue;
             auto& words = seen[known->second];
             words.insert(known->first);
             const bool paired = at + 8 <= memory.size() && pairs_.contains(load<std::uint64_t>(&memory[at]));
-            if (paired || words.size() >= 3) found.insert(known->second + "; ");
+            if (paired || words.size() >= 3) return known->second;
         }
-        std::string text;
-        for (const std::string& name : found) text += name;
-        return text;
+        return "";
     }
 
 private:
