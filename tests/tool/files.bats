@@ -213,21 +213,6 @@ without_reader() {
   only_files plain blocks rc err
 }
 
-@test "inputs that cannot be read are named, and nothing is written" {
-  mkdir folder
-  u keygen -o key
-  for input in folder missing /proc/self/mem; do
-    refuses_each 1 u <<CASES
-sm3 $input | ulmaro: $input: 
-sm4 encrypt --key $KEY -i $input -o out | ulmaro: $input: 
-sign --key key -i $input -o out | ulmaro: $input: 
-sign --key $input -i key -o out | ulmaro: $input: 
-encrypt --key key -i $input -o out | ulmaro: $input: 
-CASES
-  done
-  only_files folder key
-}
-
 # The pipe is full before the second piece is read; then the file changes.
 @test "a file that shrinks or grows while it is read is taken as it is found" {
   for change in "truncate -s 2500000" "truncate -s 1048576" "truncate -s 5000000"; do
