@@ -1,0 +1,51 @@
+#!/bin/bash
+# How a shipped file was built: full RELRO, a stack and data that cannot run, checked copies, stack protector. And of a
+# library: every object marked for the processor's branch protection; nothing needed but the C++ runtime and libc, its
+# own file name as SONAME, no text relocations. It exports exactly the names in exports.txt (the hardened one also those
+# in exports_hardened.txt), without versions; of these it refers to those in replaceable.list, and binds all others
+# inside.
+# usage: shipped.sh FILE; NM and READELF name the tools of the target
+set -eu
+file=$1
+here=$(cd "$(dirname "$0")" && pwd)
+status=0
+fail() {
+  echo "shipped.sh: $(basename "$file"): $*" >&2
+  status=1
+}
+read_elf() { "${READELF:-readelf}" -W "$1" "$file"; }
+has() { grep -Eq -- "$2" <<<"$1"; }
+
+segments=$(read_elf -l)
+dynamic=$(read_elf -d)
+symbols=$(read_elf --dyn-syms)
+has "$segments" GNU_RELRO || fail "no read-only relocations"
+has "$segments" 'GNU_STACK.* RW +0x' || fail "the stack is executable"
+! has "$segments" 'LOAD.* RWE ' || fail "a segment is writable and executable"
+has "$dynamic" '(FLAGS.*|\()BIND_NOW|FLAGS_1.* NOW' || fail "symbols are bound late"
+has "$symbols" __stack_chk_fail || fail "no stack protector"
+has "$symbols" '_chk(@|$| )' || fail "no checked copies"
+[[ $file == *.so ]] || exit $status
+
+case $(read_elf -h | sed -n 's/ *Machine: *//p') in
+  *X86-64*) marks='x86 feature:.*IBT.*SHSTK' ;;
+  AArch64) marks='AArch64 feature:.*BTI.*PAC' ;;
+  *) marks='unknown machine' ;;
+esac
+has "$(read_elf -n)" "$marks" || fail "not marked for branch protection"
+! has "$dynamic" TEXTREL || fail "has text relocations"
+has "$dynamic" "\(SONAME\).*\[$(basename "$file")\]" || fail "SONAME is not the file's name"
+strange=$(sed -n 's/.*(NEEDED).*\[\(.*\)\].*/\1/p' <<<"$dynamic" |
+  grep -Evx 'lib(stdc\+\+\.so\.6|gcc_s\.so\.1|[cm]\.so\.6)|ld-linux-.*' || true)
+[ -z "$strange" ] || fail "needs $strange"
+
+same() { # WHAT WANTED ACTUAL
+  diff <(sort -u <<<"$2") <(sort -u <<<"$3") >&2 || fail "$1 differ (< is missing, > is too many)"
+}
+lists=("$here/exports.txt")
+[[ $file != *Hardened.so ]] || lists+=("$here/exports_hardened.txt")
+same "the exported names" "$(cat "${lists[@]}")" "$("${NM:-nm}" -D --defined-only "$file" | awk '{ print $NF }')"
+same "the names that are called and read through dynamic symbols" \
+  "$(sed -n 's/^  \([A-Za-z].*\);$/\1/p' "$here/../../src/replaceable.list")" \
+  "$(read_elf -r | awk 'NF == 7 && $4 ~ /[^0]/ { print $5 }')"
+exit $status
