@@ -25,6 +25,7 @@ for std in c++98 c++11 c++17 c++20; do
 done
 check "${CXX:-c++}" c++ c++20 UlmaroAlgrithm.hpp
 
-macros='ULMARO_ALGRITHM_VERSION ULMARO_ALGRITHM_VERSION_MAJOR ULMARO_ALGRITHM_VERSION_MINOR ULMARO_ALGRITHM_VERSION_PATCH'
-told=$(printf '#include "UlmaroAlgrithm.h"\n%s\n' "$macros" | ${CC:-cc} -E -P -I "$include" - | tail -1)
+v=ULMARO_ALGRITHM_VERSION
+told=$(printf '#include "UlmaroAlgrithm.h"\n%s\n' "$v ${v}_MAJOR ${v}_MINOR ${v}_PATCH" |
+  ${CC:-cc} -E -P -I "$include" - | tail -1)
 [ "$told" = "\"$version\" $(echo "$version" | tr . ' ')" ] || { echo "the header tells $told" && exit 1; }

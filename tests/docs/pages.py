@@ -12,23 +12,10 @@ import re
 import subprocess
 import sys
 import tempfile
-from typing import Iterator, List, NamedTuple
+from typing import List
 
 WARNINGS = "-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror".split()
-
-
-class Block(NamedTuple):
-    language: str
-    plain: bool
-    line: int
-    text: str
-
-
-def blocks_of(page: str) -> Iterator[Block]:
-    with open(page, encoding="utf-8") as file:
-        content = file.read()
-    for found in re.finditer(r"^```(\w+)( plain)?\n(.*?)^```$", content, re.MULTILINE | re.DOTALL):
-        yield Block(found[1], found[2] is not None, content[: found.start()].count("\n") + 1, found[3])
+BLOCK = re.compile(r"^```(\w+)( plain)?\n(.*?)^```$", re.MULTILINE | re.DOTALL)
 
 
 def run(command: List[str], **options: object) -> str:
@@ -46,28 +33,31 @@ def main() -> None:
     environment = dict(os.environ, LD_LIBRARY_PATH=libraries, PATH=path)
     for page in map(os.path.abspath, sys.argv[4:]):
         ran = 0
+        with open(page, encoding="utf-8") as file:
+            content = file.read()
+        blocks = list(BLOCK.finditer(content))
         with tempfile.TemporaryDirectory() as work:
-            blocks = list(blocks_of(page))
             for block, following in zip(blocks, [*blocks[1:], None]):
-                print(f"{os.path.basename(page)}:{block.line} {block.language}", flush=True)
-                if block.language in compilers:
-                    name = block.text.split()[1].rstrip(":")
+                language, plain, text = block.groups()
+                print(f"{os.path.basename(page)}:{content[:block.start()].count(chr(10)) + 1} {language}", flush=True)
+                if language in compilers:
+                    name = text.split()[1].rstrip(":")
                     with open(os.path.join(work, name), "w", encoding="utf-8") as file:
-                        file.write(block.text)
-                    library = ["-lUlmaroAlgrithm"] if block.plain else ["-DULMARO_HARDENED", "-lUlmaroAlgrithmHardened"]
+                        file.write(text)
+                    library = ["-lUlmaroAlgrithm"] if plain else ["-DULMARO_HARDENED", "-lUlmaroAlgrithmHardened"]
                     program = os.path.splitext(name)[0]
-                    run([*compilers[block.language], *WARNINGS, "-O2", "-I" + include, name, "-o", program,
+                    run([*compilers[language], *WARNINGS, "-O2", "-I" + include, name, "-o", program,
                          "-L" + libraries, *library], cwd=work)
-                    if following is not None and following.language == "text":
+                    if following and following[1] == "text":
                         printed = run([*emulator, os.path.join(work, program)], cwd=work, env=environment, input="")
-                        if printed != following.text:
-                            sys.exit(f"{page}:{following.line}: it prints\n{printed}")
+                        if printed != following[3]:
+                            sys.exit(f"{name}: it prints\n{printed}")
                     ran += 1
-                elif block.language == "python" and not emulator:
-                    run([sys.executable, "-B", "-c", block.text], cwd=work, env=environment)
+                elif language == "python" and not emulator:
+                    run([sys.executable, "-B", "-c", text], cwd=work, env=environment)
                     ran += 1
-                elif block.language == "sh":
-                    run(["bash", "-euo", "pipefail", "-c", block.text], cwd=work, env=environment)
+                elif language == "sh":
+                    run(["bash", "-euo", "pipefail", "-c", text], cwd=work, env=environment)
                     ran += 1
         if ran == 0:
             sys.exit(f"{page}: nothing to run")

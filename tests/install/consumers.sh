@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds an example against installed files, through the CMake package and through pkg-config, and runs it. What is built
-# for the hardened library signs by a name that only that library has.
+# Builds an example against installed files, through the CMake package and through pkg-config, and runs it. What is
+# built for the hardened library signs by a name that only that library has.
 # usage: consumers.sh LIBRARY_DIR [CMAKE_OPTION...]; CC compiles, NM lists names, EMULATOR runs
 set -eu
 libdir=$1

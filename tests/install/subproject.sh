@@ -19,8 +19,8 @@ programs_run_in() {
   for program in plain hardened cipher; do quietly "$work/$1/$program"; done
 }
 
-build shared -DFETCH=ON -DCMAKE_CXX_FLAGS=-DULMARO_HARDENED -DCMAKE_CXX_VISIBILITY_PRESET=hidden -DCMAKE_UNITY_BUILD=ON \
-  -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON -DCMAKE_POLICY_DEFAULT_CMP0069=NEW
+build shared -DFETCH=ON -DCMAKE_CXX_FLAGS=-DULMARO_HARDENED -DCMAKE_CXX_VISIBILITY_PRESET=hidden \
+  -DCMAKE_UNITY_BUILD=ON -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON -DCMAKE_POLICY_DEFAULT_CMP0069=NEW
 grep -qx 'CMAKE_BUILD_TYPE:STRING=' "$work/shared/CMakeCache.txt" || fail "the project's build type was chosen for it"
 quietly cmake --install "$work/shared" --prefix "$work/stage"
 mv "$work/stage" "$work/moved"
