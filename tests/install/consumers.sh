@@ -6,6 +6,7 @@ set -eu
 libdir=$1
 shift
 here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=scripts/packages.sh
 . "$here/../../scripts/packages.sh"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
