@@ -153,8 +153,7 @@ void run_in_child(void (*run)()) {
 
 int main(int argc, char**) {
     expect(RUNNING_ON_VALGRIND != 0, "runs under valgrind");
-    CpuFeatures& cpu = pretended;
-    cpu = *__real__ZN6ulmaro12cpu_featuresEv();
+    CpuFeatures& cpu = pretended = *__real__ZN6ulmaro12cpu_featuresEv();
     cpu.adx = cpu.avx2 && cpu.bmi2;  // memcheck's processor has the instructions and does not announce them
     if (argc > 1) {
         run_leaks();

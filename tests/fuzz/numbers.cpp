@@ -355,7 +355,7 @@ void check_bytes() {
     using Buffer = Guarded<unsigned char>;
     for (const auto& c : cases) {
         Bytes in = from_hex(c.in), reversed(in.rbegin(), in.rend());
-        Buffer units{std::span<const unsigned char>(in)}, all{std::span<const unsigned char>(in)}, copy(in.size());
+        Buffer units(in), all(in), copy(in.size());
         Exchange_DWORD(units.data(), static_cast<unsigned int>(in.size()), c.mode);
         require(to_hex(units.span()) == c.out && units.intact(), "Exchange_DWORD");
         Exchange(all.data(), static_cast<unsigned int>(in.size()));

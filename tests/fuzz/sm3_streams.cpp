@@ -19,12 +19,10 @@ namespace {
 
 using Buffer = Guarded<unsigned char>;
 
-Buffer placed(const Bytes& bytes) { return Buffer(std::span<const unsigned char>(bytes)); }
-
 SM3_CTX initial() {
     SM3_CTX ctx = {};
     std::ranges::copy(sm3_iv, ctx.V);
-    for (int j = 0; j < 64; ++j) ctx.T[j] = sm3_constant(j);
+    for (int j = 0; j < 64; ++j) ctx.T[j] = j < 16 ? 0x79cc4519 : 0x7a879d8a;
     return ctx;
 }
 
@@ -85,7 +83,7 @@ void check_context(Data& data) {
                 const Bytes message = take_message(data, data.flip() ? 70 : 300);
                 expected.total_len += static_cast<unsigned int>(message.size());
                 absorb(expected, message);
-                SM3_Update(&ctx, placed(message).data(), length(message));
+                SM3_Update(&ctx, Buffer(message).data(), length(message));
                 break;
             }
             case 2: {  // inside the context, as it is once the length has been counted
@@ -133,7 +131,7 @@ void check_context(Data& data) {
 template <class Call>
 void check_places(Data& data, const Bytes& input, const Bytes& expected, const char* what, Call&& call) {
     const std::size_t size = expected.size(), at = data.up_to(input.size() + size);
-    Buffer in = placed(input), out(size);
+    Buffer in(input), out(size);
     call(input.empty() ? nullptr : in.data(), out.data());
     require(equal(out.span(), expected) && out.intact() && equal(in.span(), input), what);
     Bytes over(size + input.size() + size);
@@ -149,7 +147,7 @@ void check_digest(Data& data, const Bytes& message) {
                  [&](unsigned char* in, unsigned char* out) { SM3_HASH(in, length(message), out); });
     Bytes whole = message, end = padding(message.size(), static_cast<std::uint32_t>(message.size()));
     whole.insert(whole.end(), end.begin(), end.end());
-    Buffer blocks = placed(whole);
+    Buffer blocks(whole);
     const std::size_t count = whole.size() / 64, first = data.up_to(count);
     for (const sm3::Kernels* kernels : sm3::supported_kernels()) {
         std::uint32_t v[8];
@@ -201,7 +199,7 @@ void check_refusals() {
             require(refused([&] { SM2_KDF_ALGRITRHM(untouchable(), len, wanted, untouchable()); }), "a negative z");
         }
         SM2_KDF_ALGRITRHM(untouchable(), 0, len, untouchable());
-        SM2_KDF_ALGRITRHM(placed(Bytes(64)).data(), 64, len, untouchable());
+        SM2_KDF_ALGRITRHM(Buffer(Bytes(64)).data(), 64, len, untouchable());
     }
 }
 

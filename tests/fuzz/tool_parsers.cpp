@@ -52,12 +52,8 @@ bool accepted(const std::function<void()>& read) {
 
 void check_key(View content) {
     const Bytes passphrase = {'p', 'a', 's', 's'};
-    const auto read = [&](View bytes, tool::Key& key) {
-        return accepted([&] {
-            read_key(
-                bytes, [&] { return copy_of(passphrase); }, key);
-        });
-    };
+    const auto ask = [&] { return copy_of(passphrase); };
+    const auto read = [&](View bytes, tool::Key& key) { return accepted([&] { read_key(bytes, ask, key); }); };
     tool::Key key;
     if (!read(content, key)) return;
     require(curve().contains(key.point) && (!key.secret || usable(*key.secret)), "an accepted key is usable");

@@ -25,7 +25,7 @@ struct KindsOfGroups {
 
 struct EntryPoints {
     /// Traits: takes secrets; wipes as deep as it reaches; uses the heap; writes the registry; is SM4 on data.
-    static constexpr unsigned hides = 1, wipes = 2, allocates = 4, registers = 8, ciphers = 16;
+    static constexpr unsigned hides = 1, wipes = 2, allocates = 4, registers = 8, ciphers = 16, secret = hides | wipes;
 
     struct Call {
         const char* name;
@@ -37,37 +37,36 @@ struct EntryPoints {
     explicit EntryPoints(const KindsOfGroups& groups) {
         for (const ec_group_st* grp : {&groups.recommended, &groups.custom, &groups.brief, &groups.exported}) {
             grp_ = grp;
-            const unsigned opens = grp == &groups.exported ? allocates : hides | wipes | allocates;
-            add("SM2_ECC_GenerateKeyPair", hides | wipes, [=, this] { SM2_ECC_GenerateKeyPair(grp, &pub, &key); });
-            add("ECC_CalcPubKeyByPriKey", hides | wipes,
+            const unsigned opens = grp == &groups.exported ? allocates : secret | allocates;
+            add("SM2_ECC_GenerateKeyPair", secret, [=, this] { SM2_ECC_GenerateKeyPair(grp, &pub, &key); });
+            add("ECC_CalcPubKeyByPriKey", secret,
                 [=, this] { ECC_CalcPubKeyByPriKey(const_cast<ec_group_st*>(grp), &other, &number); });
-            add("SM2_ECDSA_Signature", hides | wipes, [=, this] { SM2_ECDSA_Signature(grp, in(), &key, &signature); });
+            add("SM2_ECDSA_Signature", secret, [=, this] { SM2_ECDSA_Signature(grp, in(), &key, &signature); });
             for (unsigned char* digest : {text.data(), out()}) {
                 add("SM2_ECDSA_Verification", 0,
                     [=, this] { result = SM2_ECDSA_Verification(grp, digest, &pub, &signature); });
             }
-            add("SM2_ECDSA_Signature with no key", hides | wipes,
+            add("SM2_ECDSA_Signature with no key", secret,
                 [=, this] { SM2_ECDSA_Signature(grp, in(), &no_key, &signature); });
             for (const int size : {3000, 20}) {
-                add("SM2_ECES_Encryption", hides | wipes | allocates,
+                add("SM2_ECES_Encryption", secret | allocates,
                     [=, this] { SM2_ECES_Encryption(grp, in(), size, &pub, blob()); });
                 add("SM2_ECES_Decryption", opens,
                     [=, this] { result = SM2_ECES_Decryption(grp, blob(), &key, out()); });
             }
-            add("SM2_ECES_Encryption", hides | wipes | allocates,
+            add("SM2_ECES_Encryption", secret | allocates,
                 [=, this] { SM2_ECES_Encryption(grp, &record[100], 20, &pub, blob()); });
         }
         grp_ = nullptr;
         add("SM2_Get_Paramter", 0, [this] { SM2_Get_Paramter(&param, 6); });
         add("SM2_ECC_InitParameter", 0, [this] { SM2_ECC_InitParameter(&param, &group); });
-        add("SM2_CalcPubKeyByPriKey", hides | wipes, [this] { SM2_CalcPubKeyByPriKey(&other, &number); });
+        add("SM2_CalcPubKeyByPriKey", secret, [this] { SM2_CalcPubKeyByPriKey(&other, &number); });
         add("SM2_POINT_is_on_curve", 0, [this] { result = SM2_POINT_is_on_curve(&param, &other); });
         add("SM2_Set_Custom_Paramter", registers,
             [this] { SM2_Set_Custom_Paramter(param.p, param.a, param.b, param.Gx, param.Gy, param.n); });
         for (const int size : {20, 3000}) {
             for (const int z : {0, 56, 62, 64}) {
-                add("SM2_KDF_ALGRITRHM", hides | wipes | allocates,
-                    [=, this] { SM2_KDF_ALGRITRHM(in(), z, size, out()); });
+                add("SM2_KDF_ALGRITRHM", secret | allocates, [=, this] { SM2_KDF_ALGRITRHM(in(), z, size, out()); });
             }
         }
         add("SM3_Init", 0, [this] { SM3_Init(&ctx); });
@@ -75,7 +74,7 @@ struct EntryPoints {
         add("SM3_Final", hides, [this] { SM3_Final(&ctx, out()); });
         for (const int size : {0, 55, 300}) add("SM3_HASH", hides, [=, this] { SM3_HASH(in(), size, out()); });
         add("SM3_algrithm_userid_hash", 0, [this] { SM3_algrithm_userid_hash(&other, &param, out()); });
-        add("SM4_KEY_INIT", hides | wipes, [this] { SM4_KEY_INIT(sm4.bytes.data(), 16, sm4.schedule, 32); });
+        add("SM4_KEY_INIT", secret, [this] { SM4_KEY_INIT(sm4.bytes.data(), 16, sm4.schedule, 32); });
         for (const Sm4Mode& mode : all_sm4_modes) {
             const unsigned traits = hides | ciphers | (!mode.raw_key && (!mode.cbc || mode.decrypts) ? wipes : 0U);
             for (const unsigned at : {0U, 1U}) {

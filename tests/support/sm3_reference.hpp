@@ -12,8 +12,6 @@ using Words8 = std::array<unsigned int, 8>;
 inline constexpr Words8 sm3_iv = {0x7380166f, 0x4914b2b9, 0x172442d7, 0xda8a0600,
                                   0xa96f30bc, 0x163138aa, 0xe38dee4d, 0xb0fb0e4e};
 
-inline constexpr unsigned int sm3_constant(int j) { return j < 16 ? 0x79cc4519 : 0x7a879d8a; }
-
 struct Sm3Schedule {
     std::array<unsigned int, 68> w;
     std::array<unsigned int, 64> w_prime;

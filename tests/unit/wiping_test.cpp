@@ -4,7 +4,6 @@
 //
 // With ULMARO_TEST_PORTABLE in the environment the program runs as on a processor without extensions.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <algorithm>
 #include <bit>
@@ -302,20 +301,15 @@ TEST_F(Wiping, Sm4Words) {
 // What an application-supplied SM1 expands a key to.
 const Bytes sm1_schedule = random_looking(ULMARO_SM1_SCHEDULE_BYTES, 12);
 
-class Stack : public Wiping {
-protected:
-    Stack() { reset_random().seeds.reserve(1000); }  // not the call's
-
-    KindsOfGroups groups_;
-    EntryPoints all_{groups_};
-};
-
 // Of hashes, derivations and ciphers, the input and what a derivation or a decryption makes of it are secret.
-TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
-    const Bytes text(all_.text.begin(), all_.text.begin() + 16 * 70);
-    for (const EntryPoints::Call& call : all_.calls) {
+TEST_F(Wiping, EveryEntryPointUsesLittleStack) {
+    reset_random().seeds.reserve(1000);  // not the call's
+    const KindsOfGroups groups;
+    EntryPoints all(groups);
+    const Bytes text(all.text.begin(), all.text.begin() + 16 * 70);
+    for (const EntryPoints::Call& call : all.calls) {
         const auto run = [&] {
-            if ((call.traits & EntryPoints::ciphers) != 0) std::ranges::copy(text, all_.output.begin());
+            if ((call.traits & EntryPoints::ciphers) != 0) std::ranges::copy(text, all.output.begin());
             mark_stack(), call.run();
         };
         const StackUse use = stack_used_by(run);
@@ -323,9 +317,9 @@ TEST_F(Stack, OfEveryEntryPointIsSmallAndWiped) {
         if ((call.traits & EntryPoints::wipes) != 0) expect_wiped_depth(call.name, run);
         Secrets secrets;
         if ((call.traits & EntryPoints::hides) != 0 && call.grp == nullptr) {
-            const Bytes output(all_.output.begin(), all_.output.begin() + 16 * 70);
+            const Bytes output(all.output.begin(), all.output.begin() + 16 * 70);
             const bool decrypts = std::strstr(call.name, "decryption") != nullptr;
-            secrets = Sm4Secrets(all_.sm4.bytes, decrypts ? output : text).secrets;
+            secrets = Sm4Secrets(all.sm4.bytes, decrypts ? output : text).secrets;
             if (!decrypts) add_message(secrets, "text", text);
             if (std::strstr(call.name, "KDF") != nullptr) secrets.add("derived", output);
         }
