@@ -26,7 +26,6 @@ struct Group {
     Points curve;
     Integer b, n, R;
     Point G;
-    mutable std::vector<Point> doubles;  // 2^i G, as far as needed so far
 
     explicit Group(const ECCParameter_st& block) : param(block) {
         std::memset(&grp, 0x55, sizeof grp);
@@ -58,15 +57,7 @@ struct Group {
     bool contains(const Point& A) const {
         return curve.p != 0 && mod(A.x * A.x * A.x + curve.a * A.x + b - A.y * A.y, curve.p) == 0;
     }
-    Point multiple(const Integer& k) const {
-        if (doubles.empty()) doubles.push_back(G);
-        Point r = infinity;
-        for (std::size_t i = 0; i < mpz_sizeinbase(k.get_mpz_t(), 2); ++i) {
-            if (i == doubles.size()) doubles.push_back(curve.sum(doubles.back(), doubles.back()));
-            if (mpz_tstbit(k.get_mpz_t(), i) != 0) r = curve.sum(r, doubles[i]);
-        }
-        return r;
-    }
+    Point multiple(const Integer& k) const { return curve.multiple(k, G); }
     Point multiple(const Integer& s, const Integer& t, const Point& A) const {
         return curve.sum(multiple(s), curve.multiple(t, A));
     }

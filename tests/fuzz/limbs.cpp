@@ -60,8 +60,7 @@ void check_any_modulus(const Integer& m, const Operands& o) {
     u256::invert_two(first.w, inversion, second.w, inversion);
     require(value_of(alone) == value_of(first), "two inversions at once");
     if (gcd(o.a, m) == 1) require(value_of(alone) == mod(o.e * inverse(o.a, m), m), "an inverse");
-    require(o.a != 0 || value_of(alone) == 0, "the inverse of 0");
-    require(value_of(alone) < m, "an inverse is a residue");
+    require(value_of(alone) < m && (o.a != 0 || value_of(alone) == 0), "an inverse is a residue, that of 0 is 0");
 }
 
 void check(const Integer& m, const Operands& any) {

@@ -73,9 +73,8 @@ inline std::vector<Integer> edges(const Integer& m) {
         }
     }
     for (const unsigned bit : {31U, 32U, 63U, 64U, 96U, 127U, 128U, 160U, 191U, 192U, 224U, 252U, 255U}) {
-        r.push_back(power_of_two(bit));
-        r.push_back(power_of_two(bit) - 1);
-        r.push_back(power_of_two(256) - power_of_two(bit));
+        const Integer power = power_of_two(bit);
+        r.insert(r.end(), {power, Integer(power - 1), Integer(power_of_two(256) - power)});
     }
     for (unsigned limbs = 1; limbs < 15; ++limbs) {
         std::uint64_t a[4];
