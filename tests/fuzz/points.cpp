@@ -157,12 +157,13 @@ void run_edges() {
     // The recommended curve on both engines, any other curve, and those of small order.
     for (const std::size_t which : {0U, 6U, 1U, 7U, 8U, 9U}) {
         Group& group = groups()[which];
+        const bool sound = group.sound();
         std::vector<Integer> scalars = edges(group.n);
         // Near the order, where the last digit equals the sum before it, and where the comb adds a point to itself.
-        for (int i = 0; i < 66; ++i) scalars.push_back(group.sound() ? Integer(group.n - i) : Integer(i));
+        for (int i = 0; i < 66; ++i) scalars.push_back(sound ? Integer(group.n - i) : Integer(i));
         for (const int comb : {30, -30}) scalars.push_back(mod(Integer(comb) << 252, group.n));
         const Point any = group.multiple(7);
-        for (const Integer& k : scalars) check_multiples(group, k, any, group.sound() ? group.n : Integer(1), k);
+        for (const Integer& k : scalars) check_multiples(group, k, any, sound ? group.n : Integer(1), k);
         if (which != 0) continue;
         // A = [d]G: the running sums of the two scalars meet for small d, and the sum is infinity for s = -t d.
         for (const int d : {1, 2, 3, -1, -2, -6}) {
