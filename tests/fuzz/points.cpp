@@ -1,5 +1,5 @@
-// Points and their multiples: the exported routines, what the schemes call, and every kernel of both engines, on all
-// kinds of curves, against sums of affine points.
+// Points and their multiples: the exported routines and every kernel of both engines, on all kinds of curves, against
+// sums of affine points.
 #include "ec/limbs.hpp"
 #include "ecp256/kernels.hpp"
 #include "fuzz/groups.hpp"
