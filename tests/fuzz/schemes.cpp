@@ -386,6 +386,10 @@ namespace {
 void check_rare_draws(const Group& sound) {
     const Subject x = {sound, true, true, 7, sound.multiple(7)};
     const Bytes pub = xy_of(x.P);
+    for (const Bytes& half : {be32(sound.n), be32(sound.n - 1)}) {
+        verify(x, be32(3), pub, joined({half, be32(5)}));
+        verify(x, be32(3), pub, joined({be32(5), half}));
+    }
     // A key stream of one byte, which is zero.
     Integer k = 1;
     while (openssl_kdf(xy_of(sound.multiple(7 * k)), 1)[0] != 0) ++k;
