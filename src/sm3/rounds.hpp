@@ -9,23 +9,13 @@
 namespace ulmaro::sm3 {
 
 constexpr std::uint32_t p0(std::uint32_t x) noexcept { return x ^ rotl32(x, 9) ^ rotl32(x, 17); }
-constexpr std::uint32_t p1(std::uint32_t x) noexcept { return x ^ rotl32(x, 15) ^ rotl32(x, 23); }
+/// x ^ (x <<< 15) ^ (x <<< 23)
+constexpr std::uint32_t p1(std::uint32_t x) noexcept { return x ^ rotl32(x ^ rotl32(x, 8), 15); }
 
 /// W_j from W_(j-16), W_(j-13), W_(j-9), W_(j-6), W_(j-3).
 constexpr std::uint32_t expand(std::uint32_t w16, std::uint32_t w13, std::uint32_t w9, std::uint32_t w6,
                                std::uint32_t w3) noexcept {
     return p1(w16 ^ w9 ^ rotl32(w3, 15)) ^ rotl32(w13, 7) ^ w6;
-}
-
-/// FF_j and GG_j of the rounds below 16 and from 16 on. The later ones are written without a chain of three
-/// dependent operations on the newest word.
-template <bool early>
-constexpr std::uint32_t ff(std::uint32_t x, std::uint32_t y, std::uint32_t z) noexcept {
-    return early ? x ^ (y ^ z) : (x & (y | z)) | (y & z);
-}
-template <bool early>
-constexpr std::uint32_t gg(std::uint32_t x, std::uint32_t y, std::uint32_t z) noexcept {
-    return early ? x ^ (y ^ z) : ((y ^ z) & x) ^ z;
 }
 
 /// One round in place. Instead of moving eight registers the caller renames them: what the standard calls A..H is
@@ -36,8 +26,17 @@ template <bool early>
                                          std::uint32_t t, std::uint32_t w, std::uint32_t wp) noexcept {
     const std::uint32_t a12 = rotl32(a, 12);
     const std::uint32_t ss1 = rotl32((a12 + t) + e, 7);
-    const std::uint32_t tt1 = (ff<early>(a, b, c) + (d + wp)) + (ss1 ^ a12);
-    const std::uint32_t tt2 = (gg<early>(e, f, g) + (h + w)) + ss1;
+    std::uint32_t tt1 = d + wp, tt2 = h + w;
+    if constexpr (early) {
+        tt1 += a ^ (b ^ c);
+        tt2 += e ^ (f ^ g);
+    } else {
+        tt1 += b & c;
+        tt1 += (b ^ c) & a;  // the two have no bit in common
+        tt2 += ((f ^ g) & e) ^ g;
+    }
+    tt1 += ss1 ^ a12;
+    tt2 += ss1;
     b = rotl32(b, 9);
     d = tt1;
     f = rotl32(f, 19);
