@@ -40,7 +40,7 @@ int SMS4_KEY_INIT(const unsigned char* key, int keyLen, unsigned int* rk, int rk
     if (key == nullptr || keyLen < 16 || rk == nullptr || rkLen < ULMARO_SM4_SCHEDULE_WORDS) return -1;
     // The words of the key stand where the schedule will, and have no copy to wipe.
     std::memmove(rk, key, 16);
-    for (int i = 0; i < 4; ++i) rk[i] = __builtin_bswap32(rk[i]);
+    for (int i = 0; i < 4; ++i) rk[i] = load_be32(reinterpret_cast<const unsigned char*>(rk + i));
     KEY_EXPAND(rk, rk);
     return 1;
 }
