@@ -41,7 +41,7 @@ quietly() {
 project_version() { sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' CMakeLists.txt; }
 
 build_packages="cmake g++ ninja-build python3 libcli11-dev libmbedtls-dev"
-test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev valgrind mypy doxygen mandoc bsdextrautils strace"
+test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev valgrind mypy doxygen mandoc bsdextrautils strace qemu-user"
 arm_packages="g++-aarch64-linux-gnu qemu-user"
 lint_packages="clang clang-format clang-tidy shellcheck"
 fuzz_packages="clang libclang-rt-dev llvm libssl-dev libgmp-dev"
