@@ -87,7 +87,7 @@ CONFIGURATIONS = {
         "gfni512": Stepped(f"gfni {AVX512}", "0,1", {"SM3": "x86-avx512-wide", "SM4": "x86-gfni512"},
                            ("SM3", "SM2_KDF", "SM4")),
         "gfni256": Stepped("gfni avx2", "10000,1", {"SM4": "x86-gfni256"}, ("SM4",)),
-        "avx512": Stepped(AVX512, "0,0", {"SM3": "x86-avx512"}, ("SM3",)),
+        "avx512": Stepped(AVX512, "0,0", {"SM3": "x86-avx512"}, ("SM3", "SM2_KDF_ALGRITRHM, 609 bytes from 64")),
     },
     "aarch64": {
         "sm4": Emulated("max,pauth-impdef=on", {"SM2": "arm-base", "SM3": "arm-sm3", "SM4": "arm-sm4"}),
