@@ -59,6 +59,7 @@ extern "C" int rand() noexcept { return draw[31 - drawn_bytes++ % 32]; }
 extern "C" void srand(unsigned) noexcept {}
 extern "C" std::time_t time(std::time_t*) noexcept { return 0; }
 extern "C" ssize_t getrandom(void* to, std::size_t size, unsigned) {
+    if (size != sizeof draw) std::abort();
     std::ranges::reverse_copy(draw, static_cast<unsigned char*>(to));
     return static_cast<ssize_t>(size);
 }
