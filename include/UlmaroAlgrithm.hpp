@@ -8,7 +8,8 @@
  * - **Errors** are all thrown as ::ulmaro::algrithm::Error: an impossible length, a key or curve that allows no
  *   operation, a ciphertext or a padding that is refused. They are exceptions because constructors can fail, because
  *   the C entry points already report lack of memory (`std::bad_alloc`) that way, and because a refusal that nobody
- *   checks must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`.
+ *   checks must not pass for success. Whether a signature is valid is an answer, not an error: a `bool`. Code that must
+ *   not see an exception calls through attempt().
  * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. Byte
  *   strings that a call returns are the caller's to wipe.
  * - **After a move**, a private key is zero, which every call refuses; a stream is empty; a ciphertext is 100 zero
@@ -21,16 +22,21 @@
 #ifndef ULMARO_ALGRITHM_HPP
 #define ULMARO_ALGRITHM_HPP
 
+#include <errno.h>
 #include <string.h>
+#include <sys/random.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <climits>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -40,8 +46,33 @@
 
 namespace ulmaro::algrithm {
 
-/// A byte string of the caller's, read only.
-using View = std::span<const unsigned char>;
+/// A byte string of the caller's, read only; as short-lived as a span. Spans, arrays and vectors of `unsigned char` or
+/// `std::byte`, strings and string literals (without their NUL) convert to it.
+class View : public std::span<const unsigned char> {
+public:
+    /// No bytes.
+    constexpr View() noexcept = default;
+    /// `size` bytes from `data` on.
+    constexpr View(const unsigned char* data, std::size_t size) noexcept : span(data, size) {}
+    /// Bytes.
+    template <class Range>
+    requires std::convertible_to<Range&&, std::span<const unsigned char>>
+    constexpr View(Range&& bytes) noexcept : span(std::span<const unsigned char>(bytes)) {}
+    /// The same as `std::byte`.
+    template <class Range>
+    requires std::convertible_to<Range&&, std::span<const std::byte>> View(Range&& bytes)
+    noexcept : View(of(std::span<const std::byte>(bytes))) {}
+    /// The bytes of a text.
+    template <class Text>
+    requires std::convertible_to<const Text&, std::string_view> View(const Text& text)
+    noexcept : View(of(std::string_view(text))) {}
+
+private:
+    template <class Source>
+    static View of(const Source& source) noexcept {
+        return {reinterpret_cast<const unsigned char*>(source.data()), source.size()};
+    }
+};
 /// A byte string that a call returns.
 using Bytes = std::vector<unsigned char>;
 
@@ -64,9 +95,7 @@ class Curve;
 /// @endcond
 
 /// The bytes of a text, which must outlive the view.
-inline View bytes_of(std::string_view text) noexcept {
-    return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
-}
+inline View bytes_of(std::string_view text) noexcept { return text; }
 
 /// The user identity where no other is agreed on; GM/T 0009.
 inline constexpr std::string_view default_user_id = "1234567812345678";
@@ -74,6 +103,31 @@ inline constexpr std::string_view default_user_id = "1234567812345678";
 /// The longest message that SM2 encrypts here, in bytes. C3 is the digest of the message and 64 more bytes, and the C
 /// entry points make the standard's digest only below 2^29 bytes.
 inline constexpr std::size_t max_message_size = (std::size_t{1} << 29) - 65;
+
+/// The result of work(), or none when it threw an Error, whose words are then put into `why` if that is given. For code
+/// that handles no exceptions: `if (const auto key = attempt([&] { return curve.generate(); })) ...`. Work that
+/// returns nothing gives a bool. Lack of memory still throws. A program built without exceptions at all uses the C
+/// header.
+template <class Work>
+[[nodiscard]] auto attempt(Work&& work, std::string* why = nullptr) {
+    using Result = std::invoke_result_t<Work>;
+    constexpr bool returns = !std::is_void_v<Result>;
+    try {
+        if constexpr (returns) {
+            return std::optional<Result>(std::forward<Work>(work)());
+        } else {
+            std::forward<Work>(work)();
+            return true;
+        }
+    } catch (const Error& error) {
+        if (why != nullptr) *why = error.what();
+        if constexpr (returns) {
+            return std::optional<Result>();
+        } else {
+            return false;
+        }
+    }
+}
 
 /// @cond
 namespace detail {
@@ -99,7 +153,11 @@ struct Wiped {
         return *this;
     }
     ~Wiped() { wipe(); }
-    void wipe() noexcept { explicit_bzero(&value, sizeof value); }
+    void wipe() noexcept {
+        void* record = &value;
+        asm("" : "+r"(record));  // g++ 12 takes it for the record's first member, and warns
+        explicit_bzero(record, sizeof value);
+    }
 };
 
 /// The C entry points count in `int`. A multiple of every block size, far below the largest `int` and yet long enough
@@ -110,6 +168,30 @@ inline constexpr std::size_t piece = std::size_t{1} << 20;
 template <class Work>
 void in_pieces(std::size_t size, Work&& work) {
     for (std::size_t at = 0; at < size; at += piece) work(at, static_cast<int>(std::min(piece, size - at)));
+}
+
+inline std::uint64_t load_be64(const unsigned char* from) noexcept {
+    std::uint64_t value;
+    memcpy(&value, from, sizeof value);
+    return __builtin_bswap64(value);
+}
+
+inline void store_be64(unsigned char* to, std::uint64_t value) noexcept {
+    value = __builtin_bswap64(value);
+    memcpy(to, &value, sizeof value);
+}
+
+/// to = a + b over GF(2), for n bytes; to may be a.
+inline void add_bytes(unsigned char* to, const unsigned char* a, const unsigned char* b, std::size_t n) noexcept {
+    std::size_t i = 0;
+    for (; n - i >= 8; i += 8) {
+        std::uint64_t x, y;
+        memcpy(&x, a + i, 8);
+        memcpy(&y, b + i, 8);
+        x ^= y;
+        memcpy(to + i, &x, 8);
+    }
+    for (; i < n; ++i) to[i] = a[i] ^ b[i];
 }
 
 inline bool all_zero(View bytes) noexcept {
@@ -286,9 +368,13 @@ public:
     /// The digest of what was absorbed; the stream is empty afterwards.
     [[nodiscard]] Digest finish() {
         std::array<unsigned char, 32> digest;
+        finish(digest);
+        return Digest(digest);
+    }
+    /// The same into memory of the caller's, for example one that wipes itself.
+    void finish(std::span<unsigned char, 32> digest) {
         ulmaro_sm3_finish(&state_.value.context, state_.value.length, digest.data());
         restart();
-        return Digest(digest);
     }
     /// The digest of one byte string.
     [[nodiscard]] static Digest hash(View bytes) { return Sm3().update(bytes).finish(); }
@@ -305,6 +391,109 @@ private:
     };
     detail::Wiped<State> state_;
 };
+
+/// Whether two byte strings are equal, in a time that depends on nothing but their lengths.
+[[nodiscard]] inline bool equal_in_constant_time(View a, View b) noexcept {
+    if (a.size() != b.size()) return false;
+    unsigned int difference = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        difference |= a[i] ^ b[i];
+        asm("" : "+r"(difference));  // or the compiler may stop at the first difference
+    }
+    return difference == 0;
+}
+
+/// Fills `out` with random bytes of the kernel's generator, whichever library is linked; blocks until that is seeded.
+/// @throws Error when the kernel gives none.
+inline void random_bytes(std::span<unsigned char> out) {
+    while (!out.empty()) {
+        const ssize_t n = getrandom(out.data(), out.size(), 0);
+        detail::require(n > 0 || (n < 0 && errno == EINTR), "the kernel gives no random bytes");
+        if (n > 0) out = out.subspan(static_cast<std::size_t>(n));
+    }
+}
+
+/// Keys, nonces and salts: `random_bytes<16>()`.
+template <std::size_t Size>
+[[nodiscard]] std::array<unsigned char, Size> random_bytes() {
+    std::array<unsigned char, Size> bytes;
+    random_bytes(bytes);
+    return bytes;
+}
+
+/// A stream under HMAC with SM3, a digest that only holders of the key can make; RFC 2104, GB/T 15852.2. Wiped when
+/// destroyed.
+class HmacSm3 {
+public:
+    /// A key of any length; one of 32 bytes is as strong as any longer one.
+    explicit HmacSm3(View key) {
+        detail::Wiped<std::array<unsigned char, ULMARO_SM3_BLOCK_BYTES>> block;
+        if (key.size() > block.value.size()) {
+            std::ranges::copy(Sm3::hash(key).bytes(), block.value.begin());
+        } else {
+            std::ranges::copy(key, block.value.begin());
+        }
+        for (auto& byte : block.value) byte ^= 0x36;
+        inner_.update(block.value);
+        for (auto& byte : block.value) byte ^= 0x36 ^ 0x5c;
+        outer_.update(block.value);
+        stream_ = inner_;
+    }
+
+    /// Absorbs bytes.
+    HmacSm3& update(View bytes) {
+        stream_.update(bytes);
+        return *this;
+    }
+    /// The tag of what was absorbed. The stream is empty afterwards, with the same key.
+    [[nodiscard]] Digest finish() {
+        std::array<unsigned char, 32> tag;
+        finish(tag);
+        return Digest(tag);
+    }
+    /// The same into memory of the caller's, for example one that wipes itself.
+    void finish(std::span<unsigned char, 32> tag) {
+        stream_.finish(tag);
+        stream_ = outer_;
+        stream_.update(tag).finish(tag);
+        stream_ = inner_;
+    }
+    /// Like finish(), and whether the tag begins with these 16 to 32 bytes: compares in constant time, which `==` does
+    /// not. @throws Error when the number of bytes is another.
+    [[nodiscard]] bool verify(View tag) {
+        detail::require(tag.size() >= 16 && tag.size() <= 32, "an HMAC tag has 16 to 32 bytes");
+        return equal_in_constant_time(tag, finish().bytes().first(tag.size()));
+    }
+    /// The tag of one byte string.
+    [[nodiscard]] static Digest tag(View key, View bytes) { return HmacSm3(key).update(bytes).finish(); }
+
+private:
+    Sm3 inner_, outer_, stream_;
+};
+
+/// Fills `out` with keys from a passphrase: PBKDF2 (RFC 8018 clause 5.2) with HMAC-SM3. Takes as many steps as there
+/// are iterations for every 32 bytes, to make guessing expensive; choose at least 100,000, and a random salt of 16
+/// bytes.
+/// @throws Error when there are no iterations, or `out` has more than 2^32 - 1 times 32 bytes.
+inline void derive_key_from_passphrase(View passphrase, View salt, unsigned iterations, std::span<unsigned char> out) {
+    detail::require(iterations > 0 && (out.size() + 31) / 32 <= UINT32_MAX, "no key can be derived like this");
+    HmacSm3 mac(passphrase);
+    for (std::uint32_t block = 1; !out.empty(); ++block) {
+        const std::array<unsigned char, 4> number{
+            static_cast<unsigned char>(block >> 24), static_cast<unsigned char>(block >> 16),
+            static_cast<unsigned char>(block >> 8), static_cast<unsigned char>(block)};
+        detail::Wiped<std::array<unsigned char, 32>> step;
+        mac.update(salt).update(number).finish(step.value);
+        auto sum = step;
+        for (unsigned i = 1; i < iterations; ++i) {
+            mac.update(step.value).finish(step.value);
+            for (std::size_t j = 0; j < 32; ++j) sum.value[j] ^= step.value[j];
+        }
+        const std::size_t n = std::min<std::size_t>(32, out.size());
+        std::copy_n(sum.value.begin(), n, out.begin());
+        out = out.subspan(n);
+    }
+}
 
 /// Fills `out` from a shared secret, which it may overlap; GM/T 0003.4 clause 5.4.3. @throws Error when the secret is
 /// longer than 2^29 - 5 bytes, beyond which the C entry point's digests are not the standard's, or `out` than 2^31 - 1.
@@ -509,6 +698,31 @@ public:
             SM4_X_CBC_DE_MODE(in.data() + at, size, schedule(), chain.data(), out.data() + at);
             chain = next;
         });
+    }
+
+    /// Counter mode, both directions: adds the encrypted counter blocks to the message, which may have any length.
+    /// `counter` is the first of them, a big-endian number that counts modulo 2^128 and carries over from piece to
+    /// piece of a stream; all pieces but the last must be whole blocks. Two messages must never meet the same counter
+    /// block under the same key: with both, anyone learns their difference. Not authenticated; see HmacSm3.
+    void ctr(Iv& counter, View in, std::span<unsigned char> out) const {
+        detail::require(schedule_.value.expanded, "this SM4 key has been moved from");
+        detail::require(in.size() == out.size(), "input and output of different lengths");
+        std::uint64_t high = detail::load_be64(counter.data()), low = detail::load_be64(counter.data() + 8);
+        detail::Wiped<std::array<unsigned char, 256 * block_size>> wiped;
+        unsigned char* const stream = wiped.value.data();
+        for (std::size_t at = 0; at < in.size(); at += sizeof wiped.value) {
+            const std::size_t n = std::min(sizeof wiped.value, in.size() - at);
+            const std::size_t padded = (n + block_size - 1) / block_size * block_size;
+            for (std::size_t i = 0; i < padded; i += block_size) {
+                detail::store_be64(stream + i, high);
+                detail::store_be64(stream + i + 8, low);
+                if (++low == 0) ++high;
+            }
+            SM4_X_ECB_EN_MODE(stream, static_cast<int>(padded), schedule(), stream);
+            detail::add_bytes(out.data() + at, in.data() + at, stream, n);
+        }
+        detail::store_be64(counter.data(), high);
+        detail::store_be64(counter.data() + 8, low);
     }
 
     /// CBC with PKCS#7 padding: 1 to 16 bytes longer than the message.

@@ -1,5 +1,7 @@
 // The C++ header over a shared library: published vectors, agreement with the C entry points, and what it refuses.
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
 
 #include <memory>
 #include <string>
@@ -310,6 +312,83 @@ TEST(ConvenienceSm4, PaddingIsPutOnAndOnlyTheRightOneTakenOff) {
     }
 }
 
+struct {
+    const char *key, *message, *tag;
+    bool valid;
+} constexpr known_tags[] = {
+#include "vectors/hmac_sm3.inc"
+};
+
+TEST(ConvenienceHmac, PublishedTags) {
+    for (const auto& known : known_tags) {
+        HmacSm3 mac(from_hex(known.key));
+        EXPECT_EQ(mac.update(from_hex(known.message)).verify(from_hex(known.tag)), known.valid) << known.tag;
+    }
+    for (const std::size_t size : {0U, 15U, 33U}) EXPECT_REFUSED(HmacSm3("key").verify(pattern(size))) << size;
+}
+
+TEST(ConvenienceHmac, AgreesWithOpenssl) {
+    for (const std::size_t size : {1U, 55U, 63U, 64U, 65U, 128U, 1000U}) {
+        const Bytes key = random_looking(size, 1), message = random_looking(2 * size, 2);
+        Bytes tag(32), derived(size), expected(size);
+        HMAC(EVP_sm3(), key.data(), static_cast<int>(size), message.data(), message.size(), tag.data(), nullptr);
+        HmacSm3 mac(key);
+        for (int again = 0; again < 2; ++again) {
+            mac.update(View(message).first(size)).update(View(message).subspan(size));
+            EXPECT_EQ(to_hex(mac.finish().bytes()), to_hex(tag)) << size << ' ' << again;
+        }
+        const auto salt = View(message).first(std::min<std::size_t>(16, message.size()));
+        PKCS5_PBKDF2_HMAC(reinterpret_cast<const char*>(key.data()), static_cast<int>(size), salt.data(),
+                          static_cast<int>(salt.size()), 3, EVP_sm3(), static_cast<int>(size), expected.data());
+        derive_key_from_passphrase(key, salt, 3, derived);
+        EXPECT_EQ(to_hex(derived), to_hex(expected)) << size;
+    }
+    EXPECT_REFUSED(derive_key_from_passphrase("passphrase", "salt", 0, {}));
+}
+
+TEST(ConvenienceSm4, CounterModeAgreesWithOpenssl) {
+    const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> peer(EVP_CIPHER_CTX_new(),
+                                                                               EVP_CIPHER_CTX_free);
+    const Sm4 key(sample_key);
+    for (const char* first :
+         {"00112233445566778899aabbccddeeff", "0000000000000000fffffffffffffffe", "ffffffffffffffffffffffffffffff80"}) {
+        for (const std::size_t size : {0U, 1U, 16U, 31U, 4096U, 4097U, 20000U}) {
+            const Bytes message = random_looking(size, size);
+            Bytes expected(size), whole(size), pieces = message;
+            int n = 0;
+            EVP_EncryptInit_ex(peer.get(), EVP_sm4_ctr(), nullptr, sample_key.data(), from_hex(first).data());
+            EVP_EncryptUpdate(peer.get(), expected.data(), &n, message.data(), static_cast<int>(size));
+            Sm4::Iv counter = record<Sm4::Iv>(first), other = counter;
+            key.ctr(counter, message, whole);
+            for (std::size_t at = 0; at < size; at += 48) {
+                const auto piece = std::span(pieces).subspan(at, std::min<std::size_t>(48, size - at));
+                key.ctr(other, piece, piece);
+            }
+            EXPECT_EQ(whole, expected) << first << ' ' << size;
+            EXPECT_EQ(pieces, expected) << first << ' ' << size;
+            EXPECT_EQ(counter, other);
+        }
+    }
+    Bytes two(2), three(3);
+    Sm4::Iv counter{};
+    EXPECT_REFUSED(key.ctr(counter, two, three));
+}
+
+TEST(Convenience, ViewsRandomBytesAndCodeWithoutExceptions) {
+    const std::array<std::byte, 3> bytes{std::byte{'a'}, std::byte{'b'}, std::byte{'c'}};
+    for (const Digest& digest : {Sm3::hash(bytes), Sm3::hash(std::string("abc")), Sm3::hash(from_hex("616263"))})
+        EXPECT_EQ(digest, Sm3::hash("abc"));
+    EXPECT_NE(random_bytes<32>(), random_bytes<32>());
+    EXPECT_TRUE(equal_in_constant_time("abc", "abc"));
+    for (const char* other : {"abd", "bbc", "ab", ""}) EXPECT_FALSE(equal_in_constant_time("abc", other)) << other;
+    std::string why;
+    EXPECT_EQ(attempt([] { return Digest::from(pattern(31)); }, &why), std::nullopt);
+    EXPECT_EQ(why, "wrong length of a key, signature or digest");
+    EXPECT_EQ(attempt([] { return 7; }), 7);
+    EXPECT_TRUE(attempt([] {}));
+    EXPECT_FALSE(attempt([] { throw Error("refused"); }));
+}
+
 template <class Object>
 void expect_wiped(Object object) {
     alignas(Object) static std::array<unsigned char, sizeof(Object)> room;
@@ -323,6 +402,8 @@ TEST(Convenience, SecretsAreWiped) {
     expect_wiped(Sm4(sample_key));
     Sm3 stream;
     expect_wiped(stream.update(from_hex(d_hex)));
+    HmacSm3 mac(from_hex(d_hex));
+    expect_wiped(mac.update(from_hex(d_hex)));
 }
 
 /// By construction and by assignment. NOLINTBEGIN(bugprone-use-after-move): what is left is promised.
