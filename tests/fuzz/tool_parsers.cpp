@@ -35,7 +35,7 @@ namespace ulmaro::fuzz {
 namespace {
 
 using namespace tool;
-using View = std::span<const unsigned char>;
+using algrithm::View;
 
 std::string_view text_of(View bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
@@ -52,11 +52,11 @@ bool accepted(const std::function<void()>& read) {
 
 void check_key(View content) {
     const Bytes passphrase = {'p', 'a', 's', 's'};
-    const auto ask = [&] { return copy_of(passphrase); };
+    const auto ask = [&] { return SecretBuffer::copy_of(passphrase); };
     const auto read = [&](View bytes, tool::Key& key) { return accepted([&] { read_key(bytes, ask, key); }); };
     tool::Key key;
     if (!read(content, key)) return;
-    require(curve().contains(key.point) && (!key.secret || usable(*key.secret)), "an accepted key is usable");
+    require(curve().contains(key.point) && (!key.secret || curve().public_key(*key.secret) == key.point), "an accepted key is usable");
     const auto check = [&](const SecretBuffer& written, bool with_secret) {
         tool::Key again;
         require(read(written.span(), again) && again.secret.has_value() == with_secret, "a written key is read");

@@ -44,7 +44,7 @@ FORMATS=(der raw c1c3c2 c1c2c3 c1c3c2-bare c1c2c3-bare)
       u convert ciphertext --from raw --to "$format" -i record | cmp - file
     else
       refuses 1 u convert ciphertext --from "$format" --to raw -i file -o out
-      [ "$stderr" = "ulmaro: file: $message" ]
+      [ "$stderr" = "ulmaro: file: $message (tried as bytes, hexadecimal digits and base64)" ]
     fi
   done < <(vectors ciphertexts.txt)
   only_files record file

@@ -116,6 +116,52 @@ load common
   not ls out
 }
 
+@test "keys and certificates of another program are read, and nothing else in them is judged" {
+  cp "$BATS_TEST_DIRNAME"/../vectors/foreign/* .
+  echo 1234 >pw
+  u pubkey -k key-encrypted.pem --passphrase-file pw | cmp - public.pem
+  u decrypt -k key-encrypted.pem --passphrase-file pw -i message.enc | cmp - message
+  for kind in certificate request; do
+    run --separate-stderr u verify -k $kind.pem -i message -s message.sig
+    [ "$output" = "The signature is valid." ]
+    [ "$stderr" = "ulmaro: note: only the key of this $kind is used; nothing else in it is checked" ]
+    openssl asn1parse -in $kind.pem -out der -noout
+    u pubkey -k der 2>/dev/null | cmp - public.pem
+  done
+  u verify -k public.pem -i message -s message-other-id.sig --id sender@example.com
+}
+
+@test "what is not PEM may be hexadecimal digits or base64" {
+  u keygen -o key --pub pub
+  echo text >message
+  u sign -k key -i message -o signature
+  u encrypt -k pub -i message -o sealed
+  u convert key -i key --to der -o der
+  for form in 'od -An -v -tx1' base64; do
+    $form <der | u pubkey -k - | cmp - pub
+    $form <signature | u verify -k pub -i message -s -
+    $form <sealed | u decrypt -k key | cmp - message
+  done
+}
+
+@test "keys are sealed with SM4 too, under either digest" {
+  printf 'pass phrase\n' >pw
+  echo wrong >wrong
+  u keygen -o sealed --passphrase-file pw --cipher sm4
+  u convert key -i sealed --passphrase-file pw --to pem -o plain
+  u convert key -i plain --to der --new-passphrase-file pw --cipher sm4 -o der
+  openssl asn1parse -inform DER -in der >parsed
+  for oid in PBKDF2 1.2.156.10197.1.401.2 sm4-cbc; do grep -q "OBJECT *:$oid$" parsed; done
+  u convert key -i der --to pem --passphrase-file pw | cmp - plain
+  openssl pkcs8 -topk8 -in plain -v2 sm4-cbc -iter 1000 -passout file:pw |
+    u convert key --to pem --passphrase-file pw | cmp - plain
+  refuses 1 u pubkey -k sealed --passphrase-file wrong
+  [[ $stderr == *"wrong passphrase"* ]]
+  openssl ec -in plain -sm4-cbc -passout file:pw -out old 2>/dev/null
+  refuses 1 u pubkey -k old --passphrase-file pw
+  [[ $stderr == *"headers of PEM"* ]]
+}
+
 @test "passphrase files are read as openssl reads them, or refused" {
   u keygen -o plain
   a1023=$(printf 'a%.0s' {1..1023})

@@ -48,7 +48,7 @@ S=b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa
       echo "$raw" | u convert signature --from hex --to raw | u convert signature --from raw --to der | cmp - file
     else
       refuses 1 u convert signature --from der --to raw -i file -o out
-      [ "$stderr" = "ulmaro: file: $raw" ]
+      [ "$stderr" = "ulmaro: file: $raw (tried as bytes, hexadecimal digits and base64)" ]
     fi
   done < <(vectors signatures.txt)
   only_files file

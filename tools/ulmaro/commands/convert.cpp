@@ -24,7 +24,7 @@ void add_files(CLI::App& sub, Files& files) {
 /// Reads one format and writes another, by way of a Value.
 template <typename Format, typename Value>
 void add_pair(CLI::App& convert, const char* name, const char* help, const std::map<std::string, Format>& formats,
-              Value (*read)(std::span<const unsigned char>, Format), SecretBuffer (*write)(const Value&, Format)) {
+              Value (*read)(algrithm::View, Format), SecretBuffer (*write)(const Value&, Format)) {
     struct Options {
         Files files;
         Format from{};
@@ -52,6 +52,7 @@ struct KeyConversion {
     std::optional<std::string> passphrase_file;
     bool new_passphrase = false;
     std::optional<std::string> new_passphrase_file;
+    SealingCipher cipher = SealingCipher::aes;
 };
 
 void convert_key(const KeyConversion& o) {
@@ -70,7 +71,7 @@ void convert_key(const KeyConversion& o) {
     }
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.new_passphrase_file, "New passphrase", true);
-    write_whole(o.files.output, write_private_key(key, o.to, passphrase.span()).span(), Access::key);
+    write_whole(o.files.output, write_private_key(key, o.to, passphrase.span(), o.cipher).span(), Access::key);
 }
 
 void add_key(CLI::App& convert) {
@@ -83,6 +84,7 @@ void add_key(CLI::App& convert) {
     cli::option(sub, "--passphrase-file", o->passphrase_file, "File whose first line is the input's passphrase");
     cli::flag(sub, "--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
     cli::option(sub, "--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
+    add_cipher_option(sub, o->cipher);
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ struct Options {
     KeyFormat format = KeyFormat::pem;
     bool passphrase = false;
     std::optional<std::string> passphrase_file;
+    SealingCipher cipher = SealingCipher::aes;
     bool force = false;
 };
 
@@ -38,7 +39,7 @@ void run(const Options& o) {
     algrithm::KeyPair pair = curve().generate();
     const Key key{pair.public_key, std::move(pair.private_key)};
     // Both are written before either appears, so that a full disk leaves neither; and the private key appears first.
-    private_file.write(write_private_key(key, o.format, passphrase.span()).span());
+    private_file.write(write_private_key(key, o.format, passphrase.span(), o.cipher).span());
     if (public_file) public_file->write(write_public_key(key.point, o.format).span());
     private_file.commit();
     if (public_file) public_file->commit();
@@ -55,6 +56,7 @@ void add_keygen(CLI::App& app) {
     cli::choice(sub, "-f,--format", o->format, key_format_names, "The default is pem");
     cli::flag(sub, "-p,--passphrase", o->passphrase, "Encrypt the private key; asks for the passphrase");
     cli::option(sub, "--passphrase-file", o->passphrase_file, "Encrypt it under the first line of this file");
+    add_cipher_option(sub, o->cipher);
     cli::flag(sub, "--force", o->force, "Replace existing files");
 }
 

@@ -15,6 +15,9 @@ namespace {
 
 constexpr std::size_t largest_key_file = 64U << 10;
 
+const std::map<std::string, SealingCipher> sealing_cipher_names{{"aes", SealingCipher::aes},
+                                                                {"sm4", SealingCipher::sm4}};
+
 }  // namespace
 
 const std::map<std::string, KeyFormat> key_format_names{
@@ -47,6 +50,11 @@ void keep_input(const std::string& output, std::initializer_list<std::string> in
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help) {
     cli::option(sub, "-k,--key", options.file, help, cli::Need::required);
     cli::option(sub, "--passphrase-file", options.passphrase_file, "File whose first line is the key's passphrase");
+}
+
+void add_cipher_option(CLI::App& sub, SealingCipher& cipher) {
+    cli::choice(sub, "--cipher", cipher, sealing_cipher_names,
+                "For an encrypted key: aes (AES-256, the default) or sm4 (with HMAC-SM3)");
 }
 
 void load_key(const KeyOptions& options, Key& key) {

@@ -20,6 +20,9 @@ struct KeyOptions {
 
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help);
 
+/// --cipher: how a private key is encrypted under a passphrase.
+void add_cipher_option(CLI::App& sub, SealingCipher& cipher);
+
 /// Reads the key; messages name the file.
 void load_key(const KeyOptions& options, Key& key);
 /// The same, and refuses a file without a private key.

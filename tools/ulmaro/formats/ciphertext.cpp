@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "formats/der.hpp"
+#include "support/hex.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -11,12 +11,14 @@ using algrithm::View;
 
 constexpr std::size_t head_bytes = 96;  // C1 and C3
 constexpr std::size_t record_header_bytes = sizeof(Ulmaro_ECC_CIPHER_BLOB);
-constexpr std::size_t der_overhead = 128;
+
+Ciphertext checked(Ciphertext ciphertext) {
+    if (ciphertext.message_size() > max_carried_message) throw FormatError("a ciphertext that is too long");
+    return ciphertext;
+}
 
 Ciphertext assemble(std::span<const unsigned char, 64> point, std::span<const unsigned char, 32> hash, View sealed) {
-    if (sealed.empty()) throw FormatError("a ciphertext of an empty message");
-    if (sealed.size() > max_carried_message) throw FormatError("a ciphertext that is too long");
-    return Ciphertext::from_parts(point, hash, sealed);
+    return checked(Ciphertext::from_parts(point, hash, sealed));
 }
 
 Ciphertext read_record(View bytes) {
@@ -28,20 +30,6 @@ Ciphertext read_record(View bytes) {
     return assemble(bytes.first<64>(), bytes.subspan<64, 32>(), sealed);
 }
 
-Ciphertext read_der(View bytes) {
-    DerReader top(bytes);
-    DerReader parts = top.enter();
-    top.finish();
-    std::array<unsigned char, 64> point;
-    std::ranges::copy(parts.integer(), point.begin());
-    std::ranges::copy(parts.integer(), point.begin() + 32);
-    const View hash = parts.take(der_octet_string);
-    if (hash.size() != 32) throw FormatError("a ciphertext whose hash is not 32 bytes");
-    const View sealed = parts.take(der_octet_string);
-    parts.finish();
-    return assemble(point, hash.first<32>(), sealed);
-}
-
 Ciphertext read_joined(View bytes, bool bare, bool hash_last) {
     if (!bare) {
         if (bytes.empty() || bytes[0] != 4) throw FormatError("a ciphertext that does not begin with 04");
@@ -51,16 +39,6 @@ Ciphertext read_joined(View bytes, bool bare, bool hash_last) {
     const View rest = bytes.subspan(64);
     const View hash = hash_last ? rest.last(32) : rest.first(32);
     return assemble(bytes.first<64>(), hash.first<32>(), rest.subspan(hash_last ? 0 : 32, rest.size() - 32));
-}
-
-SecretBuffer write_der(const Ciphertext& ciphertext) {
-    DerWriter out(der_overhead + ciphertext.message_size());
-    out.element(der_octet_string, ciphertext.c2());
-    out.element(der_octet_string, ciphertext.c3());
-    out.integer(ciphertext.c1().last<32>());
-    out.integer(ciphertext.c1().first<32>());
-    out.wrap(der_sequence, 0);
-    return copy_of(out.bytes());
 }
 
 SecretBuffer write_joined(const Ciphertext& ciphertext, bool bare, bool hash_last) {
@@ -85,14 +63,20 @@ bool has_hash_last(CiphertextFormat format) {
 }  // namespace
 
 Ciphertext read_ciphertext(View bytes, CiphertextFormat format) {
-    if (format == CiphertextFormat::der) return read_der(bytes);
-    if (format == CiphertextFormat::record) return read_record(bytes);
-    return read_joined(bytes, is_bare(format), has_hash_last(format));
+    const std::optional<SecretBuffer> decoded = decoded_text(text_of(bytes));
+    if (decoded) bytes = decoded->span();
+    try {
+        if (format == CiphertextFormat::der) return checked(algrithm::ciphertext_from_der(bytes));
+        if (format == CiphertextFormat::record) return read_record(bytes);
+        return read_joined(bytes, is_bare(format), has_hash_last(format));
+    } catch (const FormatError& error) {
+        throw FormatError(error.what() + std::string(tried_forms));
+    }
 }
 
 SecretBuffer write_ciphertext(const Ciphertext& ciphertext, CiphertextFormat format) {
-    if (format == CiphertextFormat::der) return write_der(ciphertext);
-    if (format == CiphertextFormat::record) return copy_of(ciphertext.bytes());
+    if (format == CiphertextFormat::der) return SecretBuffer::copy_of(algrithm::ciphertext_to_der(ciphertext));
+    if (format == CiphertextFormat::record) return SecretBuffer::copy_of(ciphertext.bytes());
     return write_joined(ciphertext, is_bare(format), has_hash_last(format));
 }
 

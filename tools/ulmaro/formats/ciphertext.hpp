@@ -6,8 +6,6 @@
 //   ...-bare     the same two without the 04
 #pragma once
 
-#include <span>
-
 #include "support/secret.hpp"
 #include "support/sm2.hpp"
 
@@ -16,7 +14,7 @@ namespace ulmaro::tool {
 enum class CiphertextFormat { der, record, c1c3c2, c1c2c3, c1c3c2_bare, c1c2c3_bare };
 
 /// A ciphertext of at least one byte. Throws FormatError.
-Ciphertext read_ciphertext(std::span<const unsigned char> bytes, CiphertextFormat format);
+Ciphertext read_ciphertext(algrithm::View bytes, CiphertextFormat format);
 SecretBuffer write_ciphertext(const Ciphertext& ciphertext, CiphertextFormat format);
 
 }  // namespace ulmaro::tool

@@ -6,43 +6,48 @@
 #include <mbedtls/oid.h>
 #include <mbedtls/pkcs5.h>
 
-#include <array>
+#include <algorithm>
 #include <string_view>
 
 #include "support/error.hpp"
-#include "support/random.hpp"
+#include "support/sm2.hpp"
 
 namespace ulmaro::tool {
 namespace {
 
+using namespace algrithm::der;
+using algrithm::View;
+
 constexpr unsigned new_iterations = 200000;     // about a third of a second
 constexpr unsigned most_iterations = 10000000;  // a hostile file must not keep the machine busy for hours
-constexpr std::size_t block_bytes = 16;
+constexpr std::size_t block_bytes = algrithm::Sm4::block_size;
 
-struct AesOid {
+struct Cipher {
     std::string_view oid;
-    mbedtls_cipher_type_t type;
+    mbedtls_cipher_type_t type;  // none for SM4
 };
 
-constexpr AesOid aes_ciphers[] = {
+constexpr Cipher ciphers[] = {
     {"\x60\x86\x48\x01\x65\x03\x04\x01\x2A", MBEDTLS_CIPHER_AES_256_CBC},
     {"\x60\x86\x48\x01\x65\x03\x04\x01\x16", MBEDTLS_CIPHER_AES_192_CBC},
     {"\x60\x86\x48\x01\x65\x03\x04\x01\x02", MBEDTLS_CIPHER_AES_128_CBC},
+    {"\x2A\x81\x1C\xCF\x55\x01\x68\x02", MBEDTLS_CIPHER_NONE},
 };
+constexpr const Cipher& aes256 = ciphers[0];
+constexpr const Cipher& sm4 = ciphers[3];
 constexpr std::string_view pbes2_oid(MBEDTLS_OID_PKCS5_PBES2);
 constexpr std::string_view pbkdf2_oid(MBEDTLS_OID_PKCS5_PBKDF2);
 constexpr std::string_view hmac_sha256_oid(MBEDTLS_OID_HMAC_SHA256);
+constexpr std::string_view hmac_sm3_oid("\x2A\x81\x1C\xCF\x55\x01\x83\x11\x02");
 
-bool operator==(std::span<const unsigned char> bytes, std::string_view text) {
-    return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()) == text;
-}
+bool operator==(View bytes, std::string_view text) { return std::ranges::equal(bytes, View(text)); }
 
 struct Scheme {
-    mbedtls_md_type_t md = MBEDTLS_MD_SHA256;
-    mbedtls_cipher_type_t cipher = MBEDTLS_CIPHER_AES_256_CBC;
+    mbedtls_md_type_t md = MBEDTLS_MD_NONE;  // none for SM3
+    mbedtls_cipher_type_t cipher = MBEDTLS_CIPHER_NONE;
     unsigned iterations = new_iterations;
-    std::span<const unsigned char> salt;
-    std::span<const unsigned char> iv;
+    View salt;
+    View iv;
 };
 
 class CipherContext {
@@ -69,7 +74,10 @@ private:
     mbedtls_md_context_t context_{};
 };
 
-void derive(const Scheme& scheme, std::span<const unsigned char> passphrase, std::span<unsigned char> key) {
+void derive(const Scheme& scheme, View passphrase, std::span<unsigned char> key) {
+    if (scheme.md == MBEDTLS_MD_NONE) {
+        return algrithm::derive_key_from_passphrase(passphrase, scheme.salt, scheme.iterations, key);
+    }
     MdContext md;
     if (mbedtls_md_setup(md.get(), mbedtls_md_info_from_type(scheme.md), 1) != 0 ||
         mbedtls_pkcs5_pbkdf2_hmac(md.get(), passphrase.data(), passphrase.size(), scheme.salt.data(),
@@ -79,9 +87,30 @@ void derive(const Scheme& scheme, std::span<const unsigned char> passphrase, std
     }
 }
 
-/// False when the padding is wrong, which only decryption can see. The result has at most in.size() + 16 bytes.
-bool crypt(mbedtls_operation_t direction, const Scheme& scheme, std::span<const unsigned char> passphrase,
-           std::span<const unsigned char> in, SecretBuffer& out) {
+/// The three below are false when the padding is wrong, which only decryption can see. The result has at most
+/// in.size() + 16 bytes.
+bool crypt_sm4(mbedtls_operation_t direction, const Scheme& scheme, View passphrase, View in, SecretBuffer& out) {
+    SecretBuffer key(algrithm::Sm4::block_size);
+    derive(scheme, passphrase, key.span());
+    const algrithm::Sm4 cipher(key.span().first<algrithm::Sm4::block_size>());
+    algrithm::Sm4::Iv chain;
+    std::ranges::copy(scheme.iv, chain.begin());
+    if (direction == MBEDTLS_ENCRYPT) {
+        out.shrink((in.size() / block_bytes + 1) * block_bytes);
+        std::ranges::fill(out.span(), static_cast<unsigned char>(out.size() - in.size()));
+        std::ranges::copy(in, out.data());
+        cipher.cbc_encrypt(chain, out.span(), out.span());
+        return true;
+    }
+    if (in.empty() || in.size() % block_bytes != 0) return false;
+    out.shrink(in.size());
+    cipher.cbc_decrypt(chain, in, out.span());
+    const std::size_t padding = algrithm::Sm4::padding_of(out.span().last<block_bytes>());
+    out.shrink(in.size() - padding);
+    return padding != 0;
+}
+
+bool crypt_aes(mbedtls_operation_t direction, const Scheme& scheme, View passphrase, View in, SecretBuffer& out) {
     CipherContext cipher;
     if (mbedtls_cipher_setup(cipher.get(), mbedtls_cipher_info_from_type(scheme.cipher)) != 0) {
         throw Failure("the cipher cannot be set up");
@@ -101,10 +130,16 @@ bool crypt(mbedtls_operation_t direction, const Scheme& scheme, std::span<const 
     return true;
 }
 
-mbedtls_md_type_t read_prf(DerReader algorithm) {
-    const auto oid = algorithm.take(der_oid);
-    if (!algorithm.done()) algorithm.take(der_null);
+bool crypt(mbedtls_operation_t direction, const Scheme& scheme, View passphrase, View in, SecretBuffer& out) {
+    const auto with = scheme.cipher == MBEDTLS_CIPHER_NONE ? crypt_sm4 : crypt_aes;
+    return with(direction, scheme, passphrase, in, out);
+}
+
+mbedtls_md_type_t read_prf(Reader algorithm) {
+    const View oid = algorithm.take(oid_tag);
+    if (!algorithm.done()) algorithm.take(null_tag);
     algorithm.finish();
+    if (oid == hmac_sm3_oid) return MBEDTLS_MD_NONE;
     mbedtls_asn1_buf name{};
     name.p = const_cast<unsigned char*>(oid.data());
     name.len = oid.size();
@@ -113,78 +148,80 @@ mbedtls_md_type_t read_prf(DerReader algorithm) {
     return md;
 }
 
-void read_derivation(DerReader algorithm, Scheme& scheme) {
-    if (!(algorithm.take(der_oid) == pbkdf2_oid))
+void read_derivation(Reader algorithm, Scheme& scheme) {
+    if (!(algorithm.take(oid_tag) == pbkdf2_oid))
         throw FormatError("encrypted in an unknown way; only PBKDF2 is supported");
-    DerReader parameters = algorithm.enter();
+    Reader parameters = algorithm.enter();
     algorithm.finish();
-    scheme.salt = parameters.take(der_octet_string);
+    scheme.salt = parameters.take(octet_string_tag);
     scheme.iterations = parameters.small_integer();
     if (scheme.iterations == 0 || scheme.iterations > most_iterations) {
         throw FormatError("encrypted with an unreasonable number of iterations");
     }
-    if (parameters.next_is(der_integer))
+    if (parameters.next_is(integer_tag))
         parameters.small_integer();  // the key length, which follows from the cipher too
     scheme.md = parameters.done() ? MBEDTLS_MD_SHA1 : read_prf(parameters.enter());
     parameters.finish();
 }
 
-void read_cipher(DerReader algorithm, Scheme& scheme) {
-    const auto oid = algorithm.take(der_oid);
-    scheme.iv = algorithm.take(der_octet_string);
+void read_cipher(Reader algorithm, Scheme& scheme) {
+    const View oid = algorithm.take(oid_tag);
+    scheme.iv = algorithm.take(octet_string_tag);
     algorithm.finish();
-    for (const AesOid& aes : aes_ciphers) {
-        if (!(oid == aes.oid) || scheme.iv.size() != block_bytes) continue;
-        scheme.cipher = aes.type;
+    for (const Cipher& cipher : ciphers) {
+        if (!(oid == cipher.oid) || scheme.iv.size() != block_bytes) continue;
+        scheme.cipher = cipher.type;
         return;
     }
-    throw FormatError("encrypted with an unknown cipher; only AES in CBC mode is supported");
+    throw FormatError("encrypted with an unknown cipher; only AES and SM4 in CBC mode are supported");
 }
 
 }  // namespace
 
-void write_encrypted(DerWriter& out, std::span<const unsigned char> plain, std::span<const unsigned char> passphrase) {
-    std::array<unsigned char, 16> salt;
-    std::array<unsigned char, block_bytes> iv;
-    fill_random(salt);
-    fill_random(iv);
+void write_encrypted(Writer& out, View plain, View passphrase, SealingCipher chosen) {
+    const bool with_sm4 = chosen == SealingCipher::sm4;
+    const Cipher& cipher = with_sm4 ? sm4 : aes256;
+    const auto salt = algrithm::random_bytes<16>(), iv = algrithm::random_bytes<block_bytes>();
     Scheme scheme;
+    scheme.md = with_sm4 ? MBEDTLS_MD_NONE : MBEDTLS_MD_SHA256;
+    scheme.cipher = cipher.type;
     scheme.salt = salt;
     scheme.iv = iv;
     SecretBuffer sealed(plain.size() + block_bytes);
     if (!crypt(MBEDTLS_ENCRYPT, scheme, passphrase, plain, sealed)) throw Failure("the key cannot be encrypted");
 
     const std::size_t outer = out.mark();
-    out.element(der_octet_string, sealed.span());
+    out.element(octet_string_tag, sealed.span());
     const std::size_t algorithm = out.mark();
-    out.element(der_octet_string, iv);
-    out.oid(aes_ciphers[0].oid);
-    out.wrap(der_sequence, algorithm);
+    out.element(octet_string_tag, iv);
+    out.oid(cipher.oid);
+    out.wrap(sequence_tag, algorithm);
     const std::size_t derivation = out.mark();
     out.null();
-    out.oid(hmac_sha256_oid);
-    out.wrap(der_sequence, derivation);
-    out.small_integer(static_cast<int>(scheme.iterations));
-    out.element(der_octet_string, salt);
-    out.wrap(der_sequence, derivation);
+    out.oid(with_sm4 ? hmac_sm3_oid : hmac_sha256_oid);
+    out.wrap(sequence_tag, derivation);
+    if (with_sm4) out.small_integer(algrithm::Sm4::block_size);  // the key length: some programs insist on it
+    out.small_integer(scheme.iterations);
+    out.element(octet_string_tag, salt);
+    out.wrap(sequence_tag, derivation);
     out.oid(pbkdf2_oid);
-    out.wrap(der_sequence, derivation);
-    out.wrap(der_sequence, algorithm);
+    out.wrap(sequence_tag, derivation);
+    out.wrap(sequence_tag, algorithm);
     out.oid(pbes2_oid);
-    out.wrap(der_sequence, algorithm);
-    out.wrap(der_sequence, outer);
+    out.wrap(sequence_tag, algorithm);
+    out.wrap(sequence_tag, outer);
 }
 
-SecretBuffer read_encrypted(std::span<const unsigned char> der, std::span<const unsigned char> passphrase) {
-    DerReader top(der);
-    DerReader info = top.enter();
+SecretBuffer read_encrypted(View der, View passphrase) {
+    Reader top(der);
+    Reader info = top.enter();
     top.finish();
-    DerReader algorithm = info.enter();
-    const auto sealed = info.take(der_octet_string);
+    Reader algorithm = info.enter();
+    const auto sealed = info.take(octet_string_tag);
     info.finish();
-    if (!(algorithm.take(der_oid) == pbes2_oid))
+    if (!(algorithm.take(oid_tag) == pbes2_oid))
         throw FormatError("encrypted in an unknown way; only PBES2 is supported");
-    DerReader parameters = algorithm.enter();
+    Reader parameters = algorithm.enter();
     algorithm.finish();
     Scheme scheme;
     read_derivation(parameters.enter(), scheme);

@@ -3,51 +3,30 @@
 #include <algorithm>
 #include <string_view>
 
-#include "formats/der.hpp"
 #include "support/hex.hpp"
 
 namespace ulmaro::tool {
 namespace {
 
-constexpr std::size_t record_bytes = 64;
-constexpr std::size_t room_for_der = 80;
+using algrithm::View;
 
-Signature from_record(std::span<const unsigned char> bytes) {
+constexpr std::size_t record_bytes = 64;
+
+Signature from_record(View bytes) {
     if (bytes.size() != record_bytes) throw FormatError("not a signature record of 64 bytes");
     return Signature(bytes.first<record_bytes>());
 }
 
-Signature from_der(std::span<const unsigned char> bytes) {
-    DerReader top(bytes);
-    DerReader pair = top.enter();
-    top.finish();
-    std::array<unsigned char, record_bytes> record;
-    std::ranges::copy(pair.integer(), record.begin());
-    std::ranges::copy(pair.integer(), record.begin() + 32);
-    pair.finish();
-    return Signature(record);
-}
-
-Signature from_digits(std::span<const unsigned char> bytes) {
-    std::string_view digits(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    digits = digits.substr(0, digits.find_last_not_of(" \t\r\n") + 1);
-    std::array<unsigned char, record_bytes> record;
-    if (!from_hex(digits, record)) throw FormatError("not a signature of 128 hexadecimal digits");
-    return Signature(record);
-}
-
 }  // namespace
 
-Signature read_signature(std::span<const unsigned char> bytes, SignatureFormat format) {
-    switch (format) {
-        case SignatureFormat::raw:
-            return from_record(bytes);
-        case SignatureFormat::hex:
-            return from_digits(bytes);
-        case SignatureFormat::der:
-            break;
+Signature read_signature(View bytes, SignatureFormat format) {
+    const std::optional<SecretBuffer> decoded = decoded_text(text_of(bytes));
+    if (decoded) bytes = decoded->span();
+    try {
+        return format == SignatureFormat::der ? algrithm::signature_from_der(bytes) : from_record(bytes);
+    } catch (const FormatError& error) {
+        throw FormatError(error.what() + std::string(tried_forms));
     }
-    return from_der(bytes);
 }
 
 SecretBuffer write_signature(const Signature& signature, SignatureFormat format) {
@@ -58,15 +37,7 @@ SecretBuffer write_signature(const Signature& signature, SignatureFormat format)
         out.data()[2 * record_bytes] = '\n';
         return out;
     }
-    DerWriter der(room_for_der);
-    if (format == SignatureFormat::raw) {
-        der.raw(record);
-    } else {
-        der.integer(record.last<32>());
-        der.integer(record.first<32>());
-        der.wrap(der_sequence, 0);
-    }
-    return copy_of(der.bytes());
+    return SecretBuffer::copy_of(format == SignatureFormat::raw ? View(record) : algrithm::signature_to_der(signature));
 }
 
 }  // namespace ulmaro::tool

@@ -1,8 +1,6 @@
 // Signatures as DER SEQUENCE { r, s } (GM/T 0009 clause 7.3), as the 64-byte record r || s, or as its digits.
 #pragma once
 
-#include <span>
-
 #include "support/secret.hpp"
 #include "support/sm2.hpp"
 
@@ -11,7 +9,7 @@ namespace ulmaro::tool {
 enum class SignatureFormat { der, raw, hex };
 
 /// Throws FormatError.
-Signature read_signature(std::span<const unsigned char> bytes, SignatureFormat format);
+Signature read_signature(algrithm::View bytes, SignatureFormat format);
 SecretBuffer write_signature(const Signature& signature, SignatureFormat format);
 
 }  // namespace ulmaro::tool

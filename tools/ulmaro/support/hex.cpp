@@ -1,6 +1,7 @@
 #include "support/hex.hpp"
 
 #include <algorithm>
+#include <functional>
 
 namespace ulmaro::tool {
 namespace {
@@ -41,6 +42,19 @@ bool from_hex(std::string_view text, std::span<unsigned char> out) {
         out[i] = static_cast<unsigned char>(high << 4 | low);
     }
     return true;
+}
+
+std::optional<SecretBuffer> decoded_text(std::string_view text) {
+    const auto is_space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    // Bytes that are no text are most often seen to be none at once, before a copy is made.
+    if (!std::ranges::all_of(text, [&](char c) { return is_space(c) || (c > ' ' && c <= 'z'); })) return std::nullopt;
+    SecretBuffer digits(text.size());
+    const auto end = std::ranges::copy_if(text, digits.data(), std::not_fn(is_space)).out;
+    digits.shrink(static_cast<std::size_t>(end - digits.data()));
+    if (digits.size() == 0) return std::nullopt;
+    SecretBuffer bytes(digits.size() / 2);
+    if (from_hex(text_of(digits.span()), bytes.span())) return bytes;
+    return algrithm::attempt([&] { return algrithm::from_base64(text_of(digits.span())); });
 }
 
 }  // namespace ulmaro::tool

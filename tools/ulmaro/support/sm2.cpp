@@ -35,32 +35,11 @@ private:
     Fd saved_;
 };
 
-using U256View = std::span<const unsigned char, 32>;
-
-/// 1 when a < b, else 0, without a branch on the bytes.
-unsigned less(U256View a, U256View b) {
-    unsigned borrow = 0;
-    for (std::size_t i = 32; i-- > 0;) borrow = ((0U + a[i] - b[i] - borrow) >> 8) & 1U;
-    return borrow;
-}
-
-unsigned is_zero(U256View a) {
-    unsigned bits = 0;
-    for (const unsigned char b : a) bits |= b;
-    return (bits - 1U) >> 31;
-}
-
 }  // namespace
 
 const algrithm::Curve& curve() {
     static const algrithm::Curve instance;
     return instance;
-}
-
-bool usable(const PrivateKey& key) {
-    auto top = std::to_array(curve().parameters().n);
-    --top.back();  // n is odd: nothing is borrowed
-    return (less(key.bytes(), top) & (is_zero(key.bytes()) ^ 1U)) != 0;
 }
 
 Digest identity_digest(const std::optional<std::string>& identity, const PublicKey& key) {

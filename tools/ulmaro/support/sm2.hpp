@@ -10,15 +10,15 @@
 
 namespace ulmaro::tool {
 
+/// Input in a wrong format. The caller that loads the file adds its name.
+using FormatError = algrithm::Error;
+
 using algrithm::Ciphertext;
 using algrithm::PrivateKey;
 using algrithm::PublicKey;
 using algrithm::Signature;
 
 const algrithm::Curve& curve();
-
-/// 1 <= d <= n - 2. Constant time in d.
-bool usable(const PrivateKey& key);
 
 /// Z. Without an identity it is the default one; at most 8191 bytes. Source: GM/T 0009 clause 8.1.
 Digest identity_digest(const std::optional<std::string>& identity, const PublicKey& key);
