@@ -74,3 +74,28 @@ S=b1b6aa29df212fd8763182bc0d421ca1bb9038fd1f7f42d4840b69c485bbc1aa
   done
   run -2 sh -c '"$ULMARO" verify -k pub -i message -s der >/dev/full'
 }
+
+@test "a failure says what would have fitted" {
+  u keygen -o key --pub pub
+  echo text >message
+  u sign -k key -i message --id '' -o empty
+  u sign -k key -i message -f raw -o raw
+  u sign -k key --digest "$(u sm3 message | cut -c1-64)" -o bare
+  u sign -k key -i message -o usual
+  u encrypt -k pub -i message -f c1c2c3 -o sealed
+  while IFS='|' read -r arguments words; do
+    read -ra arguments <<<"$arguments"
+    run --separate-stderr -1 u "${arguments[@]}" -i message
+    [[ $stderr == *"it is valid$words" ]]
+  done <<'END'
+verify -k pub -s empty| with --id ''
+verify -k pub -s raw| with --format raw
+verify -k pub -s bare| for the digest of the message alone, without Z: see --digest
+verify -k pub -s usual --id other| without --id
+END
+  for format in der raw c1c3c2; do
+    refuses 1 u decrypt -k key -i sealed -f $format -o out
+    [[ $stderr == *"; it can be decrypted with --format c1c2c3" ]]
+  done
+  not ls out
+}

@@ -17,6 +17,23 @@ struct Options {
     CiphertextFormat format = CiphertextFormat::der;
 };
 
+SecretBuffer read_and_decrypt(const SecretBuffer& bytes, CiphertextFormat format, const Key& key) {
+    return decrypt(read_ciphertext(bytes.span(), format), *key.secret);
+}
+
+/// After a failure: in which layout the ciphertext can be decrypted, if in one.
+std::string other_layout(const SecretBuffer& bytes, CiphertextFormat tried, const Key& key) {
+    for (const auto& [name, format] : ciphertext_format_names) {
+        if (format == tried) continue;
+        try {
+            read_and_decrypt(bytes, format, key);
+            return "; it can be decrypted with --format " + name;
+        } catch (const std::runtime_error&) {  // not this one
+        }
+    }
+    return "";
+}
+
 void run(const Options& o) {
     require_one_stdin({o.key.file, o.input});
     keep_input(o.output, {o.key.file, o.key.passphrase_file.value_or("")});
@@ -25,10 +42,11 @@ void run(const Options& o) {
     Input input(o.input);
     const SecretBuffer bytes = input.read_all(max_carried_message + most_overhead);
     try {
-        const Ciphertext ciphertext = read_ciphertext(bytes.span(), o.format);
-        write_whole(o.output, decrypt(ciphertext, *key.secret).span(), Access::secret);
-    } catch (const FormatError& error) {
-        throw Failure(input.name() + ": " + error.what());
+        write_whole(o.output, read_and_decrypt(bytes, o.format, key).span(), Access::secret);
+    } catch (const std::runtime_error& error) {
+        const std::string what =
+            dynamic_cast<const FormatError*>(&error) != nullptr ? input.name() + ": " + error.what() : error.what();
+        throw Failure(what + other_layout(bytes, o.format, key));
     }
 }
 

@@ -1,7 +1,9 @@
-#include <array>
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "commands/commands.hpp"
 #include "commands/options.hpp"
@@ -20,18 +22,43 @@ struct Options {
     SignatureFormat format = SignatureFormat::der;
 };
 
-/// Nothing when the file can be read but holds no signature; says so.
-std::optional<Signature> load_signature(const Options& o) {
-    Input input(o.signature);
-    std::array<unsigned char, largest_signature + 1> bytes;
-    const std::size_t n = input.read(bytes);
-    try {
-        if (n > largest_signature) throw FormatError("too long for a signature");
-        return read_signature(std::span(bytes).first(n), o.format);
-    } catch (const FormatError& error) {
-        complain(input.name() + ": " + error.what());
-        return std::nullopt;
+/// Nothing when it is none; then puts the reason into why.
+std::optional<Signature> parse(const SecretBuffer& bytes, SignatureFormat format, std::string& why) {
+    return algrithm::attempt(
+        [&] {
+            if (bytes.size() > largest_signature) throw FormatError("too long for a signature");
+            return read_signature(bytes.span(), format);
+        },
+        &why);
+}
+
+/// After a failure: under which other format or digest the signature is valid, if that is cheap to find: the message is
+/// read again, but only from a file.
+std::string what_fits(const Options& o, const SecretBuffer& bytes, const Digest& e, const PublicKey& key) {
+    std::vector<std::pair<std::string, Digest>> digests{{"", e}};
+    if (!o.message.digest && o.message.input != "-") {
+        const auto add = [&](const char* words, auto&&... id) {
+            Input message(o.message.input);
+            Sm3 hash;
+            (hash.update(identity_digest(id, key).bytes()), ...);
+            absorb(hash, message, false);
+            digests.emplace_back(words, hash.finish());
+        };
+        add(" with --id ''", std::optional<std::string>(""));
+        if (o.message.identity) add(" without --id", std::optional<std::string>());
+        add(" for the digest of the message alone, without Z: see --digest");
     }
+    for (const auto& [name, format] : signature_format_names) {
+        if (format == SignatureFormat::hex) continue;  // read as raw too
+        std::string why;
+        const std::optional<Signature> signature = parse(bytes, format, why);
+        if (!signature) continue;
+        const std::string with = format == o.format ? "" : " with --format " + name;
+        for (const auto& [words, digest] : digests) {
+            if (verify(digest, key, *signature)) return "it is valid" + with + words;
+        }
+    }
+    return "";
 }
 
 void run(const Options& o, ExitCodes& exit) {
@@ -39,13 +66,18 @@ void run(const Options& o, ExitCodes& exit) {
     require_one_stdin({o.key.file, o.signature, message_input(o.message)});
     Key key;
     load_key(o.key, key);
-    const std::optional<Signature> signature = load_signature(o);
+    Input file(o.signature);
+    SecretBuffer bytes(largest_signature + 1);
+    bytes.shrink(file.read(bytes.span()));
+    std::string why;
+    const std::optional<Signature> signature = parse(bytes, o.format, why);
     const Digest e = digest_to_sign(o.message, key.point);
     if (signature && verify(e, key.point, *signature)) {
         std::puts("The signature is valid.");
         return;
     }
-    if (signature) complain("the signature is not valid");
+    const std::string fits = what_fits(o, bytes, e, key.point);
+    complain((signature ? "the signature is not valid" : file.name() + ": " + why) + (fits.empty() ? "" : "; " + fits));
     exit.status = exit_no;
 }
 
