@@ -38,6 +38,24 @@ for option in $options; do
   grep -q -- "$option\b" <<<"$page" || fail "$option is not in the page"
 done
 
+# The completions know every command, option and word.
+# shellcheck source=/dev/null
+. "$man/../completions/ulmaro"
+completes() { # WORD... CANDIDATE: bash would offer it for the last word
+  COMP_WORDS=("${@:1:$#-1}") COMP_CWORD=$(($# - 2))
+  _ulmaro 2>/dev/null
+  [[ " ${COMPREPLY[*]} " == *" ${*: -1} "* ]] || fail "no completion of $*"
+}
+completes ulmaro si sign
+completes ulmaro sm4 '' decrypt
+completes ulmaro sm4 encrypt --mo --mode
+completes ulmaro keygen --force --cipher '' sm4
+completes ulmaro convert ciphertext --from c1 c1c2c3-bare
+for option in $options; do
+  grep -q -- "$option\b" "$man/../completions/_ulmaro" || fail "zsh does not complete $option"
+  grep -q -- "-l ${option#--}\b" "$man/../completions/ulmaro.fish" || fail "fish does not complete $option"
+done
+
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"

@@ -37,3 +37,34 @@ load common
     [[ "$line" =~ \ [1-9][0-9.]*\ (/s|MB/s)$ ]]
   done
 }
+
+@test "a mistyped word is recognised" {
+  while IFS='|' read -r arguments meant; do
+    read -ra arguments <<<"$arguments"
+    refuses 2 u "${arguments[@]}"
+    [[ ${stderr_lines[0]} == *"$meant" ]]
+  done <<'END'
+sing -k key|; did you mean 'sign'?
+sign --kye key|; did you mean '--key'?
+sm4 encript|; did you mean 'encrypt'?
+sm3 --chekc file|; did you mean '--check'?
+sign --nonsense|--key is required
+END
+}
+
+@test "results come as JSON too" {
+  json() { python3 -c 'import json, sys
+for line in sys.stdin: print(sorted(json.loads(line).items()))'; }
+  u keygen -o key
+  printf a >$'a"\xff\n'
+  sum=$(u sm3 -z $'a"\xff\n' | cut -c1-64)
+  [ "$(u sm3 --json $'a"\xff\n' | json)" = "[('file', 'a\"\\udcff\\n'), ('sm3', '$sum')]" ]
+  printf '%s  key\n%s  missing\n' "$sum" "$sum" >sums
+  [ "$(u sm3 --check --json sums 2>/dev/null | json)" = "[('file', 'key'), ('ok', False)]
+[('file', 'missing'), ('ok', None)]" ]
+  u digest -k key -i key --json | json | grep -qE "^\[\('e', '[0-9a-f]{64}'\), \('z', '[0-9a-f]{64}'\)\]$"
+  u info --json | json | grep -q "('kernels', 'SM2 "
+  u sign -k key -i key -o signature
+  [ "$(u verify -k key -i key -s signature --json | json)" = "[('valid', True)]" ]
+  [ "$(u verify -k key -i signature -s signature --json 2>/dev/null | json)" = "[('reason', 'the signature is not valid'), ('valid', False)]" ]
+}

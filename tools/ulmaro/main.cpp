@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "UlmaroAlgrithm.h"
+#include "cli/suggest.hpp"
 #include "commands/commands.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
@@ -22,7 +23,7 @@ namespace {
 
 using namespace ulmaro::tool;
 
-int usage_error(const char* message) {
+int usage_error(const std::string& message) {
     complain(message);
     std::fputs("Try 'ulmaro --help' or 'ulmaro COMMAND --help'.\n", stderr);
     return exit_usage;
@@ -116,12 +117,12 @@ int run(int argc, char** argv, ExitCodes& exit) {
 
     add_commands(app, args, operands, exit);
     try {
-        std::reverse(args.begin(), args.end());  // as the parser wants a vector
-        app.parse(args);
+        std::vector<std::string> reversed(args.rbegin(), args.rend());  // as the parser wants a vector
+        app.parse(reversed);
     } catch (const CLI::Success& request) {  // help or version
         return app.exit(request);            // 0
     } catch (const CLI::ParseError& error) {
-        return usage_error(error.what());
+        return usage_error(error.what() + cli::suggestion(app, args));
     } catch (const UsageError& error) {
         return usage_error(error.what());
     }

@@ -11,6 +11,7 @@ namespace {
 struct Options {
     KeyOptions key;
     MessageOptions message;
+    bool json = false;
 };
 
 }  // namespace
@@ -22,11 +23,13 @@ void add_digest(CLI::App& app) {
         Key key;
         load_key(o->key, key);
         const Digest e = digest_to_sign(o->message, key.point);
-        std::printf("Z = %s\n", to_hex(identity_digest(o->message.identity, key.point).bytes()).c_str());
-        std::printf("e = %s\n", to_hex(e.bytes()).c_str());
+        const std::string z = to_hex(identity_digest(o->message.identity, key.point).bytes());
+        std::printf(o->json ? "{\"z\": \"%s\", \"e\": \"%s\"}\n" : "Z = %s\ne = %s\n", z.c_str(),
+                    to_hex(e.bytes()).c_str());
     });
     add_key_options(sub, o->key, "The signer's public key, or private key");
     add_message_options(sub, o->message);
+    add_json_option(sub, o->json);
     cli::footer(sub, "Z = SM3(identity, curve, public key) and e = SM3(Z || message). 'sign --digest' takes e.");
 }
 

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "UlmaroAlgrithm.h"
 #include "base/cpu.hpp"
-#include "cli/cli.hpp"
 #include "commands/commands.hpp"
+#include "commands/options.hpp"
 #include "support/kernels.hpp"
+#include "support/text.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -44,14 +46,27 @@ std::string processor_features() {
 }  // namespace
 
 void add_info(CLI::App& app) {
-    cli::command(app, "info", "Print the version, the library in use and the processor's features", [] {
-        const std::string library = library_path();
-        std::printf("version    %s\n", ULMARO_ALGRITHM_VERSION);
-        std::printf("library    %s\n", library.c_str());
-        std::printf("random     %s\n", random_source(library));
-        std::printf("processor  %s\n", processor_features().c_str());
-        std::printf("kernels    %s\n", kernels_in_use().c_str());
-    });
+    const auto json = std::make_shared<bool>(false);
+    CLI::App& sub =
+        cli::command(app, "info", "Print the version, the library in use and the processor's features", [json] {
+            const std::string library = library_path();
+            const std::pair<const char*, std::string> rows[] = {{"version", ULMARO_ALGRITHM_VERSION},
+                                                                {"library", library},
+                                                                {"random", random_source(library)},
+                                                                {"processor", processor_features()},
+                                                                {"kernels", kernels_in_use()}};
+            const char* before = "{";
+            for (const auto& [name, value] : rows) {
+                if (!*json) {
+                    std::printf("%-10s %s\n", name, value.c_str());
+                    continue;
+                }
+                std::printf("%s\"%s\": %s", before, name, json_string(value).c_str());
+                before = ", ";
+            }
+            if (*json) std::puts("}");
+        });
+    add_json_option(sub, *json);
 }
 
 }  // namespace ulmaro::tool

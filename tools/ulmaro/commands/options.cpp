@@ -57,6 +57,8 @@ void add_cipher_option(CLI::App& sub, SealingCipher& cipher) {
                 "For an encrypted key: aes (AES-256, the default) or sm4 (with HMAC-SM3)");
 }
 
+void add_json_option(CLI::App& sub, bool& json) { cli::flag(sub, "--json", json, "Print JSON, one object per line"); }
+
 void load_key(const KeyOptions& options, Key& key) {
     require_one_stdin({options.file, options.passphrase_file.value_or("")});
     Input input(options.file);

@@ -28,6 +28,9 @@ void load_key(const KeyOptions& options, Key& key);
 /// The same, and refuses a file without a private key.
 void load_private_key(const KeyOptions& options, Key& key);
 
+/// --json, for the commands that print results.
+void add_json_option(CLI::App& sub, bool& json);
+
 /// What is signed: a message and the signer's identity, or a digest already computed.
 struct MessageOptions {
     std::string input = "-";

@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "cli/cli.hpp"
 #include "commands/commands.hpp"
+#include "commands/options.hpp"
 #include "formats/checksums.hpp"
 #include "support/error.hpp"
+#include "support/hex.hpp"
 #include "support/text.hpp"
 
 namespace ulmaro::tool {
@@ -28,6 +29,11 @@ struct Options {
 };
 
 void print_line(const Checksum& checksum, const Options& o) {
+    if (o.checking.json) {
+        std::printf("{\"file\": %s, \"sm3\": \"%s\"}\n", json_string(checksum.name).c_str(),
+                    to_hex(checksum.digest.bytes()).c_str());
+        return;
+    }
     const ChecksumForm form = o.tag ? ChecksumForm::tagged : o.binary ? ChecksumForm::binary : ChecksumForm::text;
     std::string line = o.zero ? write_checksum_plain(checksum, form) : write_checksum(checksum, form);
     if (::isatty(STDOUT_FILENO) == 1) line = printable(line);
@@ -37,6 +43,8 @@ void print_line(const Checksum& checksum, const Options& o) {
 
 void reject_misuse(const Options& o) {
     const Sm3CheckOptions& c = o.checking;
+    if (c.json && (o.binary || o.tag || o.zero))
+        throw UsageError("--json is one form, --binary, --tag and --zero others");
     if (o.check && (o.binary || o.tag || o.zero)) {
         throw UsageError("--binary, --tag and --zero are meaningless when verifying checksums");
     }
@@ -88,6 +96,7 @@ void add_sm3(CLI::App& app, const std::vector<std::string>& operands, ExitCodes&
     cli::flag(sub, "-s,--status", o->checking.status_only, "Check: print nothing, only set the exit code");
     cli::flag(sub, "--strict", o->checking.strict, "Check: treat malformed lines as a failure");
     cli::flag(sub, "-w,--warn", o->checking.warn, "Check: warn about each malformed line");
+    add_json_option(sub, o->checking.json);
     cli::number(sub, "--jobs", o->jobs, 1, 1024, "Files read at once (default: one for each processor); same output");
     cli::flag(sub, "--no-progress", o->no_progress, "Show no progress bar");
     cli::footer(

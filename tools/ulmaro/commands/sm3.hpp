@@ -13,6 +13,7 @@ struct Sm3CheckOptions {
     bool status_only = false;
     bool strict = false;
     bool warn = false;
+    bool json = false;  ///< of printing digests too
 };
 
 enum class Sm3Verdict {

@@ -22,9 +22,18 @@ struct Tally {
     unsigned long mismatched = 0;
 };
 
-void report(const std::string& name, const char* verdict) {
+enum class Outcome { matched, mismatched, unreadable };
+
+void report(const std::string& name, Outcome outcome, const Sm3CheckOptions& o) {
+    const auto n = static_cast<std::size_t>(outcome);
+    if (o.json) {
+        constexpr const char* values[] = {"true", "false", "null"};
+        std::printf("{\"file\": %s, \"ok\": %s}\n", json_string(name).c_str(), values[n]);
+        return;
+    }
+    constexpr const char* words[] = {"OK", "FAILED", "FAILED open or read"};
     const bool escape = needs_escape(name);
-    std::printf("%s%s: %s\n", escape ? "\\" : "", printable(escape ? escaped(name) : name).c_str(), verdict);
+    std::printf("%s%s: %s\n", escape ? "\\" : "", printable(escape ? escaped(name) : name).c_str(), words[n]);
 }
 
 void judge(const Checksum& entry, const FileDigest& found, const Sm3CheckOptions& o, Tally& tally) {
@@ -32,14 +41,14 @@ void judge(const Checksum& entry, const FileDigest& found, const Sm3CheckOptions
         if (o.ignore_missing && found.missing) return;
         complain(found.failure);
         ++tally.unreadable;
-        if (!o.status_only) report(entry.name, "FAILED open or read");
+        if (!o.status_only) report(entry.name, Outcome::unreadable, o);
         return;
     }
     const bool matched = *found.digest == entry.digest;
     tally.any_matched |= matched;
     if (!matched) ++tally.mismatched;
     if (o.status_only || (matched && o.quiet)) return;
-    report(entry.name, matched ? "OK" : "FAILED");
+    report(entry.name, matched ? Outcome::matched : Outcome::mismatched, o);
 }
 
 void warn_count(unsigned long count, const char* one, const char* many) {

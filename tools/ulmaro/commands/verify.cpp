@@ -20,6 +20,7 @@ struct Options {
     MessageOptions message;
     std::string signature;
     SignatureFormat format = SignatureFormat::der;
+    bool json = false;
 };
 
 /// Nothing when it is none; then puts the reason into why.
@@ -73,11 +74,14 @@ void run(const Options& o, ExitCodes& exit) {
     const std::optional<Signature> signature = parse(bytes, o.format, why);
     const Digest e = digest_to_sign(o.message, key.point);
     if (signature && verify(e, key.point, *signature)) {
-        std::puts("The signature is valid.");
+        std::puts(o.json ? "{\"valid\": true}" : "The signature is valid.");
         return;
     }
     const std::string fits = what_fits(o, bytes, e, key.point);
-    complain((signature ? "the signature is not valid" : file.name() + ": " + why) + (fits.empty() ? "" : "; " + fits));
+    const std::string reason =
+        (signature ? "the signature is not valid" : file.name() + ": " + why) + (fits.empty() ? "" : "; " + fits);
+    complain(reason);
+    if (o.json) std::printf("{\"valid\": false, \"reason\": %s}\n", json_string(reason).c_str());
     exit.status = exit_no;
 }
 
@@ -91,6 +95,7 @@ void add_verify(CLI::App& app, ExitCodes& exit) {
     add_digest_option(sub, o->message);
     cli::option(sub, "-s,--sig,--signature", o->signature, "The signature", cli::Need::required);
     cli::choice(sub, "-f,--format", o->format, signature_format_names, "The default is der");
+    add_json_option(sub, o->json);
     cli::footer(
         sub,
         "Exit codes: 0 the signature is valid; 1 it is not, or the file holds none; 2 it could not be checked: a file\n"

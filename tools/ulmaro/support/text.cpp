@@ -44,6 +44,23 @@ std::string printable(std::string_view text) {
     return out;
 }
 
+std::string json_string(std::string_view text) {
+    std::string out = "\"";
+    while (!text.empty()) {
+        const std::size_t length = character(text);
+        const auto byte = static_cast<unsigned char>(text.front());
+        if (length == 0) {
+            constexpr char digits[] = "0123456789abcdef";
+            out += {'\\', 'u', byte < 0x80 ? '0' : 'd', byte < 0x80 ? '0' : 'c', digits[byte >> 4], digits[byte & 15]};
+        } else {
+            if (byte == '"' || byte == '\\') out += '\\';
+            out += text.substr(0, length);
+        }
+        text.remove_prefix(length != 0 ? length : 1);
+    }
+    return out + '"';
+}
+
 void complain(const std::string& message) {
     std::fflush(stdout);
     std::fprintf(stderr, "ulmaro: %s\n", printable(message).c_str());

@@ -1,0 +1,17 @@
+// What a mistyped word may have meant.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace ulmaro::tool::cli {
+
+/// "; did you mean '--key'?" for the first argument that is no option or command but nearly one; empty when there is
+/// none. app has been parsed as far as it went.
+std::string suggestion(const CLI::App& app, const std::vector<std::string>& args);
+
+}  // namespace ulmaro::tool::cli
