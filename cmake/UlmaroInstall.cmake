@@ -8,7 +8,8 @@ install(
   EXPORT UlmaroAlgrithmTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithm.hpp include/UlmaroAlgrithmInternals.hpp
+install(FILES include/UlmaroAlgrithm.h include/UlmaroAlgrithm.hpp include/UlmaroAlgrithmFormats.hpp
+              include/UlmaroAlgrithmInternals.hpp
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 set(ULMARO_PYTHON_DIR ${CMAKE_INSTALL_DATADIR}/UlmaroAlgrithm/python CACHE STRING "Where the Python module goes")
 if(NOT ULMARO_STATIC)

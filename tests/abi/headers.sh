@@ -23,7 +23,7 @@ for std in c++98 c++11 c++17 c++20; do
   check "${CXX:-c++}" c++ $std records.c
   [ $std = c++98 ] || check "${CXX:-c++}" c++ $std UlmaroAlgrithmInternals.hpp
 done
-check "${CXX:-c++}" c++ c++20 UlmaroAlgrithm.hpp
+for file in UlmaroAlgrithm.hpp UlmaroAlgrithmFormats.hpp; do check "${CXX:-c++}" c++ c++20 $file; done
 
 v=ULMARO_ALGRITHM_VERSION
 told=$(printf '#include "UlmaroAlgrithm.h"\n%s\n' "$v ${v}_MAJOR ${v}_MINOR ${v}_PATCH" |

@@ -11,6 +11,6 @@ libdir=$(dirname "$(find "$work/stage" -name pkgconfig)")
 "$(dirname "$0")/consumers.sh" "$libdir"
 
 cd "$work/stage"
-ls include/UlmaroAlgrithm{,Internals}.hpp share/man/man3/{SM3_HASH,libUlmaroAlgrithm}.3 \
+ls include/UlmaroAlgrithm{,Formats,Internals}.hpp share/man/man3/{SM3_HASH,libUlmaroAlgrithm}.3 \
   share/UlmaroAlgrithm/python/ulmaro_algrithm.py
 if [ -x bin/ulmaro ]; then bin/ulmaro --version; fi

@@ -83,6 +83,8 @@ void add_commands(CLI::App& app, const std::vector<std::string>& args, const std
         {"verify", [&] { add_verify(app, exit); }},
         {"encrypt", [&] { add_encrypt(app); }},
         {"decrypt", [&] { add_decrypt(app); }},
+        {"seal", [&] { add_seal(app); }},
+        {"open", [&] { add_open(app); }},
         {"digest", [&] { add_digest(app); }},
         {"convert", [&] { add_convert(app); }},
         {"info", [&] { add_info(app); }},

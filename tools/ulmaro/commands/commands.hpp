@@ -22,6 +22,8 @@ void add_sign(CLI::App& app);
 void add_verify(CLI::App& app, ExitCodes& exit);
 void add_encrypt(CLI::App& app);
 void add_decrypt(CLI::App& app);
+void add_seal(CLI::App& app);
+void add_open(CLI::App& app);
 void add_digest(CLI::App& app);
 void add_convert(CLI::App& app);
 void add_info(CLI::App& app);

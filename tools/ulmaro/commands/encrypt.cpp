@@ -15,13 +15,21 @@ struct Options {
     CiphertextFormat format = CiphertextFormat::der;
 };
 
+SecretBuffer read_message(Input& input) {
+    try {
+        return input.read_all(algrithm::max_message_size);
+    } catch (const Failure& failure) {
+        throw Failure(failure.what() + std::string("; 'ulmaro seal' encrypts files of any size"));
+    }
+}
+
 void run(const Options& o) {
     require_one_stdin({o.key.file, o.input});
     keep_input(o.output, {o.key.file, o.key.passphrase_file.value_or("")});
     Key key;
     load_key(o.key, key);
     Input input(o.input);
-    const SecretBuffer message = input.read_all(algrithm::max_message_size);
+    const SecretBuffer message = read_message(input);
     if (message.size() == 0) throw Failure(input.name() + ": empty, and SM2 cannot encrypt an empty message");
     const Ciphertext ciphertext = curve().encrypt(key.point, message.span());
     write_whole(o.output, write_ciphertext(ciphertext, o.format).span());
@@ -37,8 +45,10 @@ void add_encrypt(CLI::App& app) {
     cli::option(sub, "-o,--out,--output", o->output, "The ciphertext (default: standard output)");
     cli::choice(sub, "-f,--format", o->format, ciphertext_format_names,
                 "The default is der; raw is the library's record");
-    cli::footer(sub, "The message has 1 to " + std::to_string(algrithm::max_message_size) +
-                         " bytes and is held in memory. Encrypt a large file with sm4, and its key with this.");
+    cli::footer(
+        sub,
+        "The message has 1 to " + std::to_string(algrithm::max_message_size) +
+            " bytes and is held in memory. For files of any size, and from one byte more on, there is 'ulmaro seal'.");
 }
 
 }  // namespace ulmaro::tool

@@ -91,7 +91,8 @@ void add_direction(CLI::App& sm4, const char* name, const char* help, Transform 
 
 void add_sm4(CLI::App& app) {
     CLI::App& sm4 = cli::family(app, "sm4", "Encrypt or decrypt a file with SM4");
-    cli::footer(sm4, "The ciphertext is not authenticated: changes to it can go unnoticed.");
+    cli::footer(sm4,
+                "The ciphertext is not authenticated: changes to it can go unnoticed. 'ulmaro seal' authenticates.");
     add_direction(sm4, "encrypt", "Encrypt a file", sm4_encrypt, Access::usual);
     add_direction(sm4, "decrypt", "Decrypt a file; a new one is readable only by its owner", sm4_decrypt,
                   Access::secret);
