@@ -128,6 +128,23 @@ bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePo
     return finite;
 }
 
+bool multiply_base_and_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& base,
+                             AffinePoint& out) noexcept {
+    if (!is_recommended(grp) || !is_on_curve(grp, point)) {
+        multiply_base(grp, k, base);
+        return multiply_point(grp, point, k, out);
+    }
+    const PointBytes bytes(point);
+    Wiped<MultiplyScratch> scratch;
+    Bytes32 x, y;
+    bn::to_be32(scratch->k.b, k.words);
+    const bool finite =
+        sm2p256::multiply_base_and_point(x.b, y.b, scratch->x.b, scratch->y.b, bytes.x.b, bytes.y.b, scratch->k.b);
+    load(base, x, y);
+    load(out, scratch->x, scratch->y);
+    return finite;
+}
+
 bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bool on_curve, bignum_st& t,
                            AffinePoint& out) noexcept {
     ec_point_st P = to_jacobian(grp, point);

@@ -25,6 +25,10 @@ bool multiply_base(ec_group_st& grp, bignum_st& k, AffinePoint& out) noexcept;
 /// on the curve with the same a that it does lie on.
 bool multiply_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& out) noexcept;
 
+/// base = [k]G and out = [k]point, as above; false if out is infinity.
+bool multiply_base_and_point(ec_group_st& grp, AffinePoint& point, bignum_st& k, AffinePoint& base,
+                             AffinePoint& out) noexcept;
+
 /// out = [s]G + [t]point by the general engine; false for infinity. Nothing is secret. on_curve says whether the point
 /// is on the curve: off it the result has no meaning, but still a fixed value, that of EC_POINTs_mul.
 bool multiply_both_vartime(ec_group_st& grp, bignum_st& s, AffinePoint& point, bool on_curve, bignum_st& t,

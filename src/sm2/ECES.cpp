@@ -80,8 +80,7 @@ bool agree(ec_group_st& grp, AffinePoint& pub, AffinePoint& c1, Shared& shared, 
     Wiped<bignum_st> k;
     ScalarDraws draws(grp);
     while (draws.next(*k)) {
-        multiply_base(grp, *k, c1);
-        multiply_point(grp, pub, *k, shared.point);
+        multiply_base_and_point(grp, pub, *k, c1, shared.point);
         const bool zero = BN_is_zero(shared.point.x.words, static_cast<unsigned int>(grp.prime_top)) != 0;
         if (declassify(zero, Public::shared_point_zero)) continue;
         store_point(shared.bytes, shared.point);

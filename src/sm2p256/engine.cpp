@@ -60,6 +60,18 @@ bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept {
     });
 }
 
+bool multiply_base_and_point(Out bx, Out by, Out rx, Out ry, In px, In py, In k) noexcept {
+    return with_kernels([&](const Kernels& kernels) {
+        const U256 scalar = load(k);
+        Affine base, r;
+        const Affine p = {fe_from(load(px)), fe_from(load(py))};
+        const Mask infinite = kernels.multiply_base_and_point(base, r, p, scalar);
+        store(bx, by, base);
+        store(rx, ry, r);
+        return infinite == 0;
+    });
+}
+
 bool is_signing_key(In d) noexcept {
     return with_wiped_stack(256, [&] {
         const U256 key = load(d);

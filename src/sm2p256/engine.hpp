@@ -23,6 +23,9 @@ bool multiply_base(Out rx, Out ry, In k) noexcept;
 /// (rx, ry) = [k](px, py) for any k and a point for which is_on_curve holds; false and zeros for infinity.
 bool multiply_point(Out rx, Out ry, In px, In py, In k) noexcept;
 
+/// (bx, by) = [k]G and (rx, ry) = [k](px, py), as above, in less time than apart.
+bool multiply_base_and_point(Out bx, Out by, Out rx, Out ry, In px, In py, In k) noexcept;
+
 /// Whether d can sign: 0 < d < n - 1.
 bool is_signing_key(In d) noexcept;
 

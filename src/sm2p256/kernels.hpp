@@ -18,6 +18,7 @@ struct Kernels {
     Mask (*multiply_base)(Affine& r, const U256& k) noexcept;
     void (*multiply_base_and_invert)(Fe& x, Scalar& inverted, const U256& k) noexcept;
     Mask (*multiply_point)(Affine& r, const Affine& p, const U256& k) noexcept;
+    Mask (*multiply_base_and_point)(Affine& base, Affine& r, const Affine& p, const U256& k) noexcept;
     Jacobian (*multiply_add_vartime)(const U256& s, const Affine& p, const U256& t) noexcept;
 };
 

@@ -109,23 +109,22 @@ void fill_odd_multiples(std::span<Affine> table, const Affine& p) noexcept {
     table[0] = p;
 }
 
-/// r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p. Constant time.
+/// total = [k]P for a point on the curve. Constant time.
 ///
 /// 52 windows of 5 bits, odd digits, the topmost 1. Before an addition the sum is an even multiple, at least 32, so it
 /// differs from the entry and its negative until the multiples reach n, which happens only in the last window.
 template <typename F>
-Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
+void sum_point(Jacobian& total, const Affine& p, const U256& k) noexcept {
     struct State {
         U256 odd;
         Affine multiples[16];  // p, 3p, .. 31p
         Affine entry;
-        Jacobian sum, doubled;
+        Jacobian doubled;
     };
     Wiped<State> state;
     U256& odd = state->odd;
     auto& multiples = state->multiples;
     Affine& entry = state->entry;
-    Jacobian& total = state->sum;
 
     const Mask negative = make_odd(odd, k);
     fill_odd_multiples<F>(multiples, p);
@@ -143,7 +142,28 @@ Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     double_point<F>(state->doubled);
     assign_if(doubling, total, state->doubled);
     total.y = F::negated_if(negative, total.y);
-    return to_affine<typename F::Called>(r, total);
+}
+
+/// r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p. Constant time.
+template <typename F>
+Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
+    Wiped<Jacobian> total;
+    sum_point<F>(*total, p, k);
+    return to_affine<typename F::Called>(r, *total);
+}
+
+/// base = [k]G and r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p.
+/// Constant time. Every point on the curve but infinity has the order n, so both are infinity for the same k.
+template <typename F>
+Mask multiply_base_and_point(Affine& base, Affine& r, const Affine& p, const U256& k) noexcept {
+    struct Sums {
+        Extended base;
+        Jacobian point;
+    };
+    Wiped<Sums> sums;
+    sum_base<F>(sums->base, k);
+    sum_point<F>(sums->point, p, k);
+    return to_affine<typename F::Called>(base, sums->base, r, sums->point);
 }
 
 /// p = p + q for finite q, in every case. If the affine x are equal, add leaves z = 0, and in x the square of the

@@ -119,21 +119,40 @@ inline void assign_if(Mask mask, Extended& r, const Extended& p) noexcept {
     assign_if(mask, r.zzz, p.zzz);
 }
 
+/// The affine coordinates from i, the inverse of z.
+template <typename F>
+Affine affine(const Jacobian& p, const Fe& i) noexcept {
+    const Fe ii = F::sqr(i);
+    return {F::mul(p.x, ii), F::mul(p.y, F::mul(ii, i))};
+}
+
+/// The same from iii, the inverse of zzz.
+template <typename F>
+Affine affine(const Extended& p, const Fe& iii) noexcept {
+    const Fe i = F::mul(p.zz, iii);
+    return {F::mul(p.x, F::sqr(i)), F::mul(p.y, iii)};
+}
+
 /// The affine coordinates, or zeros for infinity, when it returns a set mask.
 template <typename F>
 [[gnu::noinline]] Mask to_affine(Affine& r, const Jacobian& p) noexcept {
-    const Fe i = fe_invert(p.z);
-    const Fe ii = F::sqr(i);
-    r = {F::mul(p.x, ii), F::mul(p.y, F::mul(ii, i))};
+    r = affine<F>(p, fe_invert(p.z));
     return is_zero(p.z.w);
 }
 
 template <typename F>
 [[gnu::noinline]] Mask to_affine(Affine& r, const Extended& p) noexcept {
-    const Fe iii = fe_invert(p.zzz);
-    const Fe i = F::mul(p.zz, iii);
-    r = {F::mul(p.x, F::sqr(i)), F::mul(p.y, iii)};
+    r = affine<F>(p, fe_invert(p.zzz));
     return is_zero(p.zzz.w);
+}
+
+/// The same for two points that are infinity together or not at all, with a single inversion.
+template <typename F>
+[[gnu::noinline]] Mask to_affine(Affine& r, const Extended& p, Affine& s, const Jacobian& q) noexcept {
+    const Fe inverse = fe_invert(F::mul(p.zzz, q.z));
+    r = affine<F>(p, F::mul(inverse, q.z));
+    s = affine<F>(q, F::mul(inverse, p.zzz));
+    return is_zero(q.z.w);
 }
 
 }  // namespace ulmaro::sm2p256

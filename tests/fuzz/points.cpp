@@ -118,6 +118,9 @@ void check_multiples(Group& group, const Integer& k, const Point& a, const Integ
         };
         is(kernel->multiply_base(r, factor), base);
         is(kernel->multiply_point(r, special_affine(a), factor), product);
+        sm2p256::Affine kg;
+        is(kernel->multiply_base_and_point(kg, r, special_affine(a), factor), product);
+        require(plain(kg) == base, kernel->name);
         sm2p256::to_affine<sm2p256::PortableField>(r, kernel->multiply_add_vartime(u, special_affine(a), v));
         require(plain(r) == both, kernel->name);
         sm2p256::Fe x;

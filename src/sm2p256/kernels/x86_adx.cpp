@@ -14,6 +14,7 @@ constinit const Kernels native_kernels = {"x86-adx",
                                           multiply_base<Field>,
                                           multiply_base_and_invert<Field>,
                                           multiply_point<Field>,
+                                          multiply_base_and_point<Field>,
                                           multiply_add_vartime<Field>};
 
 }  // namespace ulmaro::sm2p256
