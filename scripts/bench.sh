@@ -23,12 +23,16 @@ libraries=
 if [ -n "${ULMARO_PEERS-}" ]; then
   out=build/newer-peers build=build/newer-peers/tree
   rm -rf "$build" # pkg-config's answers are cached there
-  for config in $(echo "$ULMARO_PEERS" | tr : '\n' | sed 's|.*|&/lib*/pkgconfig &/lib/*/pkgconfig|'); do
-    [ -d "$config" ] || continue
-    libraries=$libraries${config%/pkgconfig}:
-    export PKG_CONFIG_PATH="$config:${PKG_CONFIG_PATH-}"
+  for folder in $(echo "$ULMARO_PEERS" | tr : ' '); do
+    before=$libraries
+    for config in "$folder"/lib*/pkgconfig "$folder"/lib/*/pkgconfig; do
+      [ -d "$config" ] || continue
+      libraries=$libraries${config%/pkgconfig}:
+      export PKG_CONFIG_PATH="$config:${PKG_CONFIG_PATH-}"
+    done
+    # Otherwise the distribution's peer would be measured in its place.
+    [ "$libraries" != "$before" ] || { echo "no lib/pkgconfig in $folder" >&2 && exit 1; }
   done
-  [ -n "$libraries" ] || { echo "no lib/pkgconfig in any of $ULMARO_PEERS" >&2 && exit 1; }
 fi
 numbers=$out/$(uname -m).json
 
