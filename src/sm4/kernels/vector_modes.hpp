@@ -22,13 +22,14 @@ namespace {
 
 enum class Order { forward, backward };
 
-/// Round keys i..i+3 in the order of use, in the basis of Narrow; i is a multiple of four.
-template <typename Narrow, Order order>
-typename Narrow::Vector four_keys(const std::uint32_t* rk, std::size_t i) {
+/// A vector of round keys from i on, in the order of use and in the basis of Lanes; i is a multiple of their number.
+template <typename Lanes, Order order>
+typename Lanes::Vector round_keys(const std::uint32_t* rk, std::size_t i) {
     constexpr bool forward = order == Order::forward;
-    const auto* words = reinterpret_cast<const std::uint8_t*>(rk + (forward ? i : 28 - i));
-    return Narrow::enter_key(
-        Narrow::shuffle(Narrow::load(words), forward ? basis::reverse_bytes_of_words : basis::reverse_bytes), i);
+    const auto* words = reinterpret_cast<const std::uint8_t*>(rk + (forward ? i : 32 - 4 * Lanes::lanes - i));
+    auto keys = Lanes::shuffle(Lanes::load(words), forward ? basis::reverse_bytes_of_words : basis::reverse_bytes);
+    if constexpr (!forward && Lanes::lanes > 1) keys = Lanes::reverse_lanes(keys);
+    return Lanes::enter_key(keys, i);
 }
 
 /// The words of one block, each in a vector of its own, through the rounds with the shortest chain of dependent steps.
@@ -42,22 +43,28 @@ struct SerialBlock {
 
     template <Order order>
     [[gnu::always_inline]] void rounds(const std::uint32_t* rk) {
-        Vector keys = four_keys<Narrow, order>(rk, 0);
-        Sum t = {Narrow::add(x1, x2), Narrow::add(x3, Narrow::template take_word<0>(keys))};
+        Vector keys = round_keys<Narrow, order>(rk, 0);
+        auto t = sum(Narrow::add(x1, x2), Narrow::add(x3, Narrow::template take_word<0>(keys)));
 #pragma GCC unroll 1
         for (std::size_t i = 0; i < 32; i += 4) {
             round(t, x0, x2, x3, Narrow::template take_word<1>(keys));
             round(t, x1, x3, x0, Narrow::template take_word<2>(keys));
             round(t, x2, x0, x1, Narrow::template take_word<3>(keys));
-            keys = four_keys<Narrow, order>(rk, i < 28 ? i + 4 : 28);
+            keys = round_keys<Narrow, order>(rk, i < 28 ? i + 4 : 28);
             round(t, x3, x1, x2, Narrow::template take_word<0>(keys));
         }
     }
 
-    /// X1 + X2 + X3 + key in two parts: some instructions add them.
+    /// X1 + X2 + X3 + key in two parts, because some instructions add them; one word where Narrow has changed().
     struct Sum {
         Word a, b;
     };
+    static auto sum(Word a, Word b) {
+        if constexpr (requires { Narrow::changed(a, a, b); })
+            return Narrow::add(a, b);
+        else
+            return Sum{a, b};
+    }
 
     /// The sum of this round becomes that of the next, where X4 and u = X2, v = X3 are added: all but the change of X0,
     /// L(S(t)) = f + (g <<< 24) + (sum <<< 8) + (sum <<< 16), is summed beforehand, and the parts of the change are
@@ -70,6 +77,12 @@ struct SerialBlock {
         t.a = Narrow::add(Narrow::add(rest, f), Narrow::template rotate_word<3>(g));
         t.b = Narrow::add(Narrow::template rotate_word<1>(sum), Narrow::template rotate_word<2>(sum));
         x = Narrow::add(others, Narrow::add(t.a, t.b));
+    }
+
+    [[gnu::always_inline]] static void round(Word& t, Word& x, Word u, Word v, Word next_key) {
+        const Word others = Narrow::add(u, next_key, v);
+        t = Narrow::changed(t, x, others);
+        x = Narrow::add(t, others);
     }
 
     static SerialBlock load(Vector block) {
@@ -93,22 +106,25 @@ struct VectorModes {
     static constexpr std::size_t vector_bytes = 16 * Wide::lanes;
 
     /// What a group leaves in the frames of run and its callees: its state in both and, where registers are few, once
-    /// more on its way from one to the other. Of resident ones, clang spills some where there are four.
+    /// more on its way from one to the other. Resident ones fill the registers where there are four, so that a compiler
+    /// may spill some; fewer leave nothing.
     static constexpr std::size_t spilled = (Wide::registers < 32 ? 3 : resident ? 1 : 2) * 4 * sizeof(Vector);
 
     struct Keys {
-        alignas(16) std::uint32_t word[32];
+        alignas(sizeof(typename WideKeys::Vector)) std::uint32_t word[32];
     };
 
     template <Order order>
     static void prepare(Keys& keys, const std::uint32_t* rk) {
-        for (std::size_t i = 0; i < 32; i += 4)
-            Narrow::store(reinterpret_cast<std::uint8_t*>(keys.word + i), four_keys<WideKeys, order>(rk, i));
+        for (std::size_t i = 0; i < 32; i += 4 * WideKeys::lanes)
+            WideKeys::store(reinterpret_cast<std::uint8_t*>(keys.word + i), round_keys<WideKeys, order>(rk, i));
     }
 
     /// X0 becomes X4 = X0 + L(S(X1 + (X2 + X3) + key)). X1 may be ready last, so X2 + X3 is summed first.
     [[gnu::always_inline]] static void round(Vector& x0, Vector x1, Vector x2_x3, Vector key) {
-        if constexpr (requires { Wide::change(x1, x2_x3, key); }) {
+        if constexpr (requires { Wide::changed(x1, x0); }) {
+            x0 = Wide::changed(Wide::add(x1, x2_x3, key), x0);
+        } else if constexpr (requires { Wide::change(x1, x2_x3, key); }) {
             x0 = Wide::add(x0, Wide::change(x1, x2_x3, key));
         } else {
             Vector f, g;
@@ -188,7 +204,7 @@ struct VectorModes {
 #pragma GCC unroll 4
                 for (std::size_t i = 0; i < room; ++i) {
                     const Vector others = Wide::add(x[i][(j + 2) % 4], next_key, x[i][(j + 3) % 4]);
-                    t[i] = Wide::word_round(t[i], Wide::add(x[i][j], others));
+                    t[i] = Wide::changed(t[i], x[i][j], others);
                     x[i][j] = Wide::add(t[i], others);
                 }
             }
@@ -353,15 +369,11 @@ struct VectorModes {
             out += 16 * now;
             blocks -= now;
         }
-        explicit_bzero(&keys, sizeof keys);
+        wipe_object(keys);
         if (most > 2 && count > 2 * group_blocks)
             wipe_used_stack(most * spilled + 256);
-        else if (resident)
-            wipe_used_stack(128);
-        else if (most > 1 && count > group_blocks)
-            wipe_used_stack(2 * spilled + 256);
-        else
-            wipe_used_stack(spilled + 256);
+        else if (!resident)
+            wipe_used_stack((most > 1 && count > group_blocks ? 2 : 1) * spilled + 256);
     }
 
     template <Order order>

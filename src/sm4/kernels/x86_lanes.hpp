@@ -136,6 +136,10 @@ struct Lanes512 {
     static Vector broadcast(const std::uint32_t* word) { return _mm512_set1_epi32(static_cast<int>(*word)); }
     static Vector add(Vector a, Vector b) { return _mm512_xor_si512(a, b); }
     static Vector add(Vector a, Vector b, Vector c) { return _mm512_ternarylogic_epi64(a, b, c, 0x96); }
+    static Vector shuffle(Vector v, const basis::Table& from) {
+        return _mm512_shuffle_epi8(v, _mm512_broadcast_i32x4(Lanes128::load_aligned(from.byte)));
+    }
+    static Vector reverse_lanes(Vector v) { return _mm512_shuffle_i64x2(v, v, 0x1b); }
 
     static void transpose(Vector& a, Vector& b, Vector& c, Vector& d) {
         const Vector ab_low = _mm512_unpacklo_epi32(a, b), ab_high = _mm512_unpackhi_epi32(a, b);
