@@ -11,13 +11,6 @@ namespace ulmaro {
 /// Zeroes n bytes at p, even when p is never read again.
 inline void secure_wipe(void* p, std::size_t n) noexcept { explicit_bzero(p, n); }
 
-/// The same for an object, by stores in place: for a few hundred bytes a call takes longer.
-template <typename T>
-[[gnu::always_inline]] inline void wipe_object(T& object) noexcept {
-    __builtin_memset(&object, 0, sizeof object);
-    __asm__ volatile("" : : "r"(&object) : "memory");
-}
-
 /// Scratch storage that saw a secret: wiped when it leaves scope, by return and by exception alike. Not initialised.
 template <typename T>
 class Wiped {
