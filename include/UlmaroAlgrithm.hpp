@@ -46,6 +46,15 @@
 
 namespace ulmaro::algrithm {
 
+/// @cond
+namespace detail {
+
+template <class From, class To>
+concept Gives = std::convertible_to<const From&, To>;
+
+}  // namespace detail
+/// @endcond
+
 /// A byte string of the caller's, read only; as short-lived as a span. Spans, arrays and vectors of `unsigned char` or
 /// `std::byte`, strings and string literals (without their NUL) convert to it.
 class View : public std::span<const unsigned char> {
@@ -54,18 +63,17 @@ public:
     constexpr View() noexcept = default;
     /// `size` bytes from `data` on.
     constexpr View(const unsigned char* data, std::size_t size) noexcept : span(data, size) {}
+    // NOLINTBEGIN(google-explicit-constructor): views are made on the way in, where a call is written.
     /// Bytes.
-    template <class Range>
-    requires std::convertible_to<Range&&, std::span<const unsigned char>>
-    constexpr View(Range&& bytes) noexcept : span(std::span<const unsigned char>(bytes)) {}
+    template <detail::Gives<std::span<const unsigned char>> Range>
+    constexpr View(const Range& bytes) noexcept : span(std::span<const unsigned char>(bytes)) {}
     /// The same as `std::byte`.
-    template <class Range>
-    requires std::convertible_to<Range&&, std::span<const std::byte>> View(Range&& bytes)
-    noexcept : View(of(std::span<const std::byte>(bytes))) {}
+    template <detail::Gives<std::span<const std::byte>> Range>
+    View(const Range& bytes) noexcept : View(of(std::span<const std::byte>(bytes))) {}
     /// The bytes of a text.
-    template <class Text>
-    requires std::convertible_to<const Text&, std::string_view> View(const Text& text)
-    noexcept : View(of(std::string_view(text))) {}
+    template <detail::Gives<std::string_view> Text>
+    View(const Text& text) noexcept : View(of(std::string_view(text))) {}
+    // NOLINTEND(google-explicit-constructor)
 
 private:
     template <class Source>

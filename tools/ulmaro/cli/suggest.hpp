@@ -11,7 +11,7 @@ class App;
 namespace ulmaro::tool::cli {
 
 /// "; did you mean '--key'?" for the first argument that is no option or command but nearly one; empty when there is
-/// none. app has been parsed as far as it went.
-std::string suggestion(const CLI::App& app, const std::vector<std::string>& args);
+/// none. top has been parsed as far as it went.
+std::string suggestion(const CLI::App& top, const std::vector<std::string>& args);
 
 }  // namespace ulmaro::tool::cli

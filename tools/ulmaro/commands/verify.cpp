@@ -54,9 +54,9 @@ std::string what_fits(const Options& o, const SecretBuffer& bytes, const Digest&
         std::string why;
         const std::optional<Signature> signature = parse(bytes, format, why);
         if (!signature) continue;
-        const std::string with = format == o.format ? "" : " with --format " + name;
+        const std::string with = format == o.format ? "it is valid" : "it is valid with --format " + name;
         for (const auto& [words, digest] : digests) {
-            if (verify(digest, key, *signature)) return "it is valid" + with + words;
+            if (verify(digest, key, *signature)) return with + words;
         }
     }
     return "";
