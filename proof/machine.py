@@ -1,0 +1,137 @@
+"""Runs machine code on values of a domain. What an instruction means is in x86.py and arm.py."""
+from values import Leak, Unsupported
+
+STACK = 0x7fff_0000_0000
+GUARD = 0x7ffe_0000_0000  # the stack protector's word
+END = 0x7ffd_0000_0000  # where the outermost function returns to
+
+
+class Fault(Exception):
+    """The run did something that no correct function does."""
+
+
+def copy(m):
+    to, source, size = (m.public(m.argument(i), 'an argument of memcpy') for i in range(3))
+    pieces = [m.load(source + i, 1) for i in range(size)]
+    for i, v in enumerate(pieces):
+        m.store(to + i, v, 1)
+
+
+def fill(m, address, value, size):
+    for i in range(m.public(size, 'a size')):
+        m.store(address + i, value & 255, 1)
+
+
+def wipe(m):
+    fill(m, m.argument(0), 0, m.argument(1))
+
+
+IMPORTS = {'memcpy': copy, 'memmove': copy, 'memset': lambda m: fill(m, *(m.argument(i) for i in range(3))),
+           'explicit_bzero': wipe, '__explicit_bzero_chk': wipe}
+
+
+class Machine:
+    """Registers, memory and flags. A subclass decodes instructions and has the calling convention."""
+
+    def __init__(self, library, domain, code=None):
+        self.library, self.d = library, domain
+        self.code = {} if code is None else code  # decoded instructions, shared between runs
+        self.memory = {}  # address of each byte -> (value, its bytes, its address)
+        self.hooks = {}  # address of a function -> what is done instead, a Python function of the machine
+        self.imports = dict(IMPORTS)  # name of another file's function -> the same
+        self.regions = []
+        self.executed = 0
+        self.covered = set()  # addresses of the instructions executed
+        self.next_region = 0x1000_0000_0000
+        self.store(GUARD, 0x57ac_c0de, 8)
+        self.reset()
+
+    # -- memory
+    def region(self, size, values=None, w=8):
+        """Fresh memory of size bytes, far from all other; values of w bytes from its beginning on."""
+        address = self.next_region
+        self.next_region += (size + 0xffff) // 0x1_0000 * 0x1_0000 + 0x1_0000
+        self.regions.append((address, size))
+        for i, v in enumerate(values or []):
+            self.store(address + w * i, v, w)
+        return address
+
+    def store(self, address, value, size):
+        cell = (value, size, address)
+        for i in range(size):
+            self.memory[address + i] = cell
+
+    def cell(self, address):
+        found = self.memory.get(address)
+        if found is None:
+            if address in self.library.pointers:
+                found = (self.library.pointers[address], 8, address)
+                for i in range(8):
+                    self.memory[address + i] = found
+            else:
+                byte = self.library.byte(address)
+                if byte is None:
+                    raise Fault(f'reads {address:#x}, which nothing has written')
+                found = self.memory[address] = (byte, 1, address)
+        return found
+
+    def load(self, address, size):
+        value, n, start = first = self.cell(address)
+        if start == address and n == size:
+            for i in range(1, size):
+                if self.memory.get(address + i) is not first:
+                    break
+            else:
+                return value
+        return self.d.join(8, [self._byte(address + i) for i in range(size)])
+
+    def _byte(self, address):
+        value, n, start = self.cell(address)
+        return self.d.cut(8, 8 * n, value, 8 * (address - start))
+
+    def load_lanes(self, address, size):
+        """(w, values): as it was stored, if that was in equal pieces, else bytes."""
+        n = self.cell(address)[1]
+        if size % n == 0 and n <= 8 and all(self.cell(a)[1:] == (n, a) and self.cell(a + n - 1)[2] == a
+                                            for a in range(address, address + size, n)):
+            return 8 * n, [self.load(a, n) for a in range(address, address + size, n)]
+        return 8, [self._byte(address + i) for i in range(size)]
+
+    def store_lanes(self, address, w, values):
+        for i, v in enumerate(values):
+            self.store(address + w // 8 * i, v, w // 8)
+
+    def written(self, address, size):
+        """Whether a byte of [address, address + size) was written."""
+        return any(address + i in self.memory for i in range(size))
+
+    # -- control
+    def public(self, value, what):
+        if not isinstance(value, int):
+            raise Leak(f'{what} depends on a symbol')
+        return value
+
+    def taken(self, bit):
+        return bit if isinstance(bit, (int, bool)) else self.d.decide(bit)
+
+    def run(self, address):
+        """From address until the function that begins there returns."""
+        self.pc = address
+        code, covered = self.code, self.covered
+        while self.pc != END:
+            here = self.pc
+            if here in self.hooks:
+                self.hooks[here](self)
+                self.leave()
+                continue
+            instruction = code.get(here)
+            if instruction is None:
+                instruction = code[here] = self.decode(here)
+            self.pc = instruction.next
+            self.executed += 1
+            covered.add(here)
+            try:
+                instruction.run(self, instruction)
+            except (Leak, Fault, Unsupported, AssertionError) as e:
+                where = f'{here:x} {instruction.op} {instruction.text} in {self.library.owner(here)}'
+                raise type(e)(*e.args, where) from e
