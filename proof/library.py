@@ -37,7 +37,8 @@ class Library:
                 address = int(m[1], 16)
                 if previous is not None:
                     self.text[previous[0]] = (*previous[1:], address)
-                previous = (address, m[2], re.sub(r'\s*(//|#|<).*', '', m[3] or '').strip())
+                comment = r'\s*(//|<).*' if self.arm else r'\s*(#|<).*'
+                previous = (address, m[2], re.sub(comment, '', m[3] or '').strip())
         self.text[previous[0]] = (*previous[1:], None)
 
     def _run(self, tool, *options):

@@ -1,6 +1,7 @@
 """What the x86-64 instructions in the library mean."""
 import re
 
+from boxes import AES_INVERSE, AES_SBOX, affine, after
 from machine import END, GUARD, STACK, Fault, Machine
 from values import mask
 
@@ -864,26 +865,6 @@ def _(m, i):
 
 
 # -- vectors: the field of AES
-def aes_product(a, b):
-    """In GF(2)[x] modulo x^8 + x^4 + x^3 + x + 1."""
-    product = 0
-    while b:
-        product ^= a if b & 1 else 0
-        a = a << 1 ^ (0x11b if a & 0x80 else 0)
-        b >>= 1
-    return product
-
-
-AES_INVERSE = bytes(next((b for b in range(256) if aes_product(a, b) == 1), 0) for a in range(256))
-
-
-def affine(matrix, constant):
-    """The table of an affine map as GF2P8AFFINEQB has it: bit i of the result by byte 7 - i of the matrix."""
-    rows = [matrix >> 8 * (7 - i) & 255 for i in range(8)]
-    return bytes(sum((bin(rows[i] & x).count('1') & 1) << i for i in range(8)) ^ constant for x in range(256))
-
-
-AES_SBOX = bytes(affine(0xf1e3c78f1f3e7cf8, 0x63)[x] for x in AES_INVERSE)
 AFFINE = {}
 
 
@@ -896,7 +877,7 @@ def _(m, i):
         key = m.public(rows[j // 8], 'a matrix'), c.value, 'inv' in i.op
         if key not in AFFINE:
             table = affine(*key[:2])
-            AFFINE[key] = bytes(table[t] for t in AES_INVERSE) if key[2] else table
+            AFFINE[key] = after(table, AES_INVERSE) if key[2] else table
         out.append(m.d.op('table', 8, v, AFFINE[key]))
     m.put_lanes(i, 8, out, i.op[0] == 'v')
 
