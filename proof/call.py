@@ -1,0 +1,35 @@
+"""Calls of a library's functions in the model, whatever the architecture."""
+import functools
+
+from machine import STACK
+from theorem import Refused
+
+ROOM = 0x10000  # of the stack
+
+
+@functools.cache
+def architecture(arm):
+    if arm:
+        from arm import Arm
+        return Arm
+    from x86 import X86
+    return X86
+
+
+CODE = {}  # path of a library -> its decoded instructions
+
+
+def machine(library, domain):
+    return architecture(library.arm)(library, domain, CODE.setdefault(library.path, {}))
+
+
+def call(m, address, arguments, outputs):
+    """Runs a function that may write to outputs, a list of (address, size), and to the stack below it."""
+    before = dict(m.memory)
+    m.call(address, *arguments)
+    allowed = [(STACK - ROOM, ROOM), *outputs]
+    for a, cell in m.memory.items():
+        if before.get(a) is not cell and not any(start <= a < start + size for start, size in allowed):
+            read = (m.library.pointers[cell[2]], 8) if cell[2] in m.library.pointers else (m.library.byte(a), 1)
+            if cell[:2] != read:
+                raise Refused(f'writes to {a:#x}, outside of its result')
