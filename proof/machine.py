@@ -40,6 +40,8 @@ class Machine:
         self.hooks = {}  # address of a function -> what is done instead, a Python function of the machine
         self.imports = dict(IMPORTS)  # name of another file's function -> the same
         self.regions = []
+        self.lookups = False  # whether an address may be a byte beside a public one, in 256 constants
+        self.tables = {}
         self.executed = 0
         self.covered = set()  # addresses of the instructions executed
         self.next_region = 0x1000_0000_0000
@@ -88,6 +90,17 @@ class Machine:
     def _byte(self, address):
         value, n, start = self.cell(address)
         return self.d.cut(8, 8 * n, value, 8 * (address - start))
+
+    def look_up(self, base, index, scale, size):
+        """A load of size bytes at base + scale * index, where `lookups` allows an index that is not public."""
+        index, *above = self.d.regroup(64, [index], 8)
+        if any(not isinstance(v, int) or v for v in above):
+            raise Leak('an address depends on more than a byte')
+        key = base, scale, size
+        if key not in self.tables:
+            entries = [self.public(self.load(base + scale * k, size), 'an entry of a table') for k in range(256)]
+            self.tables[key] = [bytes(e >> 8 * i & 255 for e in entries) for i in range(size)]
+        return self.d.join(8, [self.d.op('table', 8, index, t) for t in self.tables[key]])
 
     def load_lanes(self, address, size):
         """(w, values): as it was stored, if that was in equal pieces, else bytes."""
