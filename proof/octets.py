@@ -14,7 +14,8 @@ only have sums and affine maps. Equal bytes are one object.
 from values import OPERATIONS, Domain, Unsupported
 
 UNKNOWN = object()  # a carry: nothing may depend on it
-IDENTITY = bytes(range(256))
+IDENTITY, ZERO = bytes(range(256)), bytes(256)
+BITS = [bytes(v & 1 << i for v in range(256)) for i in range(8)]
 
 
 def add_tables(s, t):
@@ -28,9 +29,12 @@ class Sum:
     def __init__(self, terms, constant):
         self.terms, self.constant, self.octets = terms, constant, {}
         self.bits = constant
+        together = 0
         for t in terms.values():
-            for v in set(t):
-                self.bits |= v
+            together |= int.from_bytes(t, 'little')
+        for half in (1024, 512, 256, 128, 64, 32, 16, 8):
+            together |= together >> half
+        self.bits |= together & 255
 
     def of(self, block):
         """This sum as a byte of a block."""
@@ -58,9 +62,9 @@ class Mixed:
 class Octets(Domain):
     def __init__(self):
         self.sums, self.mixtures, self.results = {}, {}, {}
-        self.atoms = 0
+        self.atoms = self.anything = 0  # atoms are counted up; those that may be anything, down
         self.pivots = {}  # atom -> the named sums in which its table is invertible: (terms, constant, inverse, atom)
-        self.functions, self.affine_on = {}, {}
+        self.functions, self.affine_on, self.tables = {}, {}, {}
 
     # -- making bytes
     def sum(self, terms, constant):
@@ -79,36 +83,46 @@ class Octets(Domain):
 
     def named(self, a):
         """Marks a sum that enters the S-box in the standard. Returns it."""
-        atom, terms, constant = next(iter(self.fresh().terms)), a.sum.terms, a.sum.constant
-        pivot = max(k for k, t in terms.items() if len(set(t)) == 256)
-        inverse = bytes(terms[pivot].index(v) for v in range(256))
-        self.pivots.setdefault(pivot, []).append((terms, constant, inverse, atom))
+        self.name(a.sum)
         return a
 
+    def name(self, s):
+        """Makes a sum an atom of its own."""
+        self.atoms += 1
+        pivot = max((k for k, t in s.terms.items() if len(set(t)) == 256), default=None)
+        if pivot is not None:
+            inverse = bytes(s.terms[pivot].index(v) for v in range(256))
+            self.pivots.setdefault(pivot, []).append((s.terms, s.constant, inverse, self.atoms))
+        return self.atoms
+
     # -- functions of one atom
-    def function(self, s):
-        """(atom, table) such that the sum is the table of the atom: a new one, which is the sum itself, if need be."""
+    def known(self, s):
+        """(atom, table) if the sum is that function of an atom there is, else None."""
         if s not in self.functions:
-            self.functions[s] = self.find_function(s)
+            self.functions[s] = self.find(s)
         return self.functions[s]
 
-    def find_function(self, s):
+    def find(self, s):
         if len(s.terms) == 1:
             (atom, t), = s.terms.items()
             return atom, bytes(v ^ s.constant for v in t)
-        for pivot, t in s.terms.items():
+        if min(s.terms) < 0:
+            return None
+        for pivot in sorted(s.terms, reverse=True):
             for terms, constant, inverse, atom in self.pivots.get(pivot, ()):
-                m = inverse.translate(t)
-                if not self.affine(m, 255):
-                    continue
-                image = {k: mapped for k, v in terms.items() if any(mapped := v.translate(m))}
-                direct = s.terms.get(atom)
-                if direct is not None:
-                    image[atom] = direct
-                if s.terms == image:
-                    return atom, bytes(v ^ w ^ m[constant] ^ s.constant for v, w in zip(m, direct or bytes(256)))
-        self.atoms += 1
-        return self.atoms, IDENTITY
+                m = inverse.translate(s.terms[pivot])
+                if self.affine(m, 255) and all(t.translate(m) == s.terms.get(k, ZERO) for k, t in terms.items()) and all(
+                        k in terms or k == atom for k in s.terms):
+                    direct = s.terms.get(atom, ZERO)
+                    return atom, bytes(v ^ w ^ m[constant] ^ s.constant for v, w in zip(m, direct))
+        return None
+
+    def function(self, s):
+        """(atom, table) such that the sum is that function of the atom: a new one, if need be."""
+        if self.known(s) is None:
+            atom = self.name(self.sum(s.terms, 0))
+            self.functions[s] = atom, bytes(v ^ s.constant for v in range(256))
+        return self.functions[s]
 
     def affine(self, table, bits):
         """Whether the table is an affine map of the bytes that have no other bits."""
@@ -157,12 +171,16 @@ class Octets(Domain):
         if not sums:
             return OPERATIONS[name](w, *args)
         if len(sums) == 1:
-            return self.map(sums[0], bytes(OPERATIONS[name](w, *(v if a is sums[0] else a for a in args))
-                                           for v in range(256)))
-        if name == 'xor':
+            if name == 'table':
+                return self.map(sums[0], args[1])
+            key = name, w, *(None if a is sums[0] else a for a in args)
+            if key not in self.tables:
+                self.tables[key] = bytes(OPERATIONS[name](w, *(v if a is None else a for a in key[2:])) for v in range(256))
+            return self.map(sums[0], self.tables[key])
+        if name == 'xor' or name == 'or' and sums[0].bits & sums[1].bits == 0:
             return self.add(*args)
-        found = [self.function(s) for s in sums]
-        if all(f[0] == found[0][0] for f in found):
+        found = [self.known(s) for s in sums]
+        if all(f and f[0] == found[0][0] for f in found):
             tables = [next(f[1] for f, s in zip(found, sums) if s is a) if isinstance(a, Sum) else [a] * 256
                       for a in args]
             return self.from_function(found[0][0], bytes(OPERATIONS[name](w, *v) for v in zip(*tables)))
@@ -176,7 +194,7 @@ class Octets(Domain):
         """table[s]."""
         if self.affine(table, s.bits):
             origin = table[0]
-            linear = bytes(v ^ origin for v in table)
+            linear = bytes(v ^ origin for v in table) if origin else table
             terms = {k: v for k, t in s.terms.items() if any(v := t.translate(linear))}
             return self.sum(terms, table[s.constant])
         atom, values = self.function(s)
@@ -201,16 +219,20 @@ class Octets(Domain):
 
     def conjunction(self, a, b):
         total = 0
-        for bit in (1 << i for i in range(8) if a.bits & b.bits >> i & 1):
-            x, y = (self.map(s, bytes(v & bit for v in range(256))) for s in (a, b))
+        for i in range(8):
+            bit = 1 << i
+            if not a.bits & b.bits & bit:
+                continue
+            x, y = self.map(a, BITS[i]), self.map(b, BITS[i])
             if isinstance(x, int) or isinstance(y, int):
                 both = y if x == bit else x if y == bit else 0
             else:
-                f, g = self.function(x), self.function(y)
-                if f[0] == g[0]:
+                f, g = self.known(x), self.known(y)
+                if f and g and f[0] == g[0]:
                     both = self.from_function(f[0], bytes(v & w for v, w in zip(f[1], g[1])))
                 else:
-                    both = self.map(self.fresh(), bytes(v & bit for v in range(256)))
+                    self.anything -= 1
+                    both = self.sum({self.anything: BITS[i]}, 0)
             total = self.add(total, both)
         return total
 
