@@ -171,12 +171,7 @@ class Octets(Domain):
         if not sums:
             return OPERATIONS[name](w, *args)
         if len(sums) == 1:
-            if name == 'table':
-                return self.map(sums[0], args[1])
-            key = name, w, *(None if a is sums[0] else a for a in args)
-            if key not in self.tables:
-                self.tables[key] = bytes(OPERATIONS[name](w, *(v if a is None else a for a in key[2:])) for v in range(256))
-            return self.map(sums[0], self.tables[key])
+            return self.map(sums[0], self.table(name, w, *(None if a is sums[0] else a for a in args)))
         if name == 'xor' or name == 'or' and sums[0].bits & sums[1].bits == 0:
             return self.add(*args)
         found = [self.known(s) for s in sums]
@@ -189,6 +184,13 @@ class Octets(Domain):
         if name == 'or':
             return self.add(self.add(*args), self.conjunction(*args))
         raise Unsupported(name, w)
+
+    def table(self, *key):
+        """An operation as a table for the one argument that is None."""
+        if key not in self.tables:
+            name, w, *args = key
+            self.tables[key] = bytes(OPERATIONS[name](w, *(v if a is None else a for a in args)) for v in range(256))
+        return self.tables[key]
 
     def map(self, s, table):
         """table[s]."""
@@ -249,14 +251,14 @@ class Octets(Domain):
         symbols = [a for a in args if isinstance(a, (Octet, Mixed))]
         if len(symbols) != 1:
             raise Unsupported(f'{name} of bytes of several blocks')
-        table = bytes(OPERATIONS[name](8, *(v if a is symbols[0] else a for a in args)) for v in range(256))
+        table = self.table(name, 8, *(None if a is symbols[0] else a for a in args))
         parts, constant = self.parts(symbols[0])
         bits = constant
         for s in parts.values():
             bits |= s.bits
         if not self.affine(table, bits):
             raise Unsupported(f'{name} of bytes of several blocks')
-        linear = bytes(v ^ table[0] for v in table)
+        linear = bytes(v ^ table[0] for v in table) if table[0] else table
         return self.mixture({block: self.map(s, linear) for block, s in parts.items()}, table[constant])
 
     def parts(self, a):

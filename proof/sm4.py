@@ -12,6 +12,7 @@ import random
 
 from boxes import SM4_SBOX
 from call import call, machine
+from machine import Fault
 from octets import Octets
 from prove import functions
 from theorem import Refused, Theorem
@@ -126,7 +127,7 @@ def check(m, address, words, big_endian, what):
     for i, x in enumerate(words):
         b = m.d.regroup(32, [x], 8)
         for j, v in enumerate(b[::-1] if big_endian else b):
-            if m.load(address + 4 * i + j, 1) is not v:
+            if m.load(address + 4 * i + j, 1) != v:
                 raise Refused(f'byte {4 * i + j} of {what} is not the standard\'s')
 
 
@@ -162,6 +163,25 @@ def blocks(m, address, values, backwards, chained, count, shift):
         check(m, out + 16 * i, y, True, f'block {i} of {count}')
 
 
+# How many blocks make a group, and how many are run side by side at most.
+SIDE_BY_SIDE = {'portable': (4, 4), 'x86-ssse3': (4, 32), 'x86-aesni': (4, 32), 'x86-aesni-avx2': (8, 64),
+                'x86-vaes': (8, 64), 'x86-gfni256': (8, 64), 'x86-gfni512': (16, 64), 'arm-neon': (16, 16),
+                'arm-aes': (4, 16), 'arm-sm4': (4, 8)}
+
+
+def cases_of(kernel, function):
+    """The counts on both sides of every threshold, in place, and some of them apart."""
+    group, most = SIDE_BY_SIDE[kernel]
+    around = [range(group + 2), range(2 * group - 1, 2 * group + 2), range(most - 1, most + 3), [most + group + 1]]
+    counts = sorted({n for r in around for n in r})
+    few = [0, 1, 2, group + 1, most + 1]
+    if function == 'cbc_encrypt' and kernel != 'arm-sm4':  # one block at a time
+        counts, few = [0, 1, 2, 3], [2]
+    backwards, chained = 'decrypt' in function, 'cbc' in function
+    cases = [(backwards, chained, n, shift) for shift, some in ((0, counts), (None, few)) for n in some]
+    return cases, f'{", ".join(map(str, counts))} blocks in place, {", ".join(map(str, few))} apart'
+
+
 def prove(library, address, run, cases, lookups):
     values, covered = Unknowns(), set()
     for case in cases:
@@ -169,7 +189,7 @@ def prove(library, address, run, cases, lookups):
         m.lookups = lookups
         try:
             run(m, address, values, *case)
-        except Refused as e:
+        except (Refused, Fault) as e:
             raise Refused(f'{library.owner(address)}, case {case}', *e.args, example(library, address, run, case))
         covered |= m.covered
     return covered
@@ -181,7 +201,7 @@ def example(library, address, run, case):
         values = Samples(seed)
         try:
             run(machine(library, values.d), address, values, *case)
-        except Refused as e:
+        except (Refused, Fault) as e:
             return f'counterexample of seed {seed}: {e}'
     return 'no sample shows it'
 
@@ -192,16 +212,10 @@ def theorems(library):
         if function == 'expand_key':
             run, cases, claim = expand_key, [(False,), (True,)], 'the standard\'s schedule for every key, also in place'
         else:
-            counts = COUNTS(kernel, function)
-            backwards, chained = 'decrypt' in function, 'cbc' in function
             run = blocks
-            cases = [(backwards, chained, n, shift) for n in counts for shift in (None, 0)]
-            claim = f'the standard\'s for every schedule and data, {counts} blocks, apart and in place'
+            cases, counts = cases_of(kernel, function)
+            claim = f'the standard\'s for every schedule and data; {counts}'
         if lookups:
             claim += '; looks bytes up in memory'
         yield Theorem('sm4', kernel, function, claim,
                       lambda a=address, r=run, c=cases, l=lookups: prove(library, a, r, c, l))
-
-
-def COUNTS(kernel, function):
-    return 0, 1, 2, 3, 4, 5

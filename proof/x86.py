@@ -755,14 +755,16 @@ def _(m, i):
 @means('pshufb', 'vpshufb')
 def _(m, i):
     a, b = (m.lanes(x, 8, i.args[0].bits) for x in sources(i)[-2:])
-    out = []
+    out, tables = [], {}
     for j, index in enumerate(b):
-        row = a[j & ~15:(j & ~15) + 16]
+        base = j & ~15
         if isinstance(index, int):
-            out.append(0 if index & 128 else row[index & 15])
-        else:
-            table = bytes(0 if k & 128 else m.public(row[k & 15], 'a table') for k in range(256))
-            out.append(m.d.op('table', 8, index, table))
+            out.append(0 if index & 128 else a[base + (index & 15)])
+            continue
+        if base not in tables:
+            row = bytes(m.public(v, 'a table') for v in a[base:base + 16])
+            tables[base] = row * 8 + bytes(128)
+        out.append(m.d.op('table', 8, index, tables[base]))
     m.put_lanes(i, 8, out, i.op[0] == 'v')
 
 
