@@ -1,15 +1,16 @@
 """Bytes as sums of tables: the domain of SM4.
 
-A byte is a constant plus, over GF(2), a sum of tables of 256 bytes, each looked up with an atom, an unknown byte. A table
-has 0 for 0. A function of such a sum is again one where the function is affine on the sum's bits. Otherwise the sum may be
-M v + f(v) for a linear map M (which may lose bits), a table f and a sum v that enters the S-box in the standard, one of
-those that were given to named(): v is an atom itself, and the result is a table for it. M is read off the table of one
-atom of v and then checked for all of them. Any other sum under a function becomes an atom of its own, as does a
-conjunction of bits of different atoms: values that may be anything.
+A byte is a constant plus, over GF(2), a sum of tables of 256 bytes, each looked up with an atom, an unknown byte. A
+table has 0 for 0. A function of such a sum is again one where the function is affine on the bits that the sum may have.
+Otherwise the sum may be M v + f(v) for a linear map M (which may lose bits), a table f and a sum v that enters the S-box
+in the standard, one of those that were given to named(): v is an atom itself, and the result is a table for it. M is
+read off the table of one atom of v and then checked for all of them. Any other sum under a function becomes an atom of
+its own, as does a conjunction of bits of different atoms: values that may be anything.
 
-Every unknown of a block is known by its name within the block, and every byte belongs to a block, or to none if it comes
-from the round keys alone. So what was computed for one block is found again for all others. Bytes of several blocks
-only have sums and affine maps. Equal bytes are one object.
+Every unknown of a block is known by its name within the block, and every byte belongs to a block, or to none if it
+comes from the round keys alone. So what was computed for one block is found again for all others. Bytes of several
+blocks only have sums and affine maps. Equal bytes are one object. All rules are identities, so bytes that are the same
+object are equal for every value of the unknowns; the reverse need not hold.
 """
 from values import OPERATIONS, Domain, Unsupported
 
@@ -111,8 +112,8 @@ class Octets(Domain):
         for pivot in sorted(s.terms, reverse=True):
             for terms, constant, inverse, atom in self.pivots.get(pivot, ()):
                 m = inverse.translate(s.terms[pivot])
-                if self.affine(m, 255) and all(t.translate(m) == s.terms.get(k, ZERO) for k, t in terms.items()) and all(
-                        k in terms or k == atom for k in s.terms):
+                if (self.affine(m, 255) and all(t.translate(m) == s.terms.get(k, ZERO) for k, t in terms.items())
+                        and all(k in terms or k == atom for k in s.terms)):
                     direct = s.terms.get(atom, ZERO)
                     return atom, bytes(v ^ w ^ m[constant] ^ s.constant for v, w in zip(m, direct))
         return None
@@ -296,7 +297,8 @@ class Octets(Domain):
         # Rotated to the left, without the bits that came round in a shift.
         a = [a[(i - places) % n] for i in range(n)]
         if k:
-            a = [self.op('xor', 8, self.op('shl', 8, v, k), self.op('shr', 8, a[i - 1], 8 - k)) for i, v in enumerate(a)]
+            a = [self.op('xor', 8, self.op('shl', 8, v, k), self.op('shr', 8, below, 8 - k))
+                 for v, below in zip(a, a[-1:] + a)]
         if name != 'rol':
             kept = OPERATIONS[name](w, (1 << w) - 1, args[1])
             a = [self.op('and', 8, v, kept >> 8 * i & 255) for i, v in enumerate(a)]

@@ -140,6 +140,8 @@ def counterexample(library, run, address, shape):
 
         place, _ = differing(library, Integers(), word, run, address, shape)
         if place is not None:
+            if len(values) > 64:
+                return f'sample {seed}, word {place} of the result'
             return ', '.join(f'{" ".join(map(str, name))} = {v:#x}' for name, v in values.items())
     return None
 

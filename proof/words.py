@@ -88,7 +88,8 @@ class Words(Domain):
         """Operations on words side by side. Of sums, only the lowest word is known."""
         n = w // 32
         if name in ('and', 'or', 'xor', 'not'):
-            return self.join(32, [self.op(name, 32, *words) for words in zip(*(self.regroup(w, [a], 32) for a in args))])
+            columns = zip(*(self.regroup(w, [a], 32) for a in args))
+            return self.join(32, [self.op(name, 32, *words) for words in columns])
         words = self.regroup(w, args[:1], 32)
         if name == 'add':
             return self.join(32, [self.op('add', 32, words[0], self.cut(32, w, args[1], 0))] + [UNKNOWN] * (n - 1))

@@ -94,10 +94,11 @@ class Memory:
 
     def get(self, m):
         if m.lookups:
-            unknown = [(number, scale) for number, scale in self.terms if not isinstance(m.r[number], int)]
+            known = [(m.r[number], scale) for number, scale in self.terms if isinstance(m.r[number], int)]
+            unknown = [(m.r[number], scale) for number, scale in self.terms if not isinstance(m.r[number], int)]
             if len(unknown) == 1:
-                base = self.base + sum(m.r[number] * scale for number, scale in self.terms if (number, scale) not in unknown)
-                return m.look_up(base & mask(64), m.r[unknown[0][0]], unknown[0][1], self.bits // 8)
+                base = self.base + sum(v * scale for v, scale in known) & mask(64)
+                return m.look_up(base, *unknown[0], self.bits // 8)
         return m.load(self.address(m), self.bits // 8)
 
     def put(self, m, v):
