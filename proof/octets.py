@@ -2,8 +2,8 @@
 
 A byte is a constant plus, over GF(2), a sum of tables of 256 bytes, each looked up with an atom, an unknown byte. A
 table has 0 for 0. A function of such a sum is again one where the function is affine on the bits that the sum may have.
-Otherwise the sum may be M v + f(v) for a linear map M (which may lose bits), a table f and a sum v that enters the S-box
-in the standard, one of those that were given to named(): v is an atom itself, and the result is a table for it. M is
+Otherwise the sum may be M v + f(v) for a linear map M (which may lose bits), a table f and a sum v that enters the
+S-box in the standard, one of those that were given to named(): v is an atom itself, and the result is a table for it. M is
 read off the table of one atom of v and then checked for all of them. Any other sum under a function becomes an atom of
 its own, as does a conjunction of bits of different atoms: values that may be anything.
 
@@ -239,6 +239,10 @@ class Octets(Domain):
             total = self.add(total, both)
         return total
 
+    def bits(self, a):
+        """Those that may be set."""
+        return a if isinstance(a, int) else a.sum.bits if isinstance(a, Octet) else 255
+
     def mixed(self, name, w, *args):
         """Sums and affine maps of bytes of several blocks."""
         if w != 8 or not all(isinstance(a, (int, bytes, Octet, Mixed)) for a in args):
@@ -287,9 +291,9 @@ class Octets(Domain):
             return self.join(8, [self.op(name, 8, *v) for v in zip(*(self.regroup(w, [a], 8) for a in args))])
         if name == 'add':
             a, b = (self.regroup(w, [v], 8) for v in args[:2])
-            if any(args[2:]) or a != b:
+            if any(args[2:]) or a != b and any(self.bits(v) & self.bits(u) for v, u in zip(a, b)):
                 raise Unsupported(name, w)
-            return self.op('shl', w, args[0], 1)
+            return self.op('shl', w, args[0], 1) if a == b else self.op('xor', w, *args[:2])  # no bit in common
         if name not in ('shl', 'shr', 'rol'):
             raise Unsupported(name, w)
         a, n = self.regroup(w, args[:1], 8), w // 8
