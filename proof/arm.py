@@ -252,10 +252,11 @@ class Arm(Machine):
     def decode(self, address):
         return Instruction(*self.library.text[address])
 
-    def call(self, address, *arguments):
+    def call(self, address, *arguments, result=None):
+        """Calls a function; a record that it returns goes to `result`."""
         self.reset()
         self.r[:len(arguments)] = arguments
-        self.r[SP], self.r[LINK] = STACK, END
+        self.r[8], self.r[SP], self.r[LINK] = result, STACK, END
         self.run(address)
         if self.r[SP] != STACK:
             raise Fault('the stack pointer is not restored')

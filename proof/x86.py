@@ -163,8 +163,11 @@ class X86(Machine):
     def decode(self, address):
         return Instruction(*self.library.text[address])
 
-    def call(self, address, *arguments):
+    def call(self, address, *arguments, result=None):
+        """Calls a function; a record that it returns goes to `result`."""
         self.reset()
+        if result is not None:
+            arguments = result, *arguments
         for number, value in zip(ARGUMENTS, arguments):
             self.r[number] = value
         self.r[RSP] = STACK - 8
