@@ -699,15 +699,14 @@ def _(m, i):
 def _(m, i):
     to, registers, indices = i.args
     table = [v for x in registers for v in m.lanes(x)]
-    old, out = m.lanes(to), []
+    old, out = m.lanes(to) if i.op == 'tbx' else [0] * to.n, []
     for j, index in enumerate(m.lanes(indices)):
-        other = old[j] if i.op == 'tbx' else 0
         if isinstance(index, int):
-            out.append(table[index] if index < len(table) else other)
+            out.append(table[index] if index < len(table) else old[j])
             continue
         known = bytes(m.public(v, 'a table') for v in table)
         v = m.d.op('table', 8, index, known + bytes(256 - len(known)))
-        out.append(v if i.op == 'tbl' else m.d.op('choose', 8, m.d.op('borrow', 8, index, len(known)), v, other))
+        out.append(v if i.op == 'tbl' else m.d.op('choose', 8, m.d.op('borrow', 8, index, len(known)), v, old[j]))
     m.put_lanes(to, 8, out)
 
 

@@ -72,6 +72,8 @@ class Domain:
     def op(self, name, w, *args):
         for a in args:
             if not isinstance(a, (int, bytes)):
+                if any(x is None for x in args):
+                    raise Unsupported(name, 'a register that nothing has written')
                 return self.symbolic(name, w, *args)
         return OPERATIONS[name](w, *args)
 
@@ -88,6 +90,8 @@ class Domain:
             return a >> low & mask(w)
         if w == of:
             return a
+        if a is None:
+            raise Unsupported('a register that nothing has written')
         if isinstance(a, Join):
             if low % a.w + w <= a.w:
                 return self.cut(w, a.w, a.parts[low // a.w], low % a.w)

@@ -156,7 +156,7 @@ class Instruction:
 class X86(Machine):
     def reset(self):
         self.r = [None] * 16
-        self.v = [(64, [])] * 32  # (w, values); what is missing at the top is zero
+        self.v = [(64, [None] * 8)] * 32  # (w, values); what is missing at the top is zero
         self.k = [None] * 8
         self.cf = self.of = self.last = None  # last: (kind, w, a, b, result), for the other flags
 
@@ -267,7 +267,9 @@ class X86(Machine):
             return
         have, old = self.v[x.number]
         if not vex and have * len(old) > 128:
-            values = values + self.d.regroup(have, old, w)[128 // w:]
+            upper = old[128 // have:]
+            known = any(v is not None for v in upper)
+            values = values + (self.d.regroup(have, upper, w) if known else [None] * (have * len(upper) // w))
         self.v[x.number] = w, values
 
 
@@ -280,7 +282,7 @@ def sources(i):
 @means('nop', 'nopw', 'nopl', 'endbr64', 'vzeroupper', 'xchg_same')
 def _(m, i):
     if i.op == 'vzeroupper':
-        m.v = [(128, m.d.regroup(w, values, 128)[:1]) if w * len(values) > 128 else (w, values) for w, values in m.v]
+        m.v = [(w, values[:128 // w]) for w, values in m.v]
 
 
 @means('mov', 'movabs')
@@ -350,9 +352,17 @@ def _(m, i):
     i.args[1].put(m, a)
 
 
+def same(i):
+    """Whether both operands are one register."""
+    a, b = i.args
+    return isinstance(a, General) and isinstance(b, General) and a.number == b.number
+
+
 def both(m, i):
     """The width and the two operands of an instruction, the second an immediate perhaps."""
     w = i.args[0].bits
+    if i.op in ('xor', 'sub', 'sbb') and same(i):  # whatever the register holds
+        return w, 0, 0
     b = i.args[1].get(m)
     return w, i.args[0].get(m), b & mask(w) if isinstance(i.args[1], Constant) else b
 
@@ -401,14 +411,7 @@ def _(m, i):
 def _(m, i):
     w, a, b = both(m, i)
     name = 'and' if i.op == 'test' else i.op
-    same = isinstance(i.args[1], General) and i.args[1].number == i.args[0].number if isinstance(
-        i.args[0], General) else False
-    if same and name == 'xor':
-        v = 0
-    elif same:
-        v = a
-    else:
-        v = m.d.op(name, w, a, b)
+    v = a if same(i) else m.d.op(name, w, a, b)
     m.flags('and', w, a, b, v, 0, 0)
     if i.op != 'test':
         i.args[0].put(m, v)
@@ -703,6 +706,9 @@ def _(m, i):
 @means('vpternlogd', 'vpternlogq')
 def _(m, i):
     d, w, k = m.d, 32 if i.op[-1] == 'd' else 64, i.args[3].value
+    if k == 0xff:
+        m.put_lanes(i, w, [mask(w)] * (i.args[0].bits // w))
+        return
     columns = [m.lanes(x, w, i.args[0].bits) for x in i.args[:3]]
 
     def function(a, b, c):
@@ -717,10 +723,7 @@ def _(m, i):
                 total = product if total == 0 else d.op('xor', w, total, product)
         return total
 
-    if k == 0xff:
-        m.put_lanes(i, w, [mask(w)] * len(columns[0]))
-    else:
-        m.put_lanes(i, w, [function(*v) for v in zip(*columns)])
+    m.put_lanes(i, w, [function(*v) for v in zip(*columns)])
 
 
 @means('pcmpeqb', 'pcmpeqd', 'vpcmpeqd', 'vpcmpeqb', 'vpcmpeqq')
