@@ -206,6 +206,10 @@ class X86(Machine):
     def flags(self, kind, w, a, b, result, cf, of=None):
         self.cf, self.of, self.last = cf, of, (kind, w, a, b, result)
 
+    def overflow(self, of=None):
+        """The overflow flag alone changes, so that the last result no longer tells signed comparisons."""
+        self.of, self.last = of, self.last and (None, *self.last[1:])
+
     def sign(self):
         _, w, _, _, result = self.last
         return self.d.cut(1, w, result, w - 1)
@@ -282,7 +286,7 @@ def sources(i):
 @means('nop', 'nopw', 'nopl', 'endbr64', 'vzeroupper', 'xchg_same')
 def _(m, i):
     if i.op == 'vzeroupper':
-        m.v = [(w, values[:128 // w]) for w, values in m.v]
+        m.v = [(w, values[:128 // w] if k < 16 else values) for k, (w, values) in enumerate(m.v)]
 
 
 @means('mov', 'movabs')
@@ -387,7 +391,7 @@ def _(m, i):
     if i.op == 'adcx':
         m.cf = carry
     else:
-        m.of = carry
+        m.overflow(carry)
 
 
 @means('inc', 'dec')
@@ -427,10 +431,12 @@ def _(m, i):
     w, a = i.args[0].bits, i.args[0].get(m)
     k = m.public(i.args[1].get(m), 'a shift') % (64 if w == 64 else 32) if len(i.args) > 1 else 1
     if k == 0:
+        i.args[0].put(m, a)
         return
     if i.op in ('rol', 'ror'):
         i.args[0].put(m, m.d.op('rol', w, a, k % w if i.op == 'rol' else (w - k) % w))
         m.cf = None
+        m.overflow()
         return
     v = m.d.op(i.op, w, a, k)
     m.flags('shift', w, a, k, v, m.d.cut(1, w, a, w - k if i.op == 'shl' else k - 1))
@@ -440,7 +446,10 @@ def _(m, i):
 @means('shld', 'shrd')
 def _(m, i):
     w, a, b = i.args[0].bits, i.args[0].get(m), i.args[1].get(m)
-    k = m.public(i.args[2].get(m), 'a shift') if len(i.args) > 2 else 1
+    k = m.public(i.args[2].get(m), 'a shift') % (64 if w == 64 else 32)
+    if k == 0:
+        i.args[0].put(m, a)
+        return
     left, right = (k, w - k) if i.op == 'shld' else (w - k, k)
     high, low = (a, b) if i.op == 'shld' else (b, a)
     i.args[0].put(m, m.d.op('or', w, m.d.op('shl', w, high, left), m.d.op('shr', w, low, right)))
@@ -453,6 +462,7 @@ def _(m, i):
     assert len(i.args) == 1 or i.args[1].value == 1
     top = m.d.op('shl', w, m.d.join(1, (m.cf, *[0] * (w - 1))), w - 1)
     m.cf = m.d.cut(1, w, a, 0)
+    m.overflow()
     i.args[0].put(m, m.d.op('or', w, m.d.op('shr', w, a, 1), top))
 
 
@@ -485,7 +495,7 @@ def _(m, i):
 @means('btr')
 def _(m, i):
     w, a, k = i.args[0].bits, i.args[0].get(m), i.args[1].get(m)
-    m.cf = m.d.cut(1, w, a, k)
+    m.cf, m.of, m.last = m.d.cut(1, w, a, k), None, None
     i.args[0].put(m, m.d.op('and', w, a, mask(w) ^ 1 << k))
 
 
@@ -514,7 +524,10 @@ def _(m, i):
 def _(m, i):
     w = i.args[0].bits
     a = (m.public(General(RDX, w).get(m), 'a dividend') << w) + m.public(General(RAX, w).get(m), 'a dividend')
-    q, r = divmod(a, m.public(i.args[0].get(m), 'a divisor'))
+    b = m.public(i.args[0].get(m), 'a divisor')
+    if a >> w >= b:
+        raise Fault('a quotient that does not fit')
+    q, r = divmod(a, b)
     General(RAX, w).put(m, q)
     General(RDX, w).put(m, r)
     m.flags(None, w, None, None, None, None)
@@ -523,6 +536,8 @@ def _(m, i):
 @means('tzcnt', 'bsf', 'bsr')
 def _(m, i):
     a = m.public(i.args[1].get(m), 'a count of zeros')
+    if a == 0 and i.op != 'tzcnt':
+        raise Fault('the first bit of zero')
     lowest = (a & -a).bit_length() - 1 if a else i.args[0].bits
     i.args[0].put(m, a.bit_length() - 1 if i.op == 'bsr' else lowest)
     m.flags(None, 64, None, None, None, None)
@@ -664,8 +679,10 @@ def _(m, i):
 
 @means('kmovb', 'kmovw', 'kmovd', 'kmovq')
 def _(m, i):
-    v = i.args[1].get(m)
-    i.args[0].put(m, m.d.cut({'b': 8, 'w': 16, 'd': 32, 'q': 64}[i.op[-1]], 64, v, 0) if isinstance(v, int) else v)
+    to, source = i.args
+    n, bits = {'b': 8, 'w': 16, 'd': 32, 'q': 64}[i.op[-1]], getattr(to, 'bits', 64)
+    v = m.d.cut(n, getattr(source, 'bits', 64), source.get(m), 0)
+    to.put(m, m.d.join(n, (v, *[0] * (bits // n - 1))))
 
 
 # -- vectors: the same operation in every lane
