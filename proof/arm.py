@@ -324,14 +324,14 @@ def _(m, i):
     pass
 
 
-@means('add', 'adds', 'adc', 'adcs', 'sub', 'subs', 'sbc', 'sbcs', 'cmp', 'cmn', 'neg', 'negs', 'ngc', 'ngcs')
+@means('add', 'adds', 'adc', 'adcs', 'sub', 'subs', 'sbc', 'sbcs', 'cmp', 'cmn', 'neg')
 def _(m, i):
     to, d, op = i.args[0], m.d, i.op
     w, a, b = to.bits, 0 if op[0] == 'n' else i.args[0 if op[0] == 'c' else 1].get(m), i.args[-1].get(m)
     if op in ('adc', 'adcs'):
         c = m.flags.carry()
     else:
-        c = m.flags.borrow() if op in ('sbc', 'sbcs', 'ngc', 'ngcs') else 0
+        c = m.flags.borrow() if op in ('sbc', 'sbcs') else 0
     kind = 'add' if op[0] == 'a' or op == 'cmn' else 'sub'
     v = d.op(kind, w, a, b, c)
     if op[-1] == 's' or op[0] == 'c':
@@ -340,24 +340,24 @@ def _(m, i):
         to.put(m, v)
 
 
-@means('ccmp', 'ccmn')
+@means('ccmp')
 def _(m, i):
     a, b, other, c = i.args
-    bit, x, y, kind = m.condition(c), a.get(m), b.get(m), 'sub' if i.op == 'ccmp' else 'add'
-    other = FixedFlags(other.value)
+    bit, other, w = m.condition(c), FixedFlags(other.value), a.bits
     if isinstance(bit, int) and not bit:
         m.flags = other
         return
-    one = Flags(m.d, kind, a.bits, x, y, 0, m.d.op(kind, a.bits, x, y, 0))
+    a, b = a.get(m), b.get(m)
+    one = Flags(m.d, 'sub', w, a, b, 0, m.d.op('sub', w, a, b))
     m.flags = one if isinstance(bit, int) else EitherFlags(m.d, bit, one, other)
 
 
-@means('and', 'ands', 'bic', 'bics', 'orr', 'orn', 'eor', 'eon', 'tst', 'mvn')
+@means('and', 'ands', 'bic', 'bics', 'orr', 'orn', 'eor', 'tst', 'mvn')
 def _(m, i):
     to, d, op = i.args[0], m.d, i.op
     w, x, y = to.bits, i.args[0 if op == 'tst' else 1], i.args[-1]
     b = y.get(m)
-    if op in ('bic', 'bics', 'orn', 'eon', 'mvn'):
+    if op in ('bic', 'bics', 'orn', 'mvn'):
         b = d.op('not', w, b)
     if op == 'mvn':
         v = b
@@ -418,26 +418,24 @@ def _(m, i):
     to.put(m, d.op('or', w, d.op('and', w, to.get(m), mask(w) ^ field), d.op('and', w, v, field)))
 
 
-@means('sxtb', 'sxth', 'sxtw', 'uxtb', 'uxth')
+@means('sxtw')
 def _(m, i):
     to, a = i.args
-    part = {'b': 8, 'h': 16, 'w': 32}[i.op[-1]]
-    to.put(m, extend(m.d, m.d.cut(part, 64, m.r[a.number], 0), part, to.bits, i.op[0] == 's'))
+    to.put(m, extend(m.d, a.get(m), 32, 64, True))
 
 
-@means('rev', 'rev16', 'rev32')
+@means('rev')
 def _(m, i):
-    to, d, w = i.args[0], m.d, i.args[0].bits
-    n, v = int(i.op[3:] or w), i.args[1].get(m)
-    to.put(m, d.join(n, [d.reversed_bytes(n, d.cut(n, w, v, k)) for k in range(0, w, n)]))
+    to, a = i.args
+    to.put(m, m.d.reversed_bytes(to.bits, a.get(m)))
 
 
-@means('mul', 'mneg', 'madd', 'msub', 'umulh', 'smulh', 'umull', 'smull', 'umaddl')
+@means('mul', 'mneg', 'madd', 'msub', 'umulh', 'smulh', 'umaddl')
 def _(m, i):
     to, d, w = i.args[0], m.d, i.args[0].bits
     a, b = (x.get(m) for x in i.args[1:3])
-    if i.op in ('umull', 'smull', 'umaddl'):
-        a, b = (extend(d, x, 32, 64, i.op[0] == 's') for x in (a, b))
+    if i.op == 'umaddl':
+        a, b = (d.join(32, (x, 0)) for x in (a, b))
     v = d.op({'umulh': 'high', 'smulh': 'high_signed'}.get(i.op, 'mul'), w, a, b)
     if i.op in ('mneg', 'msub'):
         v = d.op('sub', w, 0 if i.op == 'mneg' else i.args[3].get(m), v)
@@ -526,8 +524,7 @@ def _(m, i):
 
 
 # -- memory
-@means('ldr', 'ldur', 'ldar', 'ldp', 'ldrb', 'ldrh', 'ldrsb', 'ldrsh', 'ldrsw', 'ldurb', 'ldurh',
-       'ldursh', 'ldursb', 'ldursw')
+@means('ldr', 'ldur', 'ldar', 'ldp', 'ldrb', 'ldrsb', 'ldrsh', 'ldrsw')
 def _(m, i):
     *registers, place = i.args
     a = place.address(m)
@@ -545,7 +542,7 @@ def _(m, i):
         a += bits // 8
 
 
-@means('str', 'stur', 'stlr', 'stp', 'strb', 'strh', 'sturb', 'sturh')
+@means('str', 'stur', 'stp', 'strb', 'strh', 'sturh')
 def _(m, i):
     *registers, place = i.args
     values = [None if isinstance(x, Vector) else x.get(m) for x in registers]
@@ -576,26 +573,25 @@ def _(m, i):
         a += n
 
 
-@means('ld2', 'ld3', 'ld4', 'st2', 'st3', 'st4')
+@means('ld4', 'st4')
 def _(m, i):
     registers, place = i.args
-    a, w, n, k = place.address(m), registers[0].w, registers[0].n, len(registers)
-    step = w // 8
-    if i.op[0] == 'l':
-        for j, x in enumerate(registers):
-            m.put_lanes(x, w, [m.load(a + step * (k * lane + j), step) for lane in range(n)])
-    else:
-        for j, x in enumerate(registers):
-            for lane, v in enumerate(m.lanes(x)):
-                m.store(a + step * (k * lane + j), v, step)
-
-
-@means('ld1r', 'ld2r', 'ld3r', 'ld4r')
-def _(m, i):
-    registers, place = i.args
-    a, step = place.address(m), registers[0].w // 8
+    a, size = place.address(m), registers[0].w // 8
     for j, x in enumerate(registers):
-        m.put_lanes(x, x.w, [m.load(a + step * j, step)] * x.n)
+        places = range(a + size * j, a + 4 * size * x.n, 4 * size)
+        if i.op == 'ld4':
+            m.put_lanes(x, x.w, [m.load(p, size) for p in places])
+        else:
+            for p, v in zip(places, m.lanes(x)):
+                m.store(p, v, size)
+
+
+@means('ld1r', 'ld4r')
+def _(m, i):
+    registers, place = i.args
+    a, size = place.address(m), registers[0].w // 8
+    for j, x in enumerate(registers):
+        m.put_lanes(x, x.w, [m.load(a + size * j, size)] * x.n)
 
 
 # -- vectors: moves
@@ -603,12 +599,7 @@ VECTOR = {}  # for names that general registers have too
 
 
 def vector(*names):
-    def enter(f):
-        VECTOR.update(dict.fromkeys(names, f))
-        for name in names:
-            MEANING.setdefault(name, f)
-        return f
-    return enter
+    return lambda f: VECTOR.update(dict.fromkeys(names, f))
 
 
 def rearrange(m, to, w, operands, order):
@@ -623,37 +614,34 @@ def whole(x):
     return Vector(x.number, x.w, 128 // x.w)
 
 
-@means('mov', 'fmov', 'umov', 'smov')
-def move(m, i):
+@means('mov', 'fmov')
+def _(m, i):
     to, x = i.args
     if isinstance(to, General):
         if isinstance(x, (Vector, Element)):
             v = m.lanes(whole(x))[getattr(x, 'index', 0)]
-            to.put(m, extend(m.d, v, x.w, to.bits, i.op[0] == 's') if x.w < to.bits else v)
         else:
             v = x.get(m)
-            to.put(m, v & mask(to.bits) if isinstance(x, Constant) else v)
-    elif isinstance(x, General):
-        to, values = (to, []) if isinstance(to, Vector) else (whole(to), m.lanes(whole(to)))
-        if values:
-            values[i.args[0].index] = m.d.cut(to.w, x.bits, x.get(m), 0)
-        m.put_lanes(to, to.w, values or [m.d.cut(to.w, x.bits, x.get(m), 0)])
+        to.put(m, v & mask(to.bits) if isinstance(x, Constant) else v)
     elif isinstance(to, Element):
         n = 128 // to.w
-        rearrange(m, to, to.w, [whole(to), whole(x)], [n + x.index if k == to.index else k for k in range(n)])
+        if isinstance(x, General):
+            values = m.lanes(whole(to))
+            m.put_lanes(to, to.w, [x.get(m) if k == to.index else v for k, v in enumerate(values)])
+        else:
+            rearrange(m, to, to.w, [whole(to), whole(x)], [n + x.index if k == to.index else k for k in range(n)])
+    elif isinstance(x, General):
+        m.put_lanes(to, to.w, [x.get(m)])
     elif isinstance(x, Element):
         rearrange(m, to, to.w, [whole(x)], [x.index])
     else:
         rearrange(m, to, x.w, [x], range(x.n))
 
 
-MEANING['ins'] = move
-
-
-@means('movi', 'mvni')
+@means('movi')
 def _(m, i):
     to, k = i.args
-    m.put_lanes(to, to.w, [k.value if i.op == 'movi' else k.value ^ mask(to.w)] * to.n)
+    m.put_lanes(to, to.w, [k.value] * to.n)
 
 
 @means('dup')
@@ -688,7 +676,7 @@ def _(m, i):
     rearrange(m, to, to.w, [a, b], order)
 
 
-@vector('rev64', 'rev32', 'rev16')
+@means('rev64', 'rev32')
 def _(m, i):
     to, x = i.args
     n = int(i.op[3:]) // to.w
@@ -710,42 +698,16 @@ def _(m, i):
     m.put_lanes(to, 8, out)
 
 
-# -- vectors: the same operation in every lane
-def lanewise(m, i, f, w=None):
-    to = i.args[0]
-    w = w or to.w
-    m.put_lanes(to, w, [f(*v) for v in zip(*(m.lanes(x, w) for x in i.args[1:]))])
-
-
-@vector('add', 'sub', 'mul', 'neg')
+# -- vectors: operations in every lane
+@vector('add', 'sub', 'and', 'orr', 'eor')
 def _(m, i):
-    w, op = i.args[0].w, i.op
-    if op == 'neg':
-        lanewise(m, i, lambda a: m.d.op('sub', w, 0, a))
-    else:
-        lanewise(m, i, lambda a, b: m.d.op(op, w, a, b))
-
-
-@vector('and', 'orr', 'eor', 'bic', 'orn', 'mvn', 'not')
-def _(m, i):
-    to, d, op = i.args[0], m.d, i.op
-    if isinstance(i.args[1], Constant):  # orr and bic of a constant
-        w, k = to.w, i.args[1].value
-        f = (lambda a: d.op('or', w, a, k)) if op == 'orr' else (lambda a: d.op('and', w, a, mask(w) ^ k))
-        m.put_lanes(to, w, [f(v) for v in m.lanes(to)])
+    to, x, y = i.args
+    if i.op == 'eor' and x.number == y.number:
+        m.put_lanes(to, 64, [0] * (to.w * to.n // 64))
         return
-    x, y = i.args[1], i.args[-1]
-    if x.number == y.number and op == 'eor':
-        m.put_lanes(to, 64, [0, 0])
-        return
-    w = m.natural(64, x, y)
-    name = {'a': 'and', 'b': 'and', 'o': 'or', 'e': 'xor'}.get(op[0])
-    if op in ('mvn', 'not'):
-        lanewise(m, i, lambda a: d.op('not', w, a), w)
-    elif op in ('bic', 'orn'):
-        lanewise(m, i, lambda a, b: d.op(name, w, a, d.op('not', w, b)), w)
-    else:
-        lanewise(m, i, lambda a, b: d.op(name, w, a, b), w)
+    w = to.w if i.op in ('add', 'sub') else m.natural(64, x, y)
+    name = {'orr': 'or', 'eor': 'xor'}.get(i.op, i.op)
+    m.put_lanes(to, w, [m.d.op(name, w, a, b) for a, b in zip(m.lanes(x, w), m.lanes(y, w))])
 
 
 @means('bsl', 'bit', 'bif')
@@ -762,32 +724,27 @@ def _(m, i):
     m.put_lanes(to, w, out)
 
 
-@means('cmeq', 'cmge', 'cmgt', 'cmhi', 'cmhs', 'cmlt', 'cmle', 'cmtst')
+@means('cmeq', 'cmge')
 def _(m, i):
     to, x, y = i.args
-    d, w, op = m.d, to.w, i.op[2:]
-    b = [y.value & mask(w)] * to.n if isinstance(y, Constant) else m.lanes(y)
-    test = {'eq': lambda a, b: d.op('zero', w, d.op('xor', w, a, b)),
-            'tst': lambda a, b: d.op('not', 1, d.op('zero', w, d.op('and', w, a, b))),
-            'ge': lambda a, b: d.op('not', 1, d.op('less_signed', w, a, b)),
-            'gt': lambda a, b: d.op('less_signed', w, b, a),
-            'lt': lambda a, b: d.op('less_signed', w, a, b),
-            'le': lambda a, b: d.op('not', 1, d.op('less_signed', w, b, a)),
-            'hi': lambda a, b: d.op('borrow', w, b, a),
-            'hs': lambda a, b: d.op('not', 1, d.op('borrow', w, a, b))}[op]
-    m.put_lanes(to, w, [choose(d, w, test(p, q), mask(w), 0) for p, q in zip(m.lanes(x), b)])
+    d, w = m.d, to.w
+    out = []
+    for a, b in zip(m.lanes(x), [y.value & mask(w)] * to.n if isinstance(y, Constant) else m.lanes(y)):
+        if i.op == 'cmeq':
+            bit = d.op('zero', w, d.op('xor', w, a, b))
+        else:
+            bit = d.op('not', 1, d.op('less_signed', w, a, b))
+        out.append(choose(d, w, bit, mask(w), 0))
+    m.put_lanes(to, w, out)
 
 
-@means('shl', 'ushr', 'sshr', 'sri', 'sli')
+@means('shl', 'ushr', 'sri')
 def _(m, i):
     to, x, k = i.args
     d, w, k = m.d, to.w, k.value
-    if i.op == 'sshr':
-        v = [d.op('sar', w, a, min(k, w - 1)) for a in m.lanes(x)]
-    else:
-        v = [a if k == 0 else 0 if k == w else d.op('shl' if 'l' in i.op else 'shr', w, a, k) for a in m.lanes(x)]
-    if i.op in ('sri', 'sli'):
-        kept = mask(k) if i.op == 'sli' else mask(w) ^ mask(w) >> k
+    v = [shift(d, 'lsl' if i.op == 'shl' else 'lsr', w, a, k) if k < w else 0 for a in m.lanes(x)]
+    if i.op == 'sri':
+        kept = mask(w) ^ mask(w) >> k
         v = [d.op('or', w, d.op('and', w, old, kept), a) for old, a in zip(m.lanes(to), v)]
     m.put_lanes(to, w, v)
 
