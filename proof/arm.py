@@ -211,12 +211,6 @@ class FixedFlags:
     def __init__(self, nzcv):
         self.n, self.z, self.c, self.v = (nzcv >> k & 1 for k in (3, 2, 1, 0))
 
-    def carry(self):
-        return self.c
-
-    def borrow(self):
-        return 1 - self.c
-
     def condition(self, c):
         if c in OPPOSITE:
             return 1 - self.condition(OPPOSITE[c])
@@ -230,17 +224,9 @@ class EitherFlags:
     def __init__(self, d, bit, one, other):
         self.d, self.bit, self.one, self.other = d, bit, one, other
 
-    def choose(self, a, b):
-        return self.d.op('or', 1, self.d.op('not', 1, self.bit), a) if b else self.d.op('and', 1, self.bit, a)
-
-    def carry(self):
-        return self.choose(self.one.carry(), self.other.carry())
-
-    def borrow(self):
-        return self.choose(self.one.borrow(), self.other.borrow())
-
     def condition(self, c):
-        return self.choose(self.one.condition(c), self.other.condition(c))
+        d, a = self.d, self.one.condition(c)
+        return d.op('or', 1, d.op('not', 1, self.bit), a) if self.other.condition(c) else d.op('and', 1, self.bit, a)
 
 
 class Arm(Machine):
@@ -315,7 +301,9 @@ def extend(d, v, w, to, sign):
 def shift(d, kind, w, v, k):
     if k == 0:
         return v
-    return d.op('rol', w, v, w - k) if kind == 'ror' else d.op({'lsl': 'shl', 'lsr': 'shr', 'asr': 'sar'}[kind], w, v, k)
+    if kind == 'ror':
+        return d.op('rol', w, v, w - k)
+    return d.op({'lsl': 'shl', 'lsr': 'shr', 'asr': 'sar'}[kind], w, v, k)
 
 
 # -- arithmetic on general registers
@@ -471,12 +459,12 @@ def _(m, i):
     if op == 'cinc':
         to.put(m, d.op('add', w, b, 0, c))
         return
-    change = {'inc': lambda: d.op('add', w, b, 1), 'inv': lambda: d.op('not', w, b), 'neg': lambda: d.op('sub', w, 0, b),
-              'sel': lambda: b}[op[-3:]]
+    if op != 'csel':
+        other = d.op('not', w, b) if op[-1] == 'v' else d.op('sub', w, 0, b) if op[-1] == 'g' else d.op('add', w, b, 1)
     if len(i.args) == 3:  # the short names change where the condition holds
-        to.put(m, choose(d, w, c, change(), b))
+        to.put(m, choose(d, w, c, other, b))
     else:
-        to.put(m, choose(d, w, c, i.args[1].get(m), change()))
+        to.put(m, choose(d, w, c, i.args[1].get(m), b if op == 'csel' else other))
 
 
 @means('movk')

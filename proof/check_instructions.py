@@ -109,15 +109,15 @@ class X86:
     def flags(self, a, b, v, overflow):
         return int(a < b) | int(v == 0) << 6 | (v >> 63) << 7 | overflow << 11 | 0x202
 
-    def load(self, m, state, difference, hide):
-        m.k = [hide(v) for v in state[17:self.first]] or [None] * 8
+    def load(self, m, i, state, difference, hide):
+        m.k = [hide(v, 64) if i.op[0] == 'k' else v for v in state[17:self.first]] or [None] * 8
         m.v += [(64, [0])] * (32 - len(m.v))
-        m.cf, m.of = hide(state[16] & 1), hide(state[16] >> 11 & 1)
-        m.last = 'sub', 64, *map(hide, difference)
+        m.cf, m.of = hide(state[16] & 1, 1), hide(state[16] >> 11 & 1, 1)
+        m.last = 'sub', 64, *(hide(v, 64) for v in difference)
 
     def disagreement(self, m, after):
         """What the model has wrong of what it claims to know."""
-        if [plain(v) for v in m.k[:self.masks]] != after[17:self.first]:
+        if [plain(v, 64) for v in m.k[:self.masks]] != after[17:self.first]:
             return 'a mask'
         cf, zf, sf, of = (after[16] >> k & 1 for k in (0, 6, 7, 11))
         truth = {} if m.cf is None else {'b': cf}
@@ -125,8 +125,8 @@ class X86:
             truth |= {'e': zf, 's': sf}
             truth |= {'be': cf | zf} if 'b' in truth else {}
             truth |= {'l': sf ^ of, 'le': zf | (sf ^ of)} if m.last[0] in ('sub', 'and') else {}
-        wrong = [c for c, t in truth.items() if plain(m.condition(c)) != t]
-        return wrong or (m.of is not None and plain(m.of) != of and 'the overflow flag')
+        wrong = [c for c, t in truth.items() if plain(m.condition(c), 1) != t]
+        return wrong or (m.of is not None and plain(m.of, 1) != of and 'the overflow flag')
 
     def place(self, i, state, data):
         """Points the operands in memory at SPOT and branches at TARGET; the registers that must be public."""
@@ -164,8 +164,8 @@ class Arm:
         keep = [f'x{k}, x{k + 1}, [sp, #{8 * k - 152}]' for k in range(19, 29, 2)] + ['x29, x30, [sp, #80]']
         keep += [f'd{k}, d{k + 1}, [sp, #{8 * k + 32}]' for k in range(8, 16, 2)]
         vectors = [f'q{k}, q{k + 1}, [x30, #{272 + 16 * k}]' for k in range(0, 32, 2)]
-        return [DATA, '.arch armv8.5-a+sm4+aes', 'taken: msr tpidr_el0, x30', 'adr x30, was_taken', 'str x30, [x30]', 'b both',
-                'done: msr tpidr_el0, x30', 'both: adr x30, result',
+        return [DATA, '.arch armv8.5-a+sm4+aes', 'taken: msr tpidr_el0, x30', 'adr x30, was_taken', 'str x30, [x30]',
+                'b both', 'done: msr tpidr_el0, x30', 'both: adr x30, result',
                 *(f'stp x{k}, x{k + 1}, [x30, #{8 * k}]' for k in range(0, 30, 2)), *(f'stp {v}' for v in vectors),
                 'mrs x0, tpidr_el0', 'mov x1, sp', 'stp x0, x1, [x30, #240]', 'mrs x0, nzcv', 'str x0, [x30, #256]',
                 'adr x1, saved', 'ldp x2, x3, [x1]', 'mov sp, x2', 'msr tpidr_el0, x3', *(f'ldp {k}' for k in keep),
@@ -177,13 +177,13 @@ class Arm:
     def flags(self, a, b, v, overflow):
         return ((v >> 63) << 3 | int(v == 0) << 2 | int(a >= b) << 1 | overflow) << 28
 
-    def load(self, m, state, difference, hide):
-        a, b, v = map(hide, difference)
+    def load(self, m, i, state, difference, hide):
+        a, b, v = (hide(v, 64) for v in difference)
         m.flags = arm.Flags(m.d, 'sub', 64, a, b, 0, v)
 
     def disagreement(self, m, after):
         truth = arm.FixedFlags(after[32] >> 28)
-        return [c for c in sorted(arm.CONDITIONS - {'al'}) if plain(m.condition(c)) != truth.condition(c)]
+        return [c for c in sorted(arm.CONDITIONS - {'al'}) if plain(m.condition(c), 1) != truth.condition(c)]
 
     def place(self, i, state, data):
         public = {arm.SP}
@@ -204,6 +204,37 @@ class Arm:
 
 
 # -- forms
+# Of meanings that few libraries use.
+EXTRA = {
+    '{} al': 'seta setbe setge setl setle setns sets',
+    '{} rax,rbx,rdi': 'andn sarx',
+    '{} rax,rbx': 'bsf',
+    '{} rax,rbx,3': 'shld',
+    '{} xmm1,xmm2': 'andps orps xorps packuswb pcmpeqb pcmpeqd pmuludq vmovaps vmovups',
+    '{} xmm1,3': 'pslldq psllw psrlw psraw psrad',
+    '{} xmm1,xmm2,3': 'palignr gf2p8affineqb gf2p8affineinvqb pshufhw pshuflw vpshufhw vpshuflw',
+    '{} zmm1,zmm2,3': 'vpsllw vpsllq vpsrad vpsraq vpsraw vpsrlq vpsrlw',
+    '{} ymm1,ymm2,ymm3': 'vxorps vpandn vpcmpeqb vpcmpeqq vpmuludq vpaddq vpsubd vpunpckhbw vpunpckhwd vpunpcklbw '
+                         'vpunpcklwd',
+    '{} zmm1,zmm2,zmm3': 'vpermt2d',
+    '{} zmm1,zmm2,xmm3,2': 'vinserti32x4',
+    '{} zmm1{{k1}},zmm2,zmm3': 'vpandd vpandnd vpandnq vpandq vpord vporq',
+    '{} ymm1,ymm2,ymm3,3': 'valignd vpblendd vshufps',
+    '{} xmm1,eax,1': 'pinsrd pinsrw',
+    '{} xmm1,rax,1': 'pinsrq',
+    '{} xmm1,xmm2,rax,1': 'vpinsrq',
+    '{} xmm1,zmm2,2': 'vextracti32x4',
+    '{} zmm1,xmm2': 'vbroadcastsd vpbroadcastb vpmovzxbd',
+    '{} xmm1,zmm2': 'vpmovdb',
+    '{} eax,ymm1': 'vpmovmskb',
+    '{} eax,xmm1': 'pmovmskb',
+    '{} k1,eax': 'kmovw kmovd',
+    '{} k1,rax': 'kmovq',
+    '{} x1, x2, x3, ne': 'csinv',
+    '{} ': 'autiasp',
+}
+
+
 def form(library, op, text):
     """(a key that is equal for instructions of one form, the text to assemble, the operands for the model)."""
     m = re.fullmatch(r'(.*, )?[0-9a-f]+', text)
@@ -214,10 +245,11 @@ def form(library, op, text):
         to = text.split(',')[0]
         return op, f'{op} {to}, buffer', f'{to}, {BUFFER:x}'
     if op in ('paciasp', 'autiasp'):  # one undoes what the other does
-        return 'paciasp', 'paciasp; autiasp', text
-    rip = r'\[rip\+0x\w+\]'
-    key = re.sub(r'(, #-?|[+-])\w+\]', 'D]', re.sub(rip, '[rip]', text))
-    return op + ' ' + names(library, key), f'{op} {re.sub(rip, "[rip+spot]", text)}', re.sub(rip, f'[rip+{SPOT:#x}]', text)
+        return op, 'paciasp; autiasp', text
+    data = r'\[rip\+0x\w+\]'
+    key = re.sub(r'(, #-?|[+-])\w+\]', 'D]', re.sub(data, '[rip]', text))
+    source, model = re.sub(data, '[rip+spot]', text), re.sub(data, f'[rip+{SPOT:#x}]', text)
+    return op + ' ' + names(library, key), f'{op} {source}', model
 
 
 def names(library, text):
@@ -232,13 +264,15 @@ def names(library, text):
         own = number in (x86.RSP, x86.RCX, x86.RDX)
         return m[0] if own else f'r{shape}_{seen.setdefault(number, len(seen))}'
 
-    return re.sub(r'\b[wxvqdsbh]\d+\b' if library.arm else rf'\b({"|".join(x86.REGISTER)}|[xyz]mm\d+|k\d)\b', rename, text)
+    registers = r'[wxvqdsbh]\d+' if library.arm else '|'.join(x86.REGISTER) + r'|[xyz]mm\d+|k\d'
+    return re.sub(rf'\b({registers})\b', rename, text)
 
 
 def forms(library, decoder):
     """({key: (text to assemble, instruction of the model)}, mnemonics without a meaning)."""
     found, unknown = {}, set()
-    for op, text, _ in library.text.values():
+    extra = [t.format(op).split(' ', 1) for t, ops in EXTRA.items() for op in ops.split() if op in decoder.MEANING]
+    for op, text, *_ in [*library.text.values(), *extra]:
         while not library.arm and op in x86.PREFIXES:
             op, _, text = text.partition(' ')
             text = text.strip()
@@ -255,24 +289,35 @@ def forms(library, decoder):
 
 # -- the model
 class Hidden:
-    def __init__(self, value):
-        self.value = value
+    def __init__(self, value, w):
+        self.value, self.w = value, w
 
 
-def plain(v):
+def plain(v, w=None):
+    """The integer that v stands for; v has w bits."""
+    if isinstance(v, int):
+        assert w is None or v >> w == 0
+        return v
+    assert w in (None, v.w * (len(v.parts) if isinstance(v, Join) else 1)), f'not {w} bits'
     if isinstance(v, Hidden):
         return v.value
     if isinstance(v, Join):
-        return sum(plain(p) << v.w * k for k, p in enumerate(v.parts))
-    return plain(v.whole) >> v.low & mask(v.w) if isinstance(v, Part) else v
+        return sum(plain(p, v.w) << v.w * k for k, p in enumerate(v.parts))
+    return plain(v.whole, v.of) >> v.low & mask(v.w)
 
 
 class HiddenIntegers(Domain):
+    """What is not public is hidden, and every operand of an operation has the width that the operation says."""
+
     def symbolic(self, name, w, *args):
-        return Hidden(OPERATIONS[name](w, *map(plain, args)))
+        bit = {'choose': 0, 'add': 2, 'carry': 2, 'sub': 2, 'borrow': 2}.get(name)
+        shift = 1 if name in ('shl', 'shr', 'sar', 'rol') else None
+        widths = [None if k == shift else 1 if k == bit else w for k in range(len(args))]
+        values = [a if isinstance(a, bytes) else plain(a, n) for a, n in zip(args, widths)]
+        return Hidden(OPERATIONS[name](w, *values), 1 if name in ('carry', 'borrow', 'zero', 'less_signed') else w)
 
     def decide(self, bit):
-        return plain(bit)
+        return plain(bit, 1)
 
 
 class Buffer:
@@ -283,7 +328,7 @@ class Buffer:
         self.data, self.hide = data, hide
 
     def byte(self, address):
-        return self.hide(self.data[address - BUFFER]) if 0 <= address - BUFFER < SIZE else None
+        return self.hide(self.data[address - BUFFER], 8) if 0 <= address - BUFFER < SIZE else None
 
 
 def number(source, bits):
@@ -303,32 +348,39 @@ def number(source, bits):
 def vectors(i):
     """The numbers of the vector registers among the operands."""
     args = [y for x in i.args for y in (x if isinstance(x, list) else [x])]
-    return {x.number for x in args if isinstance(x, (x86.Vector, arm.Vector, arm.Element))}
+    return [x.number for x in args if isinstance(x, (x86.Vector, arm.Vector, arm.Element))]
 
 
-def compare(cpu, i, sample, signal, taken, after, changed, domain, w):
-    """What differs between the model, with operands in lanes of w bits, and the processor; false if nothing does."""
+def compare(cpu, i, sample, signal, taken, after, changed, domain, source):
+    """What differs between the model and the processor; false if nothing does. Hides all operands, or one."""
     _, state, difference, public, data = sample
-    hide = (lambda v: v) if type(domain) is Domain else Hidden
-    m, operands = cpu.Machine(Buffer(data, hide), domain), vectors(i)
-    m.r = [v if k in public else hide(v) for k, v in enumerate(state[:cpu.general])]
-    m.v = []
+    some = [('r', y.number) for y in (getattr(x, 'of', x) for x in i.args) if isinstance(y, (x86.General, arm.General))]
+    some += [('v', k) for k in vectors(i)] + ['other']
+    one, w = source.choice([None, *some]), source.choice((8, 16, 32, 64))
+
+    def hide(v, w, which='other'):
+        return Hidden(v, w) if type(domain) is HiddenIntegers and one in (None, which) else v
+
+    m = cpu.Machine(Buffer(data, hide), domain)
+    m.r = [v if k in public else hide(v, 64, ('r', k)) for k, v in enumerate(state[:cpu.general])]
+    m.v, operands = [], vectors(i)
     for k, v in enumerate(state[cpu.first:]):
-        n, wrap = (w, hide) if k in operands else (64, int)
-        m.v.append((n, [wrap(v >> low & mask(n)) for low in range(0, cpu.layout[-1], n)]))
-    cpu.load(m, state, difference, hide)
+        n = w if k in operands else 64
+        lanes = [v >> low & mask(n) for low in range(0, cpu.layout[-1], n)]
+        m.v.append((n, [hide(x, n, ('v', k)) for x in lanes] if k in operands else lanes))
+    cpu.load(m, i, state, difference, hide)
     m.pc = i.next
     i.run(m, i)
     if signal:
         return f'signal {signal}'
     if m.pc != (TARGET if taken else i.next):
         return 'the branch'
-    got = [plain(v) for v in m.r] + after[cpu.general:cpu.first]
-    got += [sum(plain(x) << n * k for k, x in enumerate(values)) for n, values in m.v]
+    got = [plain(v, 64) for v in m.r] + after[cpu.general:cpu.first]
+    got += [sum(plain(x, n) << n * k for k, x in enumerate(values)) for n, values in m.v]
     for k, (v, truth) in enumerate(zip(got, after)):
         if v != truth:
             return f'register {k}: {v:#x}, not {truth:#x}'
-    memory = bytes(plain(m.load(BUFFER + k, 1)) if BUFFER + k in m.memory else data[k] for k in range(SIZE))
+    memory = bytes(plain(m.load(BUFFER + k, 1), 8) if BUFFER + k in m.memory else data[k] for k in range(SIZE))
     return memory != changed and 'memory' or cpu.disagreement(m, after)
 
 
@@ -340,8 +392,8 @@ def build(cpu, texts, directory):
     with open(c, 'w') as file:
         file.write(HARNESS)
     with open(s, 'w') as file:
-        print(*cpu.source(), *(f'form{k}: {restore}\n{t}\nnext{k}: {jump} done' for k, t in enumerate(texts)), '.balign 8',
-              'forms:', *(f'.quad form{k}' for k in range(len(texts))), sep='\n', file=file)
+        print(*cpu.source(), *(f'form{k}: {restore}\n{t}\nnext{k}: {jump} done' for k, t in enumerate(texts)),
+              '.balign 8', 'forms:', *(f'.quad form{k}' for k in range(len(texts))), sep='\n', file=file)
     subprocess.run([cpu.gnu + 'gcc', '-O1', '-static', '-no-pie', '-fno-stack-protector', '-Wl,--no-warn-rwx-segments',
                     f'-Wl,--section-start=.buffer={BUFFER:#x},--section-start=.forms={TARGET:#x}',
                     f'-DSTATE={sum(cpu.layout) // 8}', f'-DSIZE={SIZE}', *cpu.options, c, s, '-o', program], check=True)
@@ -358,8 +410,8 @@ def check(cpu, found, directory):
         i = found[key][1]
         i.next = after[n]
         for _ in range(SAMPLES):
-            state, operands = list(base), {cpu.first + k for k in vectors(i)}
-            for k in {*range(cpu.first), *operands} & set(range(len(state))):
+            state = list(base)
+            for k in {*range(cpu.first), *(cpu.first + k for k in vectors(i))} & set(range(len(state))):
                 state[k] = number(source, cpu.layout[k])
             a, b = number(source, 64), number(source, 64)
             b = a if source.random() < 0.2 else b
@@ -367,8 +419,12 @@ def check(cpu, found, directory):
             state[cpu.flag], state[cpu.stack] = cpu.flags(a, b, v, ((a ^ b) & (a ^ v)) >> 63), SPOT
             data = bytearray(number(source, 8 * SIZE).to_bytes(SIZE, 'little'))
             samples.append((n, state, (a, b, v), cpu.place(i, state, data), data))
-    given = b''.join(struct.pack('<Q', n) + b''.join(v.to_bytes(bits // 8, 'little') for v, bits in zip(state, cpu.layout)) +
-                     data for n, state, _, _, data in samples)
+    given = bytearray()
+    for n, state, _, _, data in samples:
+        given += struct.pack('<Q', n)
+        for v, bits in zip(state, cpu.layout):
+            given += v.to_bytes(bits // 8, 'little')
+        given += data
     answer = subprocess.run([*cpu.emulator, program], input=given, stdout=subprocess.PIPE, check=True).stdout
     shape = struct.Struct('<QQ' + ''.join(f'{bits // 8}s' for bits in cpu.layout) + f'{SIZE}s')
     wrong, absent, compared = {}, set(), set()
@@ -379,11 +435,12 @@ def check(cpu, found, directory):
             continue
         for domain in Domain(), HiddenIntegers():
             try:
-                problem = compare(cpu, found[key][1], sample, signal, taken, registers, memory, domain,
-                                  source.choice((8, 16, 32, 64)))
+                problem = compare(cpu, found[key][1], sample, signal, taken, registers, memory, domain, source)
                 compared.add(key)
             except (Leak, Fault, Unsupported):
                 continue
+            except (AssertionError, TypeError) as e:
+                problem = f'{type(e).__name__}: {e}'
             if problem:
                 wrong.setdefault(key, f'{found[key][0]}: {problem} ({type(domain).__name__})')
     return wrong, absent, set(keys) - compared - absent
@@ -401,14 +458,16 @@ def main():
             continue
         with tempfile.TemporaryDirectory() as directory:
             wrong, absent, refused = check(cpu, found, directory)
-        print(f'{cpu.name}: {len(found) - len(absent) - len(refused)} forms of instructions compared, {len(wrong)} differ')
+        compared = set(found) - absent - refused
+        idle = set(cpu.decoder.MEANING) - {i.op.partition('.')[0] for _, i in found.values()}
+        print(f'{cpu.name}: {len(compared)} forms of instructions compared, {len(wrong)} differ')
         for what, keys in (('not checked, as this processor lacks them', absent), ('refused by the model', refused),
-                           ('without a meaning', unknown)):
+                           ('meanings without a form', idle), ('without a meaning', unknown)):
             if keys:
                 print(f'  {what}: {len(keys)} ({", ".join(sorted({k.split()[0] for k in keys}))})')
         for problem in wrong.values():
             print(f'  {problem}')
-        failed |= bool(wrong or refused)
+        failed |= bool(wrong or refused or idle)
     return failed
 
 

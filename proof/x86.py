@@ -283,7 +283,7 @@ def sources(i):
 
 
 # -- moves and arithmetic on general registers
-@means('nop', 'nopw', 'nopl', 'endbr64', 'vzeroupper', 'xchg_same')
+@means('nop', 'endbr64', 'vzeroupper')
 def _(m, i):
     if i.op == 'vzeroupper':
         m.v = [(w, values[:128 // w] if k < 16 else values) for k, (w, values) in enumerate(m.v)]
@@ -766,7 +766,7 @@ for _n in ('psll', 'psrl', 'psra'):
             k = k.value if isinstance(k, Constant) else m.public(m.lanes(k, 64, 128)[0], 'a shift')
             values = m.lanes(x, w, i.args[0].bits)
             m.put_lanes(i, w, [m.d.op(op, w, v, k) if k < w else 0 for v in values], i.op[0] == 'v')
-        MEANING |= {_n + _s: _shift, 'v' + _n + _s: _shift}
+        MEANING |= {'v' + _n + _s: _shift} | ({_n + _s: _shift} if _n + _s != 'psraq' else {})
 
 
 @means('vprold', 'vprord')
@@ -858,11 +858,14 @@ def _(m, i):
 
 @means('packuswb')
 def _(m, i):
-    out = []
-    for v in m.lanes(i.args[0], 16) + m.lanes(i.args[1], 16, 128):
-        if m.d.cut(8, 16, v, 8) != 0:
-            raise Fault('a word that does not fit into a byte')
-        out.append(m.d.cut(8, 16, v, 0))
+    d, out = m.d, []
+    for v in m.lanes(i.args[0], 16, 128) + m.lanes(i.args[1], 16, 128):
+        fits, low = d.op('zero', 8, d.cut(8, 16, v, 8)), d.cut(8, 16, v, 0)
+        if not isinstance(fits, int):
+            low = d.op('choose', 8, fits, low, d.op('choose', 8, d.cut(1, 16, v, 15), 0, 255))
+        elif not fits:
+            low = d.op('choose', 8, d.cut(1, 16, v, 15), 0, 255)
+        out.append(low)
     m.put_lanes(i, 8, out, False)
 
 
