@@ -225,6 +225,7 @@ EXTRA = {
     '{} xmm1,xmm2,rax,1': 'vpinsrq',
     '{} xmm1,zmm2,2': 'vextracti32x4',
     '{} zmm1,xmm2': 'vbroadcastsd vpbroadcastb vpmovzxbd',
+    '{} zmm1,XMMWORD PTR [rax]': 'vpmovzxbd',
     '{} xmm1,zmm2': 'vpmovdb',
     '{} eax,ymm1': 'vpmovmskb',
     '{} eax,xmm1': 'pmovmskb',
@@ -365,8 +366,8 @@ def compare(cpu, i, sample, signal, taken, after, changed, domain, source):
     m.r = [v if k in public else hide(v, 64, ('r', k)) for k, v in enumerate(state[:cpu.general])]
     m.v, operands = [], vectors(i)
     for k, v in enumerate(state[cpu.first:]):
-        n = w if k in operands else 64
-        lanes = [v >> low & mask(n) for low in range(0, cpu.layout[-1], n)]
+        n, bits = w if k in operands else 64, next(bits for bits in (128, 256, 512) if v >> bits == 0)
+        lanes = [v >> low & mask(n) for low in range(0, bits, n)]
         m.v.append((n, [hide(x, n, ('v', k)) for x in lanes] if k in operands else lanes))
     cpu.load(m, i, state, difference, hide)
     m.pc = i.next
@@ -439,7 +440,7 @@ def check(cpu, found, directory):
                 compared.add(key)
             except (Leak, Fault, Unsupported):
                 continue
-            except (AssertionError, TypeError) as e:
+            except Exception as e:  # whatever goes wrong, the form does not agree
                 problem = f'{type(e).__name__}: {e}'
             if problem:
                 wrong.setdefault(key, f'{found[key][0]}: {problem} ({type(domain).__name__})')
