@@ -73,7 +73,7 @@ class Memory:
                 kind, _, by = rest[1].partition(' #')
                 self.offset = Shifted(self.offset, kind, int(by or '0', 0), 64)
 
-    def address(self, m, access=True):
+    def address(self, m):
         """The address of the access; the base register moves on if it has to."""
         base = m.public(m.r[self.base], 'an address')
         a = base if self.offset is None else base + m.public(self.offset.get(m), 'an address') & mask(64)
@@ -508,7 +508,7 @@ def _(m, i):
 
 @means('ret')
 def _(m, i):
-    m.pc = m.public(m.r[LINK], 'a return address')
+    m.pc = m.public(m.r[i.args[0].number if i.args else LINK], 'a return address')
 
 
 # -- memory
