@@ -2,7 +2,7 @@
 
 A kernel runs once for each count of blocks and each shape of its arguments that is named in the claim, on unknown words
 in all places of the state and of the message. The definition is evaluated on the same unknowns, and the results have to
-be the same polynomials (words.py).
+be the same polynomials (sums.py).
 """
 import itertools
 import random
@@ -11,7 +11,7 @@ from call import call, machine
 from prove import functions
 from theorem import Refused, Theorem
 from values import Domain
-from words import Words
+from sums import Words
 
 COUNTS = 0, 1, 2, 3
 
