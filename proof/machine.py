@@ -71,21 +71,27 @@ class Machine:
                 for i in range(8):
                     self.memory[address + i] = found
             else:
-                byte = self.library.byte(address)
-                if byte is None:
-                    raise Fault(f'reads {address:#x}, which nothing has written')
-                found = self.memory[address] = (byte, 1, address)
+                found = self.from_file(address)
         return found
+
+    def from_file(self, address):
+        """The cell of a byte that nothing has written yet: an aligned word of the file where that is possible."""
+        for start, size in ((address & ~7, 8), (address, 1)):
+            span = range(start, start + size)
+            data = [self.library.byte(a) for a in span]
+            if None not in data and not any(a in self.memory or a in self.library.pointers for a in span):
+                cell = (int.from_bytes(bytes(data), 'little'), size, start)
+                self.memory.update(dict.fromkeys(span, cell))
+                return cell
+        raise Fault(f'reads {address:#x}, which nothing has written')
 
     def load(self, address, size):
         value, n, start = first = self.cell(address)
-        if start == address and n == size:
-            for i in range(1, size):
-                if self.memory.get(address + i) is not first:
-                    break
-            else:
-                return value
-        return self.d.join(8, [self._byte(address + i) for i in range(size)])
+        if address + size <= start + n and all(self.memory[address + i] is first for i in range(1, size)):
+            return value if n == size else self.d.cut(8 * size, 8 * n, value, 8 * (address - start))
+        if n > size or start != address:
+            return self.d.join(8, [self._byte(address + i) for i in range(size)])
+        return self.d.join(*self.load_lanes(address, size))
 
     def _byte(self, address):
         value, n, start = self.cell(address)
@@ -105,8 +111,8 @@ class Machine:
     def load_lanes(self, address, size):
         """(w, values): as it was stored, if that was in equal pieces, else bytes."""
         n = self.cell(address)[1]
-        if size % n == 0 and n <= 8 and all(self.cell(a)[1:] == (n, a) and self.cell(a + n - 1)[2] == a
-                                            for a in range(address, address + size, n)):
+        if size % n == 0 and n <= min(8, size) and all(self.cell(a)[1:] == (n, a) and self.cell(a + n - 1)[2] == a
+                                                       for a in range(address, address + size, n)):
             return 8 * n, [self.load(a, n) for a in range(address, address + size, n)]
         return 8, [self._byte(address + i) for i in range(size)]
 
