@@ -3,6 +3,7 @@
     prove.py [--only TEXT] LIBRARY...
 """
 import argparse
+import functools
 import importlib
 import multiprocessing
 import sys
@@ -34,15 +35,15 @@ def functions(library, family):
                 yield kernel, field, library.word(record + 8 * i)
 
 
+@functools.cache
+def load(path):
+    """The library at path and the theorems of all modules about it, which each process reads once."""
+    library = Library(path)
+    return library, [t for name in MODULES for t in importlib.import_module(name).theorems(library)]
+
+
 def theorems(path):
-    """Those of all modules for the library at path, which each process reads once."""
-    if path not in LOADED:
-        library = Library(path)
-        LOADED[path] = [t for name in MODULES for t in importlib.import_module(name).theorems(library)]
-    return LOADED[path]
-
-
-LOADED = {}
+    return load(path)[1]
 
 
 def attempt(job):
@@ -60,7 +61,7 @@ def attempt(job):
 def missing(path):
     """The kernels' functions about which no module has a theorem."""
     claimed = {(t.family, t.kernel, t.function) for t in theorems(path)}
-    library = Library(path)
+    library = load(path)[0]
     for family in RECORDS:
         for kernel, field, _ in functions(library, family):
             if (family, kernel, field) not in claimed:

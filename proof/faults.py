@@ -1,0 +1,160 @@
+"""Plants faults in what the theorems cover, one at a time; each must be refused.
+
+    faults.py [--all] [--count N] [--seed N] [--only TEXT] LIBRARY...
+
+A fault changes one covered instruction, or one bit of a byte of the file that the proof reads: a carry is dropped, an
+operation replaced by another, a selection dropped or turned round, a shift or rotation is one off, a word comes from
+beside its place. In a claim of constant time it makes an instruction use its result as an address. Without --all, a
+fixed choice of theorems gets one fault each. A fault that is accepted is printed with the reason why it changes nothing,
+if that is a carry that is zero in any case or one of EQUIVALENT; else the run fails.
+"""
+import argparse
+import collections
+import multiprocessing
+import random
+import re
+import signal
+import sys
+
+import call
+from prove import load, theorems
+
+sys.setrecursionlimit(100_000)
+
+REPLACED = {  # x86-64, then aarch64
+    'adc': 'add', 'sbb': 'sub', 'adcx': 'adox', 'adox': 'adcx', 'add': 'sub', 'sub': 'add', 'xor': 'or', 'and': 'or',
+    'paddd': 'psubd', 'vpaddd': 'vpsubd', 'pxor': 'por', 'vpxor': 'vpor', 'vpxord': 'vpord', 'pand': 'por', 'vpand': 'vpor',
+    'adcs': 'adds', 'sbcs': 'subs', 'sbc': 'sub', 'adds': 'add', 'eor': 'orr', 'orr': 'eor', 'umulh': 'mul',
+    'csel': 'csinv', 'cneg': 'cinv', 'zip1': 'zip2', 'uzp1': 'uzp2', 'trn1': 'trn2',
+    'punpckldq': 'punpckhdq', 'vpunpckldq': 'vpunpckhdq', 'punpcklqdq': 'punpckhqdq', 'vpunpcklqdq': 'vpunpckhqdq'}
+ONE_OFF = re.compile(r'v?(rol|ror|shl|shr|sar|shld|shrd|rorx|ps[lr]l[dq]|prold|lsl|lsr|asr|extr|ushr|sri|sli|palignr|ext)$')
+CARRIES = 'adc', 'sbb', 'adcx', 'adox', 'adcs', 'sbcs', 'sbc'
+# (instruction, part of the function's name) -> why the fault changes nothing.
+EQUIVALENT = {}
+
+
+def faults(op, operands):
+    """What the instruction may be replaced by, in the words of objdump."""
+    parts = [p.strip() for p in operands.split(',')]
+    stack = re.match(r'[er]?sp|x29', parts[0])
+    if op in REPLACED and not stack and not (len(parts) > 1 and len(set(parts[-2:])) == 1):
+        yield REPLACED[op], operands
+    if op.startswith('cmov'):
+        yield 'nop', ''
+        yield ('cmov' + op[5:] if op[4] == 'n' else 'cmovn' + op[4:]), operands
+    if op == 'csel':
+        yield op, ', '.join((parts[0], parts[2], parts[1], parts[3]))
+    immediate = re.search(r'(#?)(0x[0-9a-f]+|\d+)$', operands)
+    if ONE_OFF.match(op) and immediate and int(immediate[2], 0) > 1:
+        yield op, operands[:immediate.start()] + immediate[1] + hex(int(immediate[2], 0) - 1)
+    place = re.search(r'\[(\w+)([+]0x|, #)([0-9a-f]+)\]', operands)
+    if op in ('mov', 'ldr', 'adc', 'add', 'mulx', 'vmovdqu', 'movdqu') and place and place.start() and not operands.startswith('['):
+        if place[1] not in ('rsp', 'sp', 'rip'):
+            base = 16 if 'x' in place[2] else 10
+            moved = int(place[3], base) ^ (8 if op != 'vmovdqu' else 16)
+            yield op, operands[:place.start(3)] + (f'{moved:x}' if base == 16 else str(moved)) + operands[place.end(3):]
+
+
+def leaking(instruction):
+    """The same, then a load from the address that is its result."""
+    run = instruction.run
+
+    def planted(m, i):
+        run(m, i)
+        to = i.args[0]
+        for v in m.lanes(to) if hasattr(to, 'w') else m.lanes(to, 8) if type(to).__name__ == 'Vector' else [to.get(m)]:
+            m.public(v, 'an address')
+    instruction.run = planted
+    return instruction
+
+
+def attempt(job):
+    """(covered, bytes read, carries that are always zero) without a fault, else what the theorem says to it."""
+    path, index, fault = job
+    theorem = theorems(path)[index]
+    library = load(path)[0]
+    original, read = library.byte, set()
+
+    def byte(address):
+        if address not in library.text:
+            read.add(address)
+        value = original(address)
+        return value ^ fault[2] if fault and fault[0] == 'byte' and address == fault[1] and value is not None else value
+
+    library.byte = byte
+    if fault and fault[0] == 'code':
+        library.text[fault[1]] = (*fault[2], library.text[fault[1]][2])
+    elif fault and fault[0] == 'leak':
+        decode = call.architecture(library.arm).decode
+        call.architecture(library.arm).decode = lambda m, a: leaking(decode(m, a)) if a == fault[1] else decode(m, a)
+    signal.signal(signal.SIGALRM, lambda *_: (_ for _ in ()).throw(TimeoutError('it does not end')))
+    signal.alarm(300)
+    try:
+        covered = theorem.run()
+        return job, covered, {a for a in read if original(a) is not None}, None
+    except NotImplementedError:
+        return job, None, None, 'unknown'
+    except Exception as e:
+        return job, None, None, f'{type(e).__name__}: {" | ".join(map(str, e.args))}'[:300]
+
+
+def choices(library, theorem, covered, read):
+    """All faults of a theorem."""
+    if theorem.claim == 'constant time':
+        for a in sorted(covered):
+            if re.match(r'v?p?(adcx?|sbb|xor|eor|mulx|umulh|xord|addd|shufb|rold|rol|ror)s?$', library.text[a][0]):
+                yield 'leak', a, None
+        return
+    for a in sorted(covered):
+        if a in library.text:
+            for changed in faults(*library.text[a][:2]):
+                yield 'code', a, changed
+    for a in sorted(read):
+        yield 'byte', a, 0x10
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument('--all', action='store_true', help='every fault of every theorem: hours')
+    parser.add_argument('--count', type=int, default=40, help='how many theorems get a fault')
+    parser.add_argument('--seed', type=int, default=1)
+    parser.add_argument('--only', default='', help='the theorems whose line contains this')
+    parser.add_argument('libraries', nargs='+')
+    options = parser.parse_args()
+    source = random.Random(options.seed)
+    jobs = []
+    for path in options.libraries:
+        mine = [(path, i, None) for i, t in enumerate(theorems(path)) if options.only in str(t) and 'looks' not in t.claim]
+        source.shuffle(mine)
+        jobs += mine if options.all else mine[:options.count // len(options.libraries)]
+    results = collections.Counter()
+    # Each attempt has a process of its own: nothing that a proof remembers reaches another.
+    with multiprocessing.Pool(maxtasksperchild=1) as pool:
+        planted = []
+        for (path, index, _), covered, read, problem in pool.imap_unordered(attempt, jobs, 1):
+            if problem:
+                print(f'{path} {theorems(path)[index]}: refused without a fault: {problem}')
+                results['failed'] += 1
+                continue
+            some = list(choices(load(path)[0], theorems(path)[index], covered, read))
+            planted += [(path, index, f) for f in (some if options.all else source.sample(some, min(1, len(some))))]
+        for (path, index, fault), covered, _, problem in pool.imap_unordered(attempt, sorted(planted), 1):
+            library, (kind, address, changed) = load(path)[0], fault
+            was = ' '.join(library.text[address][:2]) if address in library.text else f'byte {library.byte(address):#x}'
+            what = {'code': lambda: ' '.join(changed), 'byte': lambda: 'one bit flipped', 'leak': lambda: 'used as an address'}
+            line = f'{path}  {theorems(path)[index]}  {address:x} in {library.owner(address)}: {was} -> {what[kind]()}'
+            if problem == 'unknown':
+                continue
+            if problem:
+                results['refused'] += 1
+                print(f'refused   {line}\n    {problem}', flush=True)
+                continue
+            reason = next((r for (op, part), r in EQUIVALENT.items() if op == was.split()[0] and part in line), None)
+            results['equivalent' if reason else 'ACCEPTED'] += 1
+            print(f'{"equivalent" if reason else "ACCEPTED"}  {line}  {reason or ""}', flush=True)
+    print(', '.join(f'{n} {what}' for what, n in results.items()))
+    return bool(results['ACCEPTED'] or results['failed'] or not results['refused'])
+
+
+if __name__ == '__main__':
+    sys.exit(main())
