@@ -137,12 +137,16 @@ def main():
                 results['failed'] += 1
                 continue
             some = list(choices(load(path)[0], theorems(path)[index], covered, read))
-            planted += [(path, index, f) for f in (some if options.all else source.sample(some, min(1, len(some))))]
-        for (path, index, fault), covered, _, problem in pool.imap_unordered(attempt, sorted(planted), 1):
+            if not options.all:  # mostly in the code: there is more data
+                in_code = [f for f in some if f[0] != 'byte']
+                some = [source.choice(in_code if in_code and source.random() < 0.8 else some)] if some else []
+            planted += [(path, index, f) for f in some]
+        for (path, index, fault), covered, _, problem in pool.imap_unordered(attempt, sorted(planted, key=str), 1):
             library, (kind, address, changed) = load(path)[0], fault
             was = ' '.join(library.text[address][:2]) if address in library.text else f'byte {library.byte(address):#x}'
             what = {'code': lambda: ' '.join(changed), 'byte': lambda: 'one bit flipped', 'leak': lambda: 'used as an address'}
-            line = f'{path}  {theorems(path)[index]}  {address:x} in {library.owner(address)}: {was} -> {what[kind]()}'
+            where = f'{address:x} in {library.owner(address)}' if kind != 'byte' else f'{address:x}'
+            line = f'{path}  {theorems(path)[index]}\n    {where}: {was} -> {what[kind]()}'
             if problem == 'unknown':
                 continue
             if problem:
