@@ -80,6 +80,7 @@ CALLS = {
     ('sm2p256', 'multiply_base'): limbs(8, 4),
     ('sm2p256', 'multiply_base_and_invert'): limbs(4, 4, 4),
     ('sm2p256', 'multiply_point'): limbs(8, 8, 4),
+    ('sm2p256', 'multiply_base_and_point'): limbs(8, 8, 8, 4),
     ('ecp256', 'multiply_point'): limbs(17, 8, 4, 12),
     ('sm3', 'compress'): messages,
     ('sm3', 'expand_lanes'): words_of_lanes,
