@@ -40,7 +40,7 @@ trap 'rm -rf "$folder"' EXIT
 for pair in release:amd64 aarch64:arm64; do
   built=build/${pair%:*}/libUlmaroAlgrithm.so
   archive=build/packages/UlmaroAlgrithm-$(project_version)-${pair#*:}.tar.xz
-  [ -f "$archive" ] && [ -f "$built" ] || continue
+  if [ ! -f "$archive" ] || [ ! -f "$built" ]; then continue; fi
   tar -xJOf "$archive" --wildcards '*/lib/libUlmaroAlgrithm.so' >"$folder/shipped.so"
   image "$folder/shipped.so" "$folder/shipped"
   image "$built" "$folder/built"
