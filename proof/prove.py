@@ -18,7 +18,8 @@ MODULES = ['sm3', 'sm4', 'curves', 'inversion', 'secrecy']
 RECORDS = {
     'sm3': ['name', 'compress', 'lanes', 'expand_lanes', 'compress_lanes'],
     'sm4': ['name', 'expand_key', 'encrypt_blocks', 'decrypt_blocks', 'cbc_encrypt', 'cbc_decrypt'],
-    'sm2p256': ['name', 'stack', 'multiply_base', 'multiply_base_and_invert', 'multiply_point', 'multiply_add_vartime'],
+    'sm2p256': ['name', 'stack', 'multiply_base', 'multiply_base_and_invert', 'multiply_point',
+                'multiply_base_and_point', 'multiply_add_vartime'],
     'ecp256': ['name', 'stack', 'multiply_point', 'multiply_both_vartime'],
 }
 NOT_FUNCTIONS = 'name', 'stack', 'lanes'
