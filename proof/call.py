@@ -30,6 +30,4 @@ def call(m, address, arguments, outputs):
     allowed = [(STACK - ROOM, ROOM), *outputs]
     for a, cell in m.memory.items():
         if before.get(a) is not cell and not any(start <= a < start + size for start, size in allowed):
-            read = (m.library.pointers[cell[2]], 8) if cell[2] in m.library.pointers else (m.library.byte(a), 1)
-            if cell[:2] != read:
-                raise Refused(f'writes to {a:#x}, outside of its result')
+            raise Refused(f'writes to {a:#x}, outside of its result')

@@ -36,7 +36,8 @@ class Machine:
     def __init__(self, library, domain, code=None):
         self.library, self.d = library, domain
         self.code = {} if code is None else code  # decoded instructions, shared between runs
-        self.memory = {}  # address of each byte -> (value, its bytes, its address)
+        self.memory = {}  # address of each byte written -> (value, its bytes, its address)
+        self.file = {}  # the same of bytes read that nothing has written
         self.hooks = {}  # address of a function -> what is done instead, a Python function of the machine
         self.imports = dict(IMPORTS)  # name of another file's function -> the same
         self.regions = []
@@ -64,30 +65,26 @@ class Machine:
             self.memory[address + i] = cell
 
     def cell(self, address):
-        found = self.memory.get(address)
-        if found is None:
-            if address in self.library.pointers:
-                found = (self.library.pointers[address], 8, address)
-                for i in range(8):
-                    self.memory[address + i] = found
-            else:
-                found = self.from_file(address)
-        return found
+        return self.memory.get(address) or self.file.get(address) or self.from_file(address)
 
     def from_file(self, address):
-        """The cell of a byte that nothing has written yet: an aligned word of the file where that is possible."""
-        for start, size in ((address & ~7, 8), (address, 1)):
-            span = range(start, start + size)
-            data = [self.library.byte(a) for a in span]
-            if None not in data and not any(a in self.memory or a in self.library.pointers for a in span):
-                cell = (int.from_bytes(bytes(data), 'little'), size, start)
-                self.memory.update(dict.fromkeys(span, cell))
-                return cell
-        raise Fault(f'reads {address:#x}, which nothing has written')
+        """The cell of a byte that nothing has written: an aligned word of the file where that is possible."""
+        start = address & ~7
+        data = [self.library.byte(a) for a in range(start, start + 8)]
+        if start in self.library.pointers:
+            cell = (self.library.pointers[start], 8, start)
+        elif None not in data:
+            cell = (int.from_bytes(bytes(data), 'little'), 8, start)
+        elif self.library.byte(address) is not None:
+            start, cell = address, (self.library.byte(address), 1, address)
+        else:
+            raise Fault(f'reads {address:#x}, which nothing has written')
+        self.file.update(dict.fromkeys(range(start, start + cell[1]), cell))
+        return cell
 
     def load(self, address, size):
         value, n, start = first = self.cell(address)
-        if address + size <= start + n and all(self.memory[address + i] is first for i in range(1, size)):
+        if address + size <= start + n and all(self.cell(address + i) is first for i in range(1, size)):
             return value if n == size else self.d.cut(8 * size, 8 * n, value, 8 * (address - start))
         if n > size or start != address:
             return self.d.join(8, [self._byte(address + i) for i in range(size)])
