@@ -15,6 +15,7 @@
 #include "bn/bytes.hpp"
 #include "ec/multiply.hpp"
 #include "ec/scalar_draw.hpp"
+#include "sm2/decrypt.hpp"
 
 using ulmaro::declassify;
 using ulmaro::Public;
@@ -90,11 +91,6 @@ bool agree(ec_group_st& grp, AffinePoint& pub, AffinePoint& c1, Shared& shared, 
     return false;
 }
 
-int refuse(const char* diagnostic) noexcept {
-    std::fputs(diagnostic, stdout);
-    return 0;
-}
-
 constexpr const char* zero_point = "BN_is_zero failed!\n";
 constexpr const char* zero_stream = "sum_t==0\n";
 constexpr const char* wrong_hash = "char_equal!=0\n";
@@ -131,18 +127,19 @@ int ECES_Encryption(ec_group_st* grp, unsigned char* msg, int msgLen, ECC_PUBLIC
     return 0;
 }
 
-int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey, unsigned char* plain) {
+const char* ulmaro::sm2::decrypt(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey,
+                                 unsigned char* plain) {
     const Record record(blob);
     std::uint32_t claimed;
     std::memcpy(&claimed, record.len, sizeof claimed);
-    if (claimed > static_cast<std::uint32_t>(max_message)) return refuse(zero_stream);
+    if (claimed > static_cast<std::uint32_t>(max_message)) return zero_stream;
     const std::size_t size = claimed;
     const int len = static_cast<int>(claimed);
 
     // B1: the private key never meets a point of another curve.
     AffinePoint c1 = load_point(record.c1);
-    if (is_all_zero(record.c1, 64)) return refuse(zero_point);
-    if (!is_usable(*grp) || !is_on_curve(*grp, c1)) return refuse(len == 0 ? zero_stream : wrong_hash);
+    if (is_all_zero(record.c1, 64)) return zero_point;
+    if (!is_usable(*grp) || !is_on_curve(*grp, c1)) return len == 0 ? zero_stream : wrong_hash;
 
     // Before there are secrets: a process binds the allocation at its first call, which stores all vector registers.
     SecretBytes text(size);
@@ -153,12 +150,12 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     ulmaro::bn::from_be32(*d, priKey->d);
     multiply_point(*grp, c1, *d, shared->point);
     const bool zero = (BN_is_zero(shared->point.x.words, 8) | BN_is_zero(shared->point.y.words, 8)) != 0;
-    if (declassify(zero, Public::shared_point_zero)) return refuse(zero_point);
+    if (declassify(zero, Public::shared_point_zero)) return zero_point;
     store_point(shared->bytes, shared->point);
 
     // B4, B5
     shared->key_stream(len, text.data());
-    if (is_zero_stream(text.data(), size)) return refuse(zero_stream);
+    if (is_zero_stream(text.data(), size)) return zero_stream;
     xor_into(text.data(), record.cipher, size);
 
     // B6. The record is compared before the message is written, which may be over it.
@@ -166,5 +163,12 @@ int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_
     shared->digest(text.data(), len, hash);
     const bool authentic = declassify(equal(hash, record.hash, sizeof hash), Public::authentic);
     std::memcpy(plain, text.data(), size);
-    return authentic ? 1 : refuse(wrong_hash);
+    return authentic ? nullptr : wrong_hash;
+}
+
+int ECES_Decryption(ec_group_st* grp, Ulmaro_ECC_CIPHER_BLOB* blob, ECC_PRIVATE_KEY* priKey, unsigned char* plain) {
+    const char* const refusal = ulmaro::sm2::decrypt(grp, blob, priKey, plain);
+    if (refusal == nullptr) return 1;
+    std::fputs(refusal, stdout);
+    return 0;
 }
