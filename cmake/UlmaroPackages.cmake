@@ -15,6 +15,7 @@ endmacro()
 
 ulmaro_require(ULMARO_BUILD_TOOL CLI11)
 ulmaro_require(ULMARO_BUILD_TOOL MbedCrypto)
+ulmaro_require(ULMARO_BUILD_PROVIDER OpenSSLHeaders)
 if(CMAKE_CROSSCOMPILING)
   set(OPENSSL_USE_STATIC_LIBS ON) # the emulator looks for shared libraries elsewhere
 endif()

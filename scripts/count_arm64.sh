@@ -17,7 +17,7 @@ unpack_arm64 "$build/apt" libssl3 libssl-dev libgcrypt20 libgcrypt20-dev libgpg-
 
 quietly cmake -S . -B "$build" -G Ninja --toolchain "$PWD/cmake/aarch64-linux-gnu.cmake" -DCMAKE_BUILD_TYPE=Release \
   -DULMARO_STRICT=ON -DULMARO_BUILD_BENCH=ON -DULMARO_BUILD_TESTS=OFF -DULMARO_BUILD_TOOL=OFF \
-  -DULMARO_BUILD_EXAMPLES=OFF -DULMARO_BENCH_PEERS="$PWD/$peers"
+  -DULMARO_BUILD_PROVIDER=OFF -DULMARO_BUILD_EXAMPLES=OFF -DULMARO_BENCH_PEERS="$PWD/$peers"
 quietly cmake --build "$build" --target ulmaro_count
 gcc -O2 -Wall -Wextra -Werror -fPIC -shared bench/count/plugin.c -o "$build/plugin.so"
 

@@ -40,8 +40,8 @@ quietly() {
 # The version that CMakeLists.txt gives the project.
 project_version() { sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' CMakeLists.txt; }
 
-build_packages="cmake g++ ninja-build python3 libcli11-dev libmbedtls-dev"
-test_packages="libgtest-dev libssl-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev valgrind mypy doxygen mandoc bsdextrautils strace qemu-user"
+build_packages="cmake g++ ninja-build python3 libcli11-dev libmbedtls-dev libssl-dev"
+test_packages="libgtest-dev openssl libgmp-dev bats pkg-config binutils libbenchmark-dev libgcrypt20-dev libbotan-2-dev valgrind mypy doxygen mandoc bsdextrautils strace qemu-user"
 arm_packages="g++-aarch64-linux-gnu qemu-user"
 proof_packages="python3-z3 python3-sympy python3-pyelftools binutils binutils-aarch64-linux-gnu"
 lint_packages="clang clang-format clang-tidy shellcheck"

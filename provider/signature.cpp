@@ -1,0 +1,197 @@
+// SM2 signatures in DER: of digests, and of messages together with the signer's distinguishing identifier.
+#include <array>
+#include <cstring>
+#include <string>
+
+#include "UlmaroAlgrithm.hpp"
+#include "der.hpp"
+#include "dispatch.hpp"
+#include "ec/recommended_curve.hpp"
+#include "key.hpp"
+#include "parameters.hpp"
+#include "sm2p256/engine.hpp"
+#include "tables.hpp"
+
+namespace ulmaro::provider {
+namespace {
+
+using algrithm::Sm3;
+using Digest = std::array<unsigned char, ULMARO_SM3_DIGEST_BYTES>;
+
+constexpr std::size_t most_bytes = 72;          // of a signature
+constexpr std::size_t longest_identity = 8191;  // its length in bits has two bytes
+
+struct Signer : Object {
+    using Object::Object;
+    KeyPair pair;
+    // Until it is set it is empty, as in OpenSSL: not the usual one of the standard.
+    std::string identity;
+    Sm3 message;
+    bool begun = false;  // Z is in the message
+};
+
+void* make_signer(const Provider& provider, const char*) { return new Signer(provider); }
+
+/// Starts a message with Z, not before its first byte: the identifier is set after the operation has been initialised.
+void begin(Signer& signer) {
+    if (signer.begun) return;
+    const auto& curve = ec::recommended_curve;
+    const std::size_t bits = 8 * signer.identity.size();
+    const std::array<unsigned char, 2> length{static_cast<unsigned char>(bits >> 8), static_cast<unsigned char>(bits)};
+    Sm3 z;
+    z.update(length).update(algrithm::bytes_of(signer.identity)).update(curve.a).update(curve.b);
+    z.update(curve.Gx).update(curve.Gy).update(signer.pair.public_key.encoded().subspan(1));
+    signer.message.update(z.finish().bytes());
+    signer.begun = true;
+}
+
+Digest finish(Signer& signer) {
+    begin(signer);
+    signer.begun = false;
+    return signer.message.finish().array();
+}
+
+int set_params(Signer& signer, const OSSL_PARAM* params) {
+    if (const auto* p = find(params, OSSL_PKEY_PARAM_DIST_ID)) {
+        require(!signer.begun, Reason::identity_too_late);
+        const View identity = octets_of(*p);
+        require(identity.size() <= longest_identity, Reason::identity_too_long);
+        signer.identity.assign(identity.begin(), identity.end());
+    }
+    if (const auto* p = find(params, OSSL_SIGNATURE_PARAM_DIGEST)) require(names_sm3(text_of(*p)), Reason::not_sm3);
+    if (const auto* p = find(params, OSSL_SIGNATURE_PARAM_DIGEST_SIZE)) {
+        require(count_of(*p) == ULMARO_SM3_DIGEST_BYTES, Reason::bad_length);
+    }
+    return 1;
+}
+
+const OSSL_PARAM* settable_params(void*, void*) noexcept {
+    static constexpr OSSL_PARAM list[] = {octets(OSSL_PKEY_PARAM_DIST_ID), text(OSSL_SIGNATURE_PARAM_DIGEST),
+                                          number(OSSL_SIGNATURE_PARAM_DIGEST_SIZE), end_of_list};
+    return list;
+}
+
+int get_params(Signer&, OSSL_PARAM* params) {
+    // SEQUENCE of the object identifier 1.2.156.10197.1.501, SM2 with SM3, as certificates name it.
+    static constexpr unsigned char algorithm[] = {0x30, 0x0a, 0x06, 0x08, 0x2a, 0x81,
+                                                  0x1c, 0xcf, 0x55, 0x01, 0x83, 0x75};
+    put_octets(params, OSSL_SIGNATURE_PARAM_ALGORITHM_ID, algorithm);
+    put_text(params, OSSL_SIGNATURE_PARAM_DIGEST, "SM3");
+    put_count(params, OSSL_SIGNATURE_PARAM_DIGEST_SIZE, ULMARO_SM3_DIGEST_BYTES);
+    return 1;
+}
+
+const OSSL_PARAM* gettable_params(void*, void*) noexcept {
+    static constexpr OSSL_PARAM list[] = {octets(OSSL_SIGNATURE_PARAM_ALGORITHM_ID), text(OSSL_SIGNATURE_PARAM_DIGEST),
+                                          number(OSSL_SIGNATURE_PARAM_DIGEST_SIZE), end_of_list};
+    return list;
+}
+
+enum Direction { signing, verifying };
+
+/// Without a key, the one before stays.
+template <Direction direction>
+int init(Signer& signer, void* key, const OSSL_PARAM* params) {
+    if (key != nullptr) signer.pair = static_cast<const Key*>(key)->pair;
+    const KeyPair& pair = signer.pair;
+    require(pair.has_public && (direction == verifying || pair.has_private), Reason::key_incomplete);
+    signer.message = Sm3();
+    signer.begun = false;
+    return set_params(signer, params);
+}
+
+template <Direction direction>
+int init_with_digest(Signer& signer, const char* digest, void* key, const OSSL_PARAM* params) {
+    require(digest == nullptr || *digest == 0 || names_sm3(digest), Reason::not_sm3);
+    return init<direction>(signer, key, params);
+}
+
+int update(Signer& signer, const unsigned char* in, std::size_t size) {
+    begin(signer);
+    signer.message.update({in, size});
+    return 1;
+}
+
+int sign_digest(Signer& signer, unsigned char* out, std::size_t* written, std::size_t capacity, const Digest& digest) {
+    ECC_SIGNATURE signature;
+    SM2_ECDSA_Signature(&signer.provider.curve, digest.data(), &signer.pair.private_key, &signature);
+    require(!algrithm::detail::all_zero(signature.r), Reason::bad_scalar);
+    const std::size_t contents = der_size(signature.r) + der_size(signature.s);
+    require(capacity >= der_size(contents), Reason::small_buffer);
+    DerWriter der(out);
+    der.header(der_sequence, contents);
+    der.number(signature.r);
+    der.number(signature.s);
+    *written = der_size(contents);
+    return 1;
+}
+
+/// A signature that is malformed is an error, a wrong one is not.
+int verify_digest(const Signer& signer, View encoded, const Digest& digest) {
+    const auto& n = ec::recommended_curve.n;
+    ECC_SIGNATURE signature;
+    DerReader outer(encoded);
+    DerReader numbers(outer.take(der_sequence));
+    outer.finish();
+    numbers.take_number(signature.r);
+    numbers.take_number(signature.s);
+    numbers.finish();
+    if (std::memcmp(signature.r, n, sizeof n) >= 0 || std::memcmp(signature.s, n, sizeof n) >= 0) return 0;
+    const ECC_PUBLIC_KEY& key = signer.pair.public_key.xy;
+    return sm2p256::verify_vartime(digest, signature.r, signature.s, key.x, key.y) == sm2p256::Comparison::equal;
+}
+
+Digest given_digest(const unsigned char* digest, std::size_t size) {
+    Digest result;
+    require(size == result.size(), Reason::bad_length);
+    std::memcpy(result.data(), digest, result.size());
+    return result;
+}
+
+int sign(Signer& signer, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* digest,
+         std::size_t size) {
+    *written = most_bytes;
+    return out == nullptr ? 1 : sign_digest(signer, out, written, capacity, given_digest(digest, size));
+}
+
+int verify(Signer& signer, const unsigned char* signature, std::size_t signature_size, const unsigned char* digest,
+           std::size_t size) {
+    return verify_digest(signer, {signature, signature_size}, given_digest(digest, size));
+}
+
+int sign_final(Signer& signer, unsigned char* out, std::size_t* written, std::size_t capacity) {
+    *written = most_bytes;
+    return out == nullptr ? 1 : sign_digest(signer, out, written, capacity, finish(signer));
+}
+
+int verify_final(Signer& signer, const unsigned char* signature, std::size_t size) {
+    return verify_digest(signer, {signature, size}, finish(signer));
+}
+
+}  // namespace
+
+const OSSL_DISPATCH* signature_table() noexcept {
+    static const OSSL_DISPATCH table[] = {
+        ULMARO_ENTRY(SIGNATURE_NEWCTX, signature_newctx, make_signer),
+        ULMARO_ENTRY(SIGNATURE_FREECTX, signature_freectx, destroy<Signer>),
+        ULMARO_ENTRY(SIGNATURE_DUPCTX, signature_dupctx, duplicate<Signer>),
+        ULMARO_ENTRY(SIGNATURE_SIGN_INIT, signature_sign_init, init<signing>),
+        ULMARO_ENTRY(SIGNATURE_SIGN, signature_sign, sign),
+        ULMARO_ENTRY(SIGNATURE_VERIFY_INIT, signature_verify_init, init<verifying>),
+        ULMARO_ENTRY(SIGNATURE_VERIFY, signature_verify, verify),
+        ULMARO_ENTRY(SIGNATURE_DIGEST_SIGN_INIT, signature_digest_sign_init, init_with_digest<signing>),
+        ULMARO_ENTRY(SIGNATURE_DIGEST_SIGN_UPDATE, signature_digest_sign_update, update),
+        ULMARO_ENTRY(SIGNATURE_DIGEST_SIGN_FINAL, signature_digest_sign_final, sign_final),
+        ULMARO_ENTRY(SIGNATURE_DIGEST_VERIFY_INIT, signature_digest_verify_init, init_with_digest<verifying>),
+        ULMARO_ENTRY(SIGNATURE_DIGEST_VERIFY_UPDATE, signature_digest_verify_update, update),
+        ULMARO_ENTRY(SIGNATURE_DIGEST_VERIFY_FINAL, signature_digest_verify_final, verify_final),
+        ULMARO_ENTRY(SIGNATURE_SET_CTX_PARAMS, signature_set_ctx_params, set_params),
+        ULMARO_ENTRY(SIGNATURE_SETTABLE_CTX_PARAMS, signature_settable_ctx_params, settable_params),
+        ULMARO_ENTRY(SIGNATURE_GET_CTX_PARAMS, signature_get_ctx_params, get_params),
+        ULMARO_ENTRY(SIGNATURE_GETTABLE_CTX_PARAMS, signature_gettable_ctx_params, gettable_params),
+        {},
+    };
+    return table;
+}
+
+}  // namespace ulmaro::provider
