@@ -59,6 +59,13 @@ ulmaro_deb(
   SUMMARY "SM2, SM3 and SM4 on the command line"
   DESCRIPTION "${about}This package has the tool: it makes and converts keys, signs, verifies,
 encrypts, decrypts and hashes, and reads and writes PEM and DER.")
+ulmaro_deb(
+  provider ulmaro-openssl-provider libs
+  MULTIARCH same
+  DEPENDS "libssl3"
+  SUMMARY "SM2, SM3 and SM4 for programs that use OpenSSL 3"
+  DESCRIPTION "${about}This package has a provider for OpenSSL 3. It is not active until a
+configuration names it, such as the one that comes with it.")
 if(NOT CMAKE_CROSSCOMPILING) # the same for every architecture: made once
   ulmaro_deb(
     python python3-ulmaro-algrithm python

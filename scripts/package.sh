@@ -21,7 +21,7 @@ mkdir -p "$out"
 # where dpkg-shlibdeps looks. Inside the build tree, or its path would leave a trace in the tool.
 unpack_all_arm64() {
   arm64=build/package-arm64/arm64
-  unpack_arm64 $arm64 libc6 libgcc-s1 libstdc++6 libmbedcrypto7 libmbedtls-dev libcli11-dev
+  unpack_arm64 $arm64 libc6 libgcc-s1 libstdc++6 libmbedcrypto7 libmbedtls-dev libcli11-dev libssl-dev libssl3
   rm -rf $arm64/debian
   mkdir $arm64/debian
   for package in "$arm64"/debs/*.deb; do
@@ -52,8 +52,10 @@ describe_libraries() {
     depends() { quietly dpkg-shlibdeps -xlibulmaroalgrithm -Tsubstvars "$@" && sed -n 's/^shlibs:Depends=//p' substvars; }
     libraries=$(depends ../libUlmaro*.so)
     tool=$(depends ../ulmaro)
+    provider=$(depends ../ossl-modules/ulmaro.so ../ulmaro-provider-check)
     echo "set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS \"$libraries\")
-string(APPEND CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS \", $tool\")" >depends.cmake
+string(APPEND CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS \", $tool\")
+string(APPEND CPACK_DEBIAN_PROVIDER_PACKAGE_DEPENDS \", $provider\")" >depends.cmake
   )
 }
 

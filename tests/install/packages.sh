@@ -24,12 +24,15 @@ fail() {
 use() { # PREFIX LIBRARY_DIR PYTHON_DIR LIBRARY_PATH
   local tool=$1/bin/ulmaro
   tests/install/consumers.sh "$2" "${cmake_options[@]}"
-  for file in "$tool" "$2"/libUlmaro*.so; do
+  for file in "$tool" "$2/ossl-modules/ulmaro.so" "$2"/libUlmaro*.so; do
     tests/abi/shipped.sh "$file"
     ! "$READELF" -SW "$file" | grep -Eq '\.(debug_|symtab)' || fail "$file is not stripped"
-    [ "$file" = "$tool" ] || [ "$(stat -c %s "$file")" -le "$most_bytes" ] ||
+    [[ $file != */libUlmaro*.so ]] || [ "$(stat -c %s "$file")" -le "$most_bytes" ] ||
       fail "$file is larger than docs/install.md says"
   done
+  # shellcheck disable=SC2086
+  OPENSSL_MODULES=$2/ossl-modules OPENSSL_CONF=$1/share/ulmaro-openssl-provider/openssl.cnf \
+    quietly ${EMULATOR:+$EMULATOR -E LD_LIBRARY_PATH="$mbedtls"} "$2/ulmaro-openssl-provider/ulmaro-provider-check"
   mkdir -p "$work/bin"
   printf '#!/bin/sh\nLD_LIBRARY_PATH=%s exec %s %s "$@"\n' "$4" "$EMULATOR" "$tool" >"$work/bin/ulmaro"
   chmod +x "$work/bin/ulmaro"
