@@ -5,6 +5,7 @@ from machine import STACK
 from theorem import Refused
 
 ROOM = 0x10000  # of the stack
+LIMIT = 60_000  # instructions of a run, twice as many as the longest has
 
 
 @functools.cache
@@ -25,7 +26,7 @@ def machine(library, domain):
 
 def call(m, address, arguments, outputs):
     """Runs a function that may write to outputs, a list of (address, size), and to the stack below it."""
-    before = dict(m.memory)
+    before, m.limit = dict(m.memory), LIMIT
     m.call(address, *arguments)
     allowed = [(STACK - ROOM, ROOM), *outputs]
     for a, cell in m.memory.items():

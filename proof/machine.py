@@ -43,7 +43,7 @@ class Machine:
         self.regions = []
         self.lookups = False  # whether an address may be a byte beside a public one, in 256 constants
         self.tables = {}
-        self.executed = 0
+        self.executed, self.limit = 0, float('inf')
         self.covered = set()  # addresses of the instructions executed
         self.next_region = 0x1000_0000_0000
         self.store(GUARD, 0x57ac_c0de, 8)
@@ -145,6 +145,8 @@ class Machine:
                 instruction = code[here] = self.decode(here)
             self.pc = instruction.next
             self.executed += 1
+            if self.executed > self.limit:
+                raise Fault('does not end')
             covered.add(here)
             try:
                 instruction.run(self, instruction)

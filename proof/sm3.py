@@ -8,9 +8,10 @@ import itertools
 import random
 
 from call import call, machine
+from machine import Fault
 from prove import functions
 from theorem import Refused, Theorem
-from values import Domain
+from values import Domain, Unsupported
 from sums import Words
 
 COUNTS = 0, 1, 2, 3
@@ -121,7 +122,7 @@ def differing(library, domain, word, run, address, shape):
     m = machine(library, domain)
     start, wanted = run(m, address, word, *shape)
     for i, x in enumerate(wanted):
-        if domain.whole(m.load(start + 4 * i, 4)) is not x:
+        if domain.whole(m.load(start + 4 * i, 4)) != x:
             return i, m.covered
     return None, m.covered
 
@@ -132,29 +133,35 @@ class Integers(Domain):
 
 
 def counterexample(library, run, address, shape):
+    """One, if a sample gives it; of many words, the first 64."""
     for seed in range(20):
         source, values = random.Random(seed), {}
 
         def word(*name):
             return values.setdefault(name, source.choice((0, 1, 0xffffffff, source.getrandbits(32))))
 
-        place, _ = differing(library, Integers(), word, run, address, shape)
+        try:
+            place, _ = differing(library, Integers(), word, run, address, shape)
+        except (Refused, Fault) as e:
+            return f'counterexample of seed {seed}: {e}'
         if place is not None:
-            if len(values) > 64:
-                return f'sample {seed}, word {place} of the result'
-            return ', '.join(f'{" ".join(map(str, name))} = {v:#x}' for name, v in values.items())
-    return None
+            example = ', '.join(f'{" ".join(map(str, name))} = {v:#x}' for name, v in list(values.items())[:64])
+            return f'counterexample of seed {seed}, word {place}: {example}'
+    return 'no sample shows it'
 
 
 def prove(library, address, run, shapes):
     domain, covered = Words(), set()
     for shape in shapes:
-        place, some = differing(library, domain, lambda *name: domain.atom(name), run, address, shape)
+        try:
+            place, some = differing(library, domain, lambda *name: domain.atom(name), run, address, shape)
+            problem = [] if place is None else [f'word {place} of the result is not the standard\'s']
+        except (Refused, Fault, Unsupported) as e:
+            problem = e.args
+        if problem:
+            raise Refused(f'{library.owner(address)}, case {shape}', *problem,
+                          counterexample(library, run, address, shape))
         covered |= some
-        if place is not None:
-            example = counterexample(library, run, address, shape)
-            raise Refused(f'{library.owner(address)}, case {shape}: word {place} of the result is not the standard\'s',
-                          f'counterexample: {example}' if example else 'no sample shows it')
     return covered
 
 

@@ -16,7 +16,7 @@ from machine import Fault
 from octets import Octets
 from prove import functions
 from theorem import Refused, Theorem
-from values import Domain
+from values import Domain, Unsupported
 
 FK = 0xa3b1bac6, 0x56aa3350, 0x677d9197, 0xb27022dc
 CK = [sum(7 * (4 * i + j) % 256 << 24 - 8 * j for j in range(4)) for i in range(32)]
@@ -194,7 +194,7 @@ def prove(library, address, run, cases, lookups):
         m.lookups = lookups
         try:
             run(m, address, values, *case)
-        except (Refused, Fault) as e:
+        except (Refused, Fault, Unsupported) as e:
             raise Refused(f'{library.owner(address)}, case {case}', *e.args, example(library, address, run, case))
         covered |= m.covered
     return covered

@@ -8,6 +8,7 @@ identities, so words that are the same object are equal for every value of the u
 from values import Domain, Join, Part, Unsupported, mask
 
 ONES = mask(32)
+MOST_PRODUCTS = 4096  # far more than a round of the standard has; what exceeds it would never end
 UNKNOWN = object()  # a carry, or what a carry went into: nothing may depend on it
 
 
@@ -103,6 +104,13 @@ class Words(Domain):
     def terms(self, a):
         return ({}, a) if isinstance(a, int) else (a.terms, a.constant)
 
+    def bits(self, a):
+        """Those that may be set."""
+        terms, bits = self.terms(a)
+        for m in terms.values():
+            bits |= m
+        return bits
+
     def rule_xor(self, a, b):
         (s, c), (t, d) = self.terms(a), self.terms(b)
         total = dict(s)
@@ -115,6 +123,10 @@ class Words(Domain):
 
     def rule_and(self, a, b):
         (s, c), (t, d) = self.terms(a), self.terms(b)
+        if self.bits(a) & self.bits(b) == 0:
+            return 0
+        if len(s) * len(t) > MOST_PRODUCTS:
+            raise Unsupported('a product of long sums')
         total = {}
         for p, m in [*s.items(), ((), c)]:
             for q, n in [*t.items(), ((), d)]:
