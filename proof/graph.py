@@ -1,8 +1,8 @@
 """A graph of what machine code computed, and proofs that a definition computes the same.
 
-A definition is run after the code, on the same unknowns. cut(w) takes a word w of the definition, finds the code's words
-that agree with it on all samples, proves each equal to it, and from then on treats them as one unknown. Samples only
-choose what is to be proved.
+A definition runs after the code, on the same unknowns. For a word of the definition the words of the code are found
+that agree with it on all samples; each that is proved equal stands for it from then on, and is an unknown in later
+proofs. So samples choose what is to be proved, and nothing else.
 """
 import z3
 
@@ -36,11 +36,12 @@ class Graph(Domain):
             return self.make('part', a.w, (self.whole(a.whole), a.low))
         if not isinstance(a, Join):
             return a
-        pieces, value = [], 0  # parts of one word, and that word, if all bits are the same word's or those and a constant
+        pieces, value = [], 0  # (how far the part is from its place in the word `of`, `of`), and what is kept of that
         for i, p in enumerate(a.parts):
             low, of, kept = a.w * i, p, mask(a.w)
-            if isinstance(p, Part) and isinstance(p.whole, Node) and p.whole.name == 'and' and isinstance(p.whole.args[2], int):
-                of, kept = p.whole.args[1], p.whole.args[2] >> p.low & mask(a.w)
+            whole = p.whole if isinstance(p, Part) else None
+            if isinstance(whole, Node) and whole.name == 'and' and isinstance(whole.args[2], int):
+                of, kept = whole.args[1], whole.args[2] >> p.low & mask(a.w)
                 low -= p.low
             elif isinstance(p, Part):
                 of = p
@@ -50,16 +51,17 @@ class Graph(Domain):
                 low, of = low - of.args[2], of.args[1]
             pieces.append((low, of))
             value |= kept << a.w * i
-        if all(low == 0 and of is pieces[0][1] and isinstance(of, Node) and of.w == a.w * len(pieces) for low, of in pieces):
-            return self.op('and', a.w * len(pieces), pieces[0][1], value)
+        w, first = a.w * len(pieces), pieces[0][1]
+        if isinstance(first, Node) and first.w == w and all(piece == (0, first) for piece in pieces):
+            return self.op('and', w, first, value)
         return self.make('join', a.w, tuple(map(self.whole, a.parts)))
 
     def make(self, name, w, args):
         key = name, w, args
         if key not in self.nodes:
             columns = zip(*(a.samples if isinstance(a, Node) else (a,) * SAMPLES for a in args))
-            meaning = {'part': lambda w, a, low: a >> low & mask(w),
-                       'join': lambda w, *parts: sum(p << w * i for i, p in enumerate(parts))}.get(name) or OPERATIONS[name]
+            meaning = {**OPERATIONS, 'part': lambda w, a, low: a >> low & mask(w),
+                       'join': lambda w, *parts: sum(p << w * i for i, p in enumerate(parts))}[name]
             width = 1 if name in ('carry', 'borrow', 'zero', 'less_signed') else w * len(args) if name == 'join' else w
             self.nodes[key] = self.enter(Node(name, width, (w, *args), tuple(meaning(w, *c) for c in columns)))
         return self.nodes[key]
@@ -108,8 +110,8 @@ class Bits:
             x, y, c = z3.ZeroExt(1, x), z3.ZeroExt(1, y), z3.ZeroExt(w, c)
             v = x + y + c if a.name in ('add', 'carry') else x - y - c
             return z3.Extract(w - 1, 0, v) if a.name in ('add', 'sub') else z3.Extract(w, w, v)
-        rules = {'and': lambda: x & y, 'or': lambda: x | y, 'xor': lambda: x ^ y, 'not': lambda: ~x, 'mul': lambda: x * y,
-                 'shl': lambda: x << y, 'shr': lambda: z3.LShR(x, y), 'sar': lambda: x >> y,
+        rules = {'and': lambda: x & y, 'or': lambda: x | y, 'xor': lambda: x ^ y, 'not': lambda: ~x,
+                 'mul': lambda: x * y, 'shl': lambda: x << y, 'shr': lambda: z3.LShR(x, y), 'sar': lambda: x >> y,
                  'zero': lambda: bit(x == 0), 'less_signed': lambda: bit(x < y)}
         if a.name not in rules:
             raise Refused(f'no rule for {a.name}')
@@ -128,12 +130,16 @@ class Bits:
 
 
 class Integers:
-    """Words as polynomials with integer coefficients in unknowns of known ranges, their upper words, and their quotients and
-    remainders by powers of two. A polynomial is a tuple of (unknowns, coefficient); a value is
+    """Nodes as polynomials with integer coefficients in unknowns of known ranges. Among the unknowns are quotients and
+    remainders of other polynomials by powers of two. A polynomial is a tuple of (unknowns, coefficient); a value is
 
         ('word', p, k): bits k to k + 63 of p, in two's complement,
         ('carry', p, q): the carry of the addition of the lowest words of p and q,
-        ('top', p, k): the word of bits 64 to 127, shifted left by k; ('low', p, k): the lowest word, shifted right by k.
+        ('top', p, k): the word of bits 64 to 127 of p, shifted left by k,
+        ('low', p, k): the lowest word of p, shifted right by k.
+
+    A polynomial of which only the lowest word is used need not be the word's signed number, only the same modulo 2^64.
+    For signs, upper halves of products and shifts of sums, exact() makes sure that it is.
     """
 
     def __init__(self):
@@ -209,7 +215,8 @@ class Integers:
 
     def operation(self, a, known):
         name, args = a.name, a.args[1:]
-        if name not in ('add', 'carry', 'sub', 'mul', 'high_signed', 'and', 'or', 'shl', 'shr', 'sar') or a.args[0] != 64:
+        known_names = 'add', 'carry', 'sub', 'mul', 'high_signed', 'and', 'or', 'shl', 'shr', 'sar'
+        if name not in known_names or a.args[0] != 64:
             raise Refused(f'no rule for {name}')
         if name in ('shl', 'shr', 'sar'):
             kind, p, k = self.value(args[0], known)

@@ -1,16 +1,17 @@
 """Modular inversion by division steps (src/u256/divsteps.cpp): the machine code of invert and of invert_two.
 
-Proved here, for every odd modulus m below 2^256 and every a below m:
+Proved here, for every odd modulus m below 2^256, every a and every factor below m, if the record has 1 / m modulo 2^60:
  - 600 steps bring g to 0 (enough_steps), so that f is plus or minus the gcd;
  - twenty steps on packed words are twenty division steps and their matrix (packed_words), without overflow;
- - the code, run whole from entry to return on unknown numbers, leaves the words that `definition` gives, and every
-   division by 2^60 drops what the comments say (definition is the algorithm, a word at a time);
+ - the code, run whole from entry to return on unknown numbers, leaves the words that Definition gives, which is the
+   algorithm a word at a time;
  - the combination modulo m is divisible by 2^60 (divisible).
 
-By hand, and short: the row sums of a product of matrices are at most the product of the row sums, so |u| + |v| <= 2^60 and
-|q| + |r| <= 2^60 after sixty steps, |f| and |g| never exceed 2^256, and d and e stay in (-2m, m) as the comment on
-apply_modulo shows; f * factor = d a and g * factor = e a modulo m hold at the start, and every step keeps them; so
-finish, which makes d nonnegative, gives factor / a. From these come the ranges that the code's proof uses (RANGES).
+By hand, and short: the row sums of a product of matrices are at most the product of the row sums, so |u| + |v| <= 2^60
+and |q| + |r| <= 2^60 after sixty steps, |f| and |g| never exceed 2^256, and d and e stay in (-2m, m) as the comment on
+apply_modulo shows; |delta| grows by at most 1 a step. The bounds that cut() is given come from these. f * factor = d a
+and g * factor = e a modulo m hold at the start, and every step keeps them; the signs and carries of finish give
+factor / a in [0, m) from d in (-2m, m). Where a and m have a common divisor, only the words are as defined.
 """
 import random
 from fractions import Fraction
@@ -30,9 +31,9 @@ HALF, MASK60 = 1 << 19, mask(60)
 def enough_steps():
     """How many steps bring g to 0 for all 0 <= g < f < 2^256 from delta = 1/2.
 
-    For each delta we keep an outer polygon of all (f, g) that can occur: how far it reaches in fixed directions; it is its
-    own mirror image in the origin. A step takes a direction to one between two others, and what a polygon reaches there is
-    at most the same combination of what it reaches in those. Rounding is upward. A polygon inside |g| < 1 has g = 0.
+    For each delta we keep a polygon around all (f, g) that can occur: how far it reaches in fixed directions; it is its
+    own mirror image in the origin. A step takes a direction to one between two others, and what a polygon reaches there
+    is at most the same combination of what it reaches in those. Rounding is upward. Inside |g| < 1, g is 0.
     """
     up = 1 + 2.0 ** -48  # more than four roundings lose
     slopes = sorted(Fraction(p, 2) * Fraction(2) ** k for p in (2, 3) for k in range(-6, 7))
@@ -82,8 +83,8 @@ class Definition:
             self.integers.leaves[node] = 'word', self.integers.unknown(*bounds), 0
 
     def cut(self, name, a, low=0, high=mask(64), prover=None, forms=(), needed=False):
-        """Proves the code's words equal that agree with a, or with one of its forms, on the samples. a is then an unknown
-        in both kinds of proof; as an integer it lies in [low, high]."""
+        """Proves the code's words equal that agree with a, or with one of its forms, on the samples. a is then an
+        unknown in both kinds of proof, and in [low, high]."""
         if isinstance(a, int):
             return a
         prover, found = prover or self.bits, []
@@ -150,8 +151,7 @@ class Definition:
         return total, x
 
     def combine(self, u, v, f, g, m=None):
-        """The limbs of (u f + v g) / 2^60; with a modulus, those of (u f + v g + k m) / 2^60 where k is such that nothing is
-        lost in the division."""
+        """The limbs of (u f + v g) / 2^60; with a modulus, of (u f + v g + k m) / 2^60, and no remainder is lost."""
         op, d, integers = self.d.op, self.d, self.integers
 
         def plus(a, b):
@@ -178,7 +178,8 @@ class Definition:
     def divisible(self, before, total, excess, m):
         """total = before + (signs - R) m0 with R = excess modulo 2^60 is before (1 - inverse m0) modulo 2^60, so 0."""
         z = self.integers
-        before, total, excess, m0, inverse = (z.value(a, {})[1] for a in (before, total, excess, m['modulus'][0], m['inverse']))
+        before, total, excess, m0, inverse = (
+            z.value(a, {})[1] for a in (before, total, excess, m['modulus'][0], m['inverse']))
         m0_excess = z.product(m0, z.sum(z.remainder(excess, 60), excess, -1))  # a multiple of 2^60
         rest = z.sum(before, z.product(z.product(m0, inverse), before), -1)  # another
         if z.sum(total, m0_excess) != rest:
@@ -228,7 +229,7 @@ def code(library, name, count):
     run, ranges, arguments, numbers = machine(library, d), {}, [], []
 
     def unknown(bits, odd=0, low=0, high=mask(64)):
-        # Longer than what is allowed: 600 steps must not bring the samples to the end.
+        # Samples are longer than what is allowed: 600 steps must not bring them to the end.
         node = d.unknown(64, [source.getrandbits(bits) | odd for _ in range(SAMPLES)])
         ranges[node] = low, high
         return node
@@ -257,8 +258,8 @@ def code(library, name, count):
 def packed_words():
     """Twenty steps on packed words do to their fields what division steps do, and nothing overflows.
 
-    Fields of F are f, u, v and of G are g, q, r; after i steps the rows are multiples of s = 2^(20 - i), and f and g agree
-    modulo s with the numbers whose steps these are (halves of such numbers agree modulo s / 2), so their parities are right.
+    Fields of F are f, u, v and of G are g, q, r; after i steps the rows are multiples of s = 2^(20 - i), and f and g
+    agree modulo s with the numbers whose steps these are, as halves of such agree modulo s / 2; so their parities do.
     """
     f, g, u, v, q, r, a, b, c, e, h, x, y = z3.Ints('f g u v q r a b c e h x y')
     size = lambda x: z3.If(x < 0, -x, x)

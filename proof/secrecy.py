@@ -2,9 +2,10 @@
 
 Every bit is either known or secret, and whatever is computed from a secret is secret. Each function that takes a secret
 runs whole, from its entry to its return, with all that its pointers lead to secret: scalars, points, curves, keys,
-schedules, states and data. Known are only the pointers, which do not overlap unless they are equal, the counts of blocks
-and the strides. A branch, an address, a count of repetitions or an operand of a division or of a count of zeros that is
-secret refuses the claim. So a call executes the same instructions and addresses the same memory for all secrets.
+schedules, states and data. Known are only the pointers, which do not overlap unless they are equal, the counts of
+blocks and the strides. A branch, an address, a count of repetitions, or an operand of a division or of a count of zeros
+that is secret refuses the claim. So a call executes the same instructions and addresses the same memory whatever the
+secrets are.
 
 Taken for granted is that every other instruction takes the same time for all operands: among them multiplications,
 shifts and rotations by a register, and conditional moves.
