@@ -66,14 +66,14 @@ class Field:
             return Element(limbs(values[0]), values)
         self.count += 1
         first, places = None, list(self.run.found(values, args))
-        for integers in (False, True):
+        for effort in residues.KNOWN, residues.REALS, residues.INTEGERS:
             for words in places:
                 try:
-                    residues.prove(self.d, kind, words, [a.words for a in args], self.modulus, integers)
+                    residues.prove(self.d, kind, words, [a.words for a in args], self.modulus, effort)
                     self.run.front = max(self.run.front, max(w.id for w in words if isinstance(w, Word)) - 2000)
                     return Element(words, values)
                 except Refused as e:
-                    first = first or e
+                    first = first if effort and first else e
         raise Refused(f'operation {self.count}, {kind}: {first or "its result is nowhere in the run"}; for the sample ' +
                       ', '.join(hex(a.values[0]) for a in args))
 
@@ -180,8 +180,8 @@ class Run:
 
             def order(words):
                 ids, kinds = [*map(number, words)], {isinstance(w, Word) and w.op for w in words}
-                return (max(ids) < self.front, len(kinds), max(ids) > first + 100, -sum(ids)) if operands else (sum(ids),)
-            yield from sorted(itertools.product(*columns), key=order)[:32]
+                return (len(kinds), max(ids) < self.front, max(ids) > first + 100, -sum(ids)) if operands else (len(kinds), sum(ids))
+            yield from sorted(itertools.product(*columns), key=order)[:48]
 
     def selected(self, F, scalar, position, width, table, signed=True):
         """The entry of the table, a list of points, that a window of the scalar selects: for window v the digit

@@ -19,9 +19,10 @@ from theorem import Refused
 from values import mask
 from words import Column, Word, operand_width, rebuilt, shape, tabulated
 
-TIMEOUT = 20_000  # milliseconds for one question to z3
+EFFORT = 1_000_000  # z3's measure of work for one question
 z3.set_param('smt.arith.solver', 2)  # others do not return from some of the questions asked here
 PROVED, REFUSED = set(), {}
+KNOWN, REALS, INTEGERS = range(3)  # how much is tried: lemmas that are proved already, questions about reals, or integers
 ZERO = 0, 0, 0, 0
 
 
@@ -218,7 +219,7 @@ class Question:
     def __init__(self, s, facts, kind, logic):
         self.s, self.kind, self.seen = s, kind, {}
         self.solver = z3.SolverFor(logic)
-        self.solver.set('timeout', TIMEOUT)
+        self.solver.set('rlimit', EFFORT)
         for f in facts:
             self.add(*f)
 
@@ -328,7 +329,7 @@ def counterexample(d, kind, outs, ins, modulus, count=48):
     return None
 
 
-def prove(d, kind, outs, ins, modulus, integers=True):
+def prove(d, kind, outs, ins, modulus, effort=None):
     """That outs, four limbs, is the operation of the operands ins, for all of them below the modulus: a number, or the limbs
     of any odd one and -1 / m modulo 2^64. Raises Refused."""
     cuts = [a for t in ins for a in t if isinstance(a, Word)]
@@ -338,12 +339,15 @@ def prove(d, kind, outs, ins, modulus, integers=True):
     key = hashlib.sha256(repr(key).encode()).hexdigest()
     if key in PROVED or cached(key):
         return
-    if (key, integers) in REFUSED:
-        raise Refused(REFUSED[key, integers])
+    effort = INTEGERS if effort is None else effort
+    if effort == KNOWN:
+        raise Refused('not known')
+    if (key, effort) in REFUSED:
+        raise Refused(REFUSED[key, effort])
     try:
-        prove_anew(d, kind, outs, ins, modulus, cuts, integers)
+        prove_anew(d, kind, outs, ins, modulus, cuts, effort == INTEGERS)
     except Refused as e:
-        REFUSED[key, integers] = str(e)
+        REFUSED[key, effort] = str(e)
         raise
     PROVED.add(key)
     remember(key)
