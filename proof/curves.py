@@ -73,7 +73,7 @@ class Field:
                     self.run.front = max(self.run.front, max(w.id for w in words if isinstance(w, Word)) - 2000)
                     return Element(words, values)
                 except Refused as e:
-                    first = first if effort and first else e
+                    first = e if not effort or words is places[0] else first
         raise Refused(f'operation {self.count}, {kind}: {first or "its result is nowhere in the run"}; for the sample ' +
                       ', '.join(hex(a.values[0]) for a in args))
 

@@ -215,6 +215,8 @@ class Words(Domain):
             x, y = a.args[1:]
             if isinstance(x, int) and isinstance(y, int):
                 return self.op('choose', w, a.args[0], self.cut(w, of, x, low), self.cut(w, of, y, low))
+        if a.op in ('and', 'or', 'xor', 'not') and w == 8:  # a flag in a byte register, no limb
+            return self.op(a.op, w, *(self.cut(w, of, x, low) for x in a.args))
         if a.op == 'shr' and low + w + a.args[1] <= of:
             return self.cut(w, of, a.args[0], low + a.args[1])
         return self.make('cut', w, a, low)
