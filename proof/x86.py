@@ -351,6 +351,8 @@ def _(m, i):
 
 @means('xchg')
 def _(m, i):
+    if i.text == 'ax,ax':  # a nop of two bytes
+        return
     a, b = (x.get(m) for x in i.args)
     i.args[0].put(m, b)
     i.args[1].put(m, a)
@@ -847,6 +849,17 @@ def _(m, i):
         row = a[base:base + n]
         out += [0] * k + row[:n - k] if 'sll' in i.op else row[k:] + [0] * k
     m.put_lanes(i, w, out, i.op[0] == 'v')
+
+
+@means('vshufi64x2')
+def _(m, i):
+    w, k = 64, i.args[3].value
+    a, b = (m.lanes(x, w, i.args[0].bits) for x in i.args[1:3])
+    n, rows, out = 128 // w, i.args[0].bits // 128, []
+    for j in range(rows):
+        row = n * (k >> rows // 2 * j & rows - 1)
+        out += (a if j < rows // 2 else b)[row:row + n]
+    m.put_lanes(i, w, out)
 
 
 @means('valignq', 'valignd')
