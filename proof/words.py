@@ -436,6 +436,10 @@ def _term(a, env):
         return z3.Extract(w, w, x[0] + x[1] + c if a.op == 'carry' else x[0] - x[1] - c)
     if a.op == 'zero':
         return z3.If(x[0] == 0, z3.BitVecVal(1, 1), z3.BitVecVal(0, 1))
+    if a.op == 'less_signed':
+        return z3.If(x[0] < x[1], z3.BitVecVal(1, 1), z3.BitVecVal(0, 1))
+    if a.op == 'rol':
+        return z3.RotateLeft(x[0], a.args[1])
     if a.op in ('shl', 'shr', 'sar'):
         k = a.args[1]
         return x[0] << k if a.op == 'shl' else z3.LShR(x[0], k) if a.op == 'shr' else x[0] >> k
