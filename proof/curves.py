@@ -22,7 +22,7 @@ import residues
 from formulas import B, G, N, P
 from theorem import Refused, Theorem
 from values import mask
-from words import Column, Word, Words, tabulated, vector
+from words import Column, Word, Words, tabulated, vector, with_parts
 
 R = 1 << 256
 SAMPLES = 4
@@ -183,6 +183,11 @@ class Run:
                 return (len(kinds), max(ids) < self.front, max(ids) > first + 100, -sum(ids)) if operands else (len(kinds), sum(ids))
             yield from sorted(itertools.product(*columns), key=order)[:48]
 
+    def aligned(self, values):
+        """Limbs with these values, the oldest, the second of each, .."""
+        columns = [self.d.at.get(tuple(v >> 64 * i & mask(64) for v in values), []) for i in range(4)]
+        return list(itertools.islice(zip(*columns), 40))
+
     def selected(self, F, scalar, position, width, table, signed=True):
         """The entry of the table, a list of points, that a window of the scalar selects: for window v the digit
         2v - (2^width - 1) or, not signed, 2v + 1; its sign goes to y."""
@@ -195,13 +200,13 @@ class Run:
         for i, w in enumerate(scalar.words):
             bits = mask(width) << position >> 64 * i & mask(64) if position < 64 * (i + 1) else 0
             known[w] = Column(64, [v << position >> 64 * i & bits for v in range(len(chosen))], bits)
-        point = []
+        known, point = with_parts(known), []
         for j in range(len(table[0])):
             values = [chosen[v][0][j].values[s] for s, v in enumerate(at)]
             if j == 1:
                 values = [(-y) % m if chosen[v][1] else y for v, y, m in zip(at, values, F.moduli)]
             first = None
-            for words in self.found(values):
+            for words in self.aligned(values):
                 try:
                     self.check_selection(F, words, known, j, chosen)
                     break

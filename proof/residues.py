@@ -17,7 +17,7 @@ import z3
 
 from theorem import Refused
 from values import mask
-from words import Column, Word, operand_width, rebuilt, shape, tabulated
+from words import Column, Word, operand_width, rebuilt, shape, tabulated, with_parts
 
 EFFORT = 1_000_000  # z3's measure of work for one question
 z3.set_param('smt.arith.solver', 2)  # others do not return from some of the questions asked here
@@ -317,7 +317,7 @@ def counterexample(d, kind, outs, ins, modulus, count=48):
     for limbs in ins:
         known = next((v for other, v in x if other == limbs), None)
         x.append((limbs, known or enter(limbs, [rnd.choice((m - 1 - small(m), small(m), m - 1, rnd.randrange(m))) for m in moduli])))
-    got = tabulated(d, outs, columns, count)
+    got = tabulated(d, outs, with_parts(columns), count)
     for j, m in enumerate(moduli):
         operands = [v[j] for _, v in x]
         if any(v >= m for v in operands) or kind == 'neg' and not operands[0]:

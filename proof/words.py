@@ -337,15 +337,21 @@ class Column:
         self.plain = all(type(v) is int for v in values)
 
 
-def tabulated(d, outs, known, cases):
-    """The columns of `outs`, given columns for some words, e.g. a scalar's limbs of which only a window is known."""
-    memo = dict(known)
-    for a, c in known.items():  # rewriting may have gone past a joined word to its parts
-        if a.op == 'join':
+def with_parts(known):
+    """Columns for the parts of joined words too: rewriting may have gone past the word to them."""
+    for a, c in list(known.items()):
+        if a.op == 'join' and all(type(v) is int for v in c.values):
             step = a.w // len(a.args)
             for i, part in enumerate(a.args):
-                if type(part) is Word and part not in memo and all(type(v) is int for v in c.values):
-                    memo[part] = Column(step, [v >> step * i & mask(step) for v in c.values], c.known >> step * i & mask(step))
+                if type(part) is Word:
+                    known.setdefault(part, Column(step, [v >> step * i & mask(step) for v in c.values], c.known >> step * i & mask(step)))
+    return known
+
+
+def tabulated(d, outs, known, cases):
+    """The columns of `outs`, given columns for some words, e.g. a scalar's limbs of which only a window is known; what is
+    computed on the way is added to them."""
+    memo = known
 
     def column(a, w=None):
         if type(a) is not Word:
