@@ -376,6 +376,8 @@ def prove_case(kind, outs, ins, modulus, cuts, assumed, integers):
             # 0 <= a b <= (m - 1)^2, or for an unknown modulus what is linear in m: a b <= (m - 1) (2^256 - 1)
             known += [(a * b, 0, None), (constant((modulus - 1) ** 2) - a * b if fixed else
                                          (m - constant(1)).times(mask(256)) - a * b, 0, None)]
+    if not fixed:
+        known.append((s.form(modulus[0][0]) - s.variable(mask(63)).times(2), 1, 1))  # m is odd
     if kind == 'neg':
         known.append((x[0], 1, None))
     for q in s.multipliers:
