@@ -882,14 +882,6 @@ def _(m, i):
     m.put_lanes(i, 8, out, False)
 
 
-@means('vshufi64x2', 'vshufi32x4')
-def _(m, i):
-    a, b = (m.lanes(x, 128, i.args[0].bits) for x in i.args[1:3])
-    n, k = len(a), i.args[3].value  # half of the lanes from each
-    step = n.bit_length() - 1
-    m.put_lanes(i, 128, [(a if j < n // 2 else b)[k >> step * j & n - 1] for j in range(n)])
-
-
 @means('vpblendd')
 def _(m, i):
     k = i.args[3].value
