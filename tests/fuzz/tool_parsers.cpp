@@ -56,7 +56,8 @@ void check_key(View content) {
     const auto read = [&](View bytes, tool::Key& key) { return accepted([&] { read_key(bytes, ask, key); }); };
     tool::Key key;
     if (!read(content, key)) return;
-    require(curve().contains(key.point) && (!key.secret || curve().public_key(*key.secret) == key.point), "an accepted key is usable");
+    require(curve().contains(key.point) && (!key.secret || curve().public_key(*key.secret) == key.point),
+            "an accepted key is usable");
     const auto check = [&](const SecretBuffer& written, bool with_secret) {
         tool::Key again;
         require(read(written.span(), again) && again.secret.has_value() == with_secret, "a written key is read");
