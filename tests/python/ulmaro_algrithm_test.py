@@ -2,6 +2,7 @@
 
 import array
 import atexit
+import hmac
 import os
 import re
 import shutil
@@ -36,7 +37,7 @@ def in_file(content: bytes) -> str:
 
 
 def openssl(*arguments: str, stdin: bytes = b"") -> bytes:
-    return subprocess.run(["openssl", *arguments], input=stdin, stdout=subprocess.PIPE, check=True).stdout
+    return subprocess.run(["openssl", *arguments], input=stdin, capture_output=True, check=True).stdout
 
 
 class HashAndCipher(unittest.TestCase):
@@ -50,6 +51,25 @@ class HashAndCipher(unittest.TestCase):
             stream.update(memoryview(message)[9:])
             self.assertEqual(stream.hexdigest(), expected)
             self.assertEqual(fork.digest(), ua.sm3(message[:9]))
+            self.assertEqual(ua.new("SM3", message).hexdigest(), expected)
+        self.assertRaises(ua.Error, ua.new, "md5")
+
+    def test_keyed_messages(self) -> None:
+        tried = [0, 0]
+        for key, message, digits, valid in re.findall('"(.*)", "(.*)", "(.*)", (.*)}', "\n".join(vectors("hmac_sm3.inc"))):
+            stream, tag = ua.HmacSm3(bytes.fromhex(key), bytes.fromhex(message)[:9]), bytes.fromhex(digits)
+            self.assertEqual(stream.copy().digest(), hmac.digest(bytes.fromhex(key), bytes.fromhex(message)[:9], ua.Sm3))
+            stream.update(bytes.fromhex(message)[9:])
+            self.assertEqual(stream.verify(tag), valid == "true")
+            self.assertEqual(stream.hexdigest().startswith(digits), valid == "true")
+            tried[valid == "true"] += 1
+        self.assertGreater(min(tried), 40)
+        for message in MESSAGES:
+            key = bytes(range(len(message) % 150 + 1))
+            theirs = openssl("dgst", "-sm3", "-mac", "HMAC", "-macopt", "hexkey:" + key.hex(), "-binary", stdin=message)
+            self.assertEqual(ua.hmac_sm3(key, message), theirs)
+        for size in (0, 15, 33):
+            self.assertRaises(ua.Error, ua.HmacSm3(b"key").verify, bytes(size))
 
     def test_digests_beyond_the_count_of_the_library(self) -> None:
         stream = ua.Sm3(bytes((1 << 29) - 1))
@@ -84,6 +104,17 @@ class HashAndCipher(unittest.TestCase):
         self.assertRaises(ua.Error, cipher.cbc_encrypt, b"short", bytes(16))
         self.assertRaises(ua.Error, ua.Sm4, b"short")
 
+    def test_counter_mode(self) -> None:
+        key, message = bytes(range(16)), bytes(range(256)) * 520
+        for counter in (0, 2**64 - 3, 2**128 - 1, 2**128 - 40, 2**128 - 4097):
+            first = counter.to_bytes(16, "big")
+            for size in (0, 1, 16, 17, 255, 256, 1000, len(message)):
+                expected = openssl("enc", "-sm4-ctr", "-K", key.hex(), "-iv", first.hex(), stdin=message[:size])
+                stream = ua.Sm4(key).ctr(first)
+                pieces = [stream.update(message[:size][at:end]) for at, end in ((0, 5), (5, 21), (21, 23), (23, size))]
+                self.assertEqual(b"".join(pieces) + stream.finalize(), expected)
+        self.assertRaises(ua.Error, ua.Sm4(key).ctr, bytes(12))
+
     def test_every_shape_of_a_buffer_is_its_bytes(self) -> None:
         """What counts in other elements than bytes, skips some, or has rows is taken byte by byte, by every call."""
         data, curve = bytes(range(64)), ua.Curve()
@@ -95,7 +126,8 @@ class HashAndCipher(unittest.TestCase):
             for call in (
                 ua.sm3, ua.pad, cipher.ecb_encrypt, cipher.ecb_decrypt, lambda x: ua.derive_key(x, 40),
                 lambda x: cipher.cbc_encrypt(iv, x), lambda x: cipher.cbc_decrypt(iv, x), ua.signature_to_der,
-                lambda x: curve.identity_digest(keys.public, x), curve.contains,
+                lambda x: curve.identity_digest(keys.public, x), curve.contains, lambda x: ua.hmac_sm3(x, x),
+                lambda x: cipher.ctr(iv).update(x),
             ):
                 self.assertEqual(call(view), call(flat))
             sealed = curve.encrypt(keys.public, view)
@@ -119,7 +151,8 @@ class PublicKeys(unittest.TestCase):
                 theirs = ua.signature_from_der(openssl(*options, "-sign", key, stdin=message))
                 self.assertTrue(curve.verify(keys.public, message, theirs, user))
                 self.assertFalse(curve.verify(keys.public, message + b"x", ours, user))
-                self.assertFalse(curve.verify(keys.public, message, ours, b"mallory"))
+                self.assertTrue(curve.verify(keys.public, message, theirs, user.decode()))
+                self.assertFalse(curve.verify(keys.public, message, ours, "mallory"))
         for message in MESSAGES[1:]:
             sealed = curve.encrypt(keys.public, message)
             plain = openssl("pkeyutl", "-decrypt", "-inkey", key, stdin=ua.ciphertext_to_der(sealed))
@@ -203,6 +236,47 @@ class Formats(unittest.TestCase):
             self.assertEqual(ua.ciphertext_to_der(longer)[: len(head) // 2].hex(), head)
             self.assertEqual(ua.ciphertext_from_der(ua.ciphertext_to_der(longer)), longer)
         self.assertRaises(ua.Error, ua.ciphertext_to_raw, record, "C3C1C2")
+
+
+    def test_keys(self) -> None:
+        keys = ua.Curve().key_pair(number(107))
+        for expected, digits in [line.split(" = ") for line in vectors("keys.txt")]:
+            readers = (ua.private_key_from_der, keys), (ua.public_key_from_der, keys.public)
+            for (read, key), kind in zip(readers, ("private", "public")):
+                if expected == kind and digits.startswith("30") and "2a864886f70d01050d" not in digits:
+                    self.assertEqual(read(bytes.fromhex(digits)), key)
+                else:
+                    self.assertRaises(ua.Error, read, bytes.fromhex(digits))
+        n = int.from_bytes(ua.Curve().parameters[160:], "big")
+        largest, other = (ua.Curve().key_pair(number(d)) for d in (n - 1, n - 107))  # the other has this x as well
+        self.assertRaisesRegex(ua.Error, "range", ua.private_key_from_der, ua.private_key_to_der(largest))
+        both = {ua.public_key_from_der(bytes.fromhex(f"3039301306072a8648ce3d020106082a811ccf5501822d032200{sign:02}")
+                                       + keys.public[:32]) for sign in (2, 3)}
+        self.assertEqual(both, {keys.public, other.public})
+        for made in (keys, ua.Curve().generate()):
+            private, public = ua.private_key_to_pem(made), ua.public_key_to_pem(made.public)
+            self.assertEqual(openssl("pkey", stdin=private.encode()).decode(), private)
+            self.assertEqual(openssl("pkey", "-pubout", stdin=private.encode()).decode(), public)
+            sec1 = openssl("ec", stdin=private.encode())
+            for text in (private, sec1, b"a line\r\n" + public.encode() + sec1.replace(b"\n", b"\r\n")):
+                self.assertEqual(ua.private_key_from_pem(text), made)
+            self.assertEqual(ua.public_key_from_pem(sec1 + public.encode()), made.public)
+        damaged = private.replace("END", "End"), private[:40] + "!" + private[41:], private.replace("-\n", "-\nA: b\n\n", 1)
+        for bad in (*damaged, "", public):
+            self.assertRaises(ua.Error, ua.private_key_from_pem, bad)
+        self.assertRaises(ua.Error, ua.public_key_from_pem, private)
+
+    def test_files_of_another_program(self) -> None:
+        files = {}
+        for name in os.listdir(os.path.join(VECTORS, "foreign")):
+            with open(os.path.join(VECTORS, "foreign", name), "rb") as file:
+                files[name] = file.read()
+        for name in ("public.pem", "certificate.pem", "request.pem"):
+            public = ua.public_key_from_pem(files[name])
+            for signature, user in (("message.sig", ua.DEFAULT_USER_ID), ("message-other-id.sig", "sender@example.com")):
+                theirs = ua.signature_from_der(files[signature])
+                self.assertTrue(ua.Curve().verify(public, files["message"], theirs, user))
+        self.assertRaisesRegex(ua.Error, "encrypted", ua.private_key_from_pem, files["key-encrypted.pem"])
 
 
 class FindingTheLibrary(unittest.TestCase):
