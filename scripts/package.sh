@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds what is shipped, for x86-64 and, across, for 64-bit Arm, into build/packages/: Debian packages, and an archive
-# to unpack anywhere. The same commit gives the same bytes.
+# Builds what is shipped, for x86-64 and, across, for 64-bit Arm, into build/packages/: Debian packages, an archive to
+# unpack anywhere, and a wheel for Python. The same commit gives the same bytes.
 # usage: package.sh [amd64 | arm64]...   (default: both)
 set -eu
 cd "$(dirname "$0")/.."
@@ -59,7 +59,7 @@ string(APPEND CPACK_DEBIAN_PROVIDER_PACKAGE_DEPENDS \", $provider\")" >depends.c
   )
 }
 
-# The archive: the tool finds the library relative to itself, and has its own copy of Mbed TLS.
+# The archive, whose tool is one static file, and the library's wheel for Python.
 pack_archive() {
   name=UlmaroAlgrithm-$version-$architecture
   rm -rf "${tree:?}/$name"
@@ -70,6 +70,7 @@ pack_archive() {
   cp "$root/usr/share/doc/libmbedtls-dev/copyright" "$doc/copyright.mbedtls"
   XZ_OPT=-9 tar -C "$tree" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
     -cJf "$out/$name.tar.xz" "$name"
+  python3 -B bindings/python/wheel_of_module.py "$out" "$tree/$name/lib/libUlmaroAlgrithmHardened.so"
 }
 
 [ $# -gt 0 ] || set -- amd64 arm64
@@ -82,18 +83,20 @@ for architecture in "$@"; do
   tree=$PWD/build/package-$architecture
   rm -f "$out"/*_"$architecture.deb" "$out"/*-"$architecture.tar.xz"
   [ "$architecture" != amd64 ] || rm -f "$out"/*_all.deb
+  rm -f "$out"/*_"${triplet%%-*}.whl"
   mbedtls=$root/usr/lib/$triplet/libmbedcrypto
 
-  # One build tree, installed twice: only the tool is linked again, with the other Mbed TLS.
+  # One build tree, installed twice: only the tool is linked again, statically.
   configure_and_build -DULMARO_DEBIAN=ON -DULMARO_DEB_ARCHITECTURE="$architecture" \
     -DULMARO_DEB_MAINTAINER="$maintainer" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$triplet" \
-    -DULMARO_PYTHON_DIR=lib/python3/dist-packages -DCMAKE_SKIP_INSTALL_RPATH=ON -DMbedCrypto_LIBRARY="$mbedtls.so"
+    -DULMARO_PYTHON_DIR=lib/python3/dist-packages -DCMAKE_SKIP_INSTALL_RPATH=ON -DULMARO_STATIC_TOOL=OFF \
+    -DMbedCrypto_LIBRARY="$mbedtls.so"
   describe_libraries
   (cd "$tree" && quietly cpack)
   rm -rf "$out/_CPack_Packages"
 
   configure_and_build -DULMARO_DEBIAN=OFF -DCMAKE_INSTALL_LIBDIR=lib -DULMARO_PYTHON_DIR=lib \
-    -DCMAKE_SKIP_INSTALL_RPATH=OFF -DMbedCrypto_LIBRARY="$mbedtls.a"
+    -DCMAKE_SKIP_INSTALL_RPATH=OFF -DULMARO_STATIC_TOOL=ON -DMbedCrypto_LIBRARY="$mbedtls.a"
   pack_archive
 done
 ls -l "$out"

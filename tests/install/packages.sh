@@ -1,6 +1,6 @@
 #!/bin/bash
 # What scripts/package.sh made, as its users meet it: the Debian packages are installed into an empty root, the archives
-# are unpacked somewhere. Against both the README's programs are built and run, and its tool commands; 64-bit Arm under
+# are unpacked somewhere, the wheels installed into a new environment, where the module's tests run. Against both the README's programs are built and run, and its tool commands; 64-bit Arm under
 # the emulator. The libraries are no larger than docs/install.md says, lintian finds no fault, and the packages that ours
 # depend on exist.
 # usage: packages.sh [amd64 | arm64]...   (default: both)
@@ -74,4 +74,17 @@ for architecture in "$@"; do
   tar -C "$work" -xf "$packages"/UlmaroAlgrithm-*-"$architecture.tar.xz"
   archive=$(echo "$work"/UlmaroAlgrithm-*-"$architecture")
   use "$archive" "$archive/lib" "$archive/lib" ''
+  # shellcheck disable=SC2086  # a command and its options
+  env -i ${EMULATOR:+${EMULATOR% -L *}} "$archive/bin/ulmaro" info | grep -q '^library *in the tool'
+
+  echo "$architecture: wheel"
+  quietly python3 -m venv "$work/venv-$architecture"
+  quietly "$work/venv-$architecture/bin/pip" install --no-index --find-links "$packages" --only-binary :all: \
+    --platform "manylinux_2_25_${triplet%%-*}" --target "$work/wheel-$architecture" ulmaro-algrithm
+  cmp "$work/wheel-$architecture/ulmaro_algrithm/libUlmaroAlgrithmHardened.so" "$archive/lib/libUlmaroAlgrithmHardened.so"
+  if [ -z "$EMULATOR" ]; then # it has no interpreter
+    quietly "$work/venv-$architecture/bin/pip" install --no-index --find-links "$packages" ulmaro-algrithm
+    quietly env -i PATH="$PATH" "$work/venv-$architecture/bin/python" -B tests/python/ulmaro_algrithm_test.py \
+      HashAndCipher PublicKeys Formats
+  fi
 done

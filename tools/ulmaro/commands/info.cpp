@@ -18,11 +18,15 @@ namespace {
 
 /// The library that draws keys at run time, which need not be the one of the build.
 std::string library_path() {
+#ifdef ULMARO_STATIC
+    return "in the tool";
+#else
     Dl_info info{};
     const auto* const source_of_keys = reinterpret_cast<const void*>(&SM2_ECC_GenerateKeyPair);
     if (::dladdr(source_of_keys, &info) == 0 || info.dli_fname == nullptr) return "unknown";
     const std::unique_ptr<char, decltype(&::free)> path(::realpath(info.dli_fname, nullptr), &::free);
     return path ? path.get() : info.dli_fname;
+#endif
 }
 
 const char* random_source([[maybe_unused]] const std::string& library) {
