@@ -76,6 +76,8 @@ if(NOT CMAKE_CROSSCOMPILING) # the same for every architecture: made once
   set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
 endif()
 
+install(FILES docs/cookbook.md docs/formats.md docs/moving.md docs/overview.md docs/security.md
+        DESTINATION share/doc/libulmaroalgrithm-dev COMPONENT development)
 install(
   DIRECTORY examples/
   DESTINATION share/doc/libulmaroalgrithm-dev/examples

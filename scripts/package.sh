@@ -1,14 +1,21 @@
 #!/bin/sh
 # Builds what is shipped, for x86-64 and, across, for 64-bit Arm, into build/packages/: Debian packages, an archive to
-# unpack anywhere, and a wheel for Python. The same commit gives the same bytes.
+# unpack anywhere, and a wheel for Python; and the source package. The same commit gives the same bytes.
 # usage: package.sh [amd64 | arm64]...   (default: both)
+#        package.sh --debian             only the Debian packages of this machine: what the source package runs
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 . scripts/arm64.sh
 
-# shellcheck disable=SC2154,SC2086
-need_packages $build_packages $arm_packages $package_packages
+only_debian=
+if [ "${1-}" = --debian ]; then
+  only_debian=yes
+  set -- "$(dpkg --print-architecture)"
+else
+  # shellcheck disable=SC2154,SC2086
+  need_packages $build_packages $arm_packages $package_packages
+fi
 umask 022
 version=$(project_version)
 maintainer=${DEBFULLNAME:-$(git log -1 --format=%an)}" <${DEBEMAIL:-$(git log -1 --format=%ae)}>"
@@ -33,8 +40,8 @@ unpack_all_arm64() {
 }
 
 configure_and_build() { # CACHE_VARIABLE...
-  quietly cmake --preset "package-$architecture" "$@"
-  quietly cmake --build --preset "package-$architecture"
+  quietly cmake --preset "$preset" "$@"
+  quietly cmake --build --preset "$preset"
 }
 
 # The libraries' symbols file, and which packages hold the libraries that ours and the tool need.
@@ -45,7 +52,7 @@ describe_libraries() {
     mkdir -p debian/libulmaroalgrithm/DEBIAN "debian/libulmaroalgrithm/usr/lib/$triplet"
     cp ../libUlmaro*.so "debian/libulmaroalgrithm/usr/lib/$triplet"
     printf 'Source: ulmaroalgrithm\n\nPackage: libulmaroalgrithm\nArchitecture: any\n' >debian/control
-    [ "$architecture" = amd64 ] || ln -s "$PWD"/../arm64/debian/* debian/
+    [ -z "$root" ] || ln -s "$PWD"/../arm64/debian/* debian/
     export DEB_HOST_ARCH="$architecture"
     quietly dpkg-gensymbols -plibulmaroalgrithm -v"$version" -Pdebian/libulmaroalgrithm -Osymbols
     cp symbols debian/libulmaroalgrithm/DEBIAN/
@@ -67,20 +74,47 @@ pack_archive() {
   doc=$tree/$name/share/doc/UlmaroAlgrithm
   mkdir -p "$doc"
   cp README.md CHANGELOG.md packaging/copyright "$doc"
+  mkdir "$doc/docs"
+  cp docs/*.md "$doc/docs"
   cp "$root/usr/share/doc/libmbedtls-dev/copyright" "$doc/copyright.mbedtls"
   XZ_OPT=-9 tar -C "$tree" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
     -cJf "$out/$name.tar.xz" "$name"
   python3 -B bindings/python/wheel_of_module.py "$out" "$tree/$name/lib/libUlmaroAlgrithmHardened.so"
 }
 
+# What is committed, and Debian's files beside it.
+pack_source() {
+  rm -f "$out/$1"_*.orig.tar.xz "$out/$1"_*.debian.tar.xz "$out/$1"_*.dsc
+  work=$(mktemp -d)
+  git archive --format=tar --prefix="$1-$version/" HEAD | xz -9 >"$work/$1_$version.orig.tar.xz"
+  tar -C "$work" -xf "$work/$1_$version.orig.tar.xz"
+  debian=$work/$1-$version/debian
+  cp -R packaging/debian "$debian"
+  cp packaging/copyright "$debian"
+  sed -i "s/@MAINTAINER@/$maintainer/" "$debian/control"
+  sed "s/@PROJECT_VERSION@/$version/; s/@ULMARO_DEB_MAINTAINER@/$maintainer/
+    s/@deb_date@/$(date -u -R -d "@$SOURCE_DATE_EPOCH")/" packaging/changelog.Debian.in >"$debian/changelog"
+  (cd "$work" && quietly dpkg-source --build "$1-$version")
+  mv "$work/$1"_* "$out"
+  rm -rf "$work"
+}
+
 [ $# -gt 0 ] || set -- amd64 arm64
+[ $only_debian ] || pack_source ulmaroalgrithm
 for architecture in "$@"; do
+  preset=package-$architecture root=
   case $architecture in
-    amd64) triplet=x86_64-linux-gnu root='' ;;
-    arm64) triplet=aarch64-linux-gnu root=$PWD/build/package-arm64/arm64/root && unpack_all_arm64 ;;
+    amd64) triplet=x86_64-linux-gnu ;;
+    arm64) triplet=aarch64-linux-gnu ;;
     *) sed -n '2,/^set/s/^# //p' "$0" >&2 && exit 2 ;;
   esac
-  tree=$PWD/build/package-$architecture
+  if [ $only_debian ]; then
+    preset=package-amd64 # no toolchain file: whatever this machine is
+  elif [ "$architecture" = arm64 ]; then
+    root=$PWD/build/package-arm64/arm64/root
+    unpack_all_arm64
+  fi
+  tree=$PWD/build/$preset
   rm -f "$out"/*_"$architecture.deb" "$out"/*-"$architecture.tar.xz"
   [ "$architecture" != amd64 ] || rm -f "$out"/*_all.deb
   rm -f "$out"/*_"${triplet%%-*}.whl"
@@ -94,6 +128,7 @@ for architecture in "$@"; do
   describe_libraries
   (cd "$tree" && quietly cpack)
   rm -rf "$out/_CPack_Packages"
+  [ ! $only_debian ] || continue
 
   configure_and_build -DULMARO_DEBIAN=OFF -DCMAKE_INSTALL_LIBDIR=lib -DULMARO_PYTHON_DIR=lib \
     -DCMAKE_SKIP_INSTALL_RPATH=OFF -DULMARO_STATIC_TOOL=ON -DMbedCrypto_LIBRARY="$mbedtls.a"

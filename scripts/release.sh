@@ -41,6 +41,6 @@ scripts/package.sh
 scripts/abi.sh
 [ $tests = no ] || tests/install/packages.sh
 cd build/packages
-sha256sum -- *.deb *.tar.xz *.whl >SHA256SUMS
+sha256sum -- *.deb *.tar.xz *.dsc *.whl >SHA256SUMS
 echo "Version $version of commit $(git rev-parse --short HEAD), in build/packages:"
 cat SHA256SUMS

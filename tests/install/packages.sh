@@ -39,6 +39,13 @@ use() { # PREFIX LIBRARY_DIR PYTHON_DIR LIBRARY_PATH
   PYTHONPATH=$3 python3 -B tests/docs/pages.py "$1/include" "$2" "$work/bin/ulmaro" README.md
 }
 
+# The source package gives the same packages, without a network.
+build_from_source() { # DEB...
+  dpkg-source --no-check --extract "$packages"/*.dsc "$work/source" >/dev/null 2>&1
+  (cd "$work/source" && quietly unshare -rn dpkg-buildpackage -us -uc -b)
+  for deb in "$@"; do cmp "$deb" "$work/$(basename "$deb")"; done
+}
+
 [ $# -gt 0 ] || set -- amd64 arm64
 for architecture in "$@"; do
   debs=("$packages"/*_"$architecture".deb)
@@ -69,6 +76,11 @@ for architecture in "$@"; do
   quietly dpkg --root="$root" --force-depends --force-architecture --install "${debs[@]}"
   libraries=$root/usr/lib/$triplet
   use "$root/usr" "$libraries" "$root/usr/lib/python3/dist-packages" "$libraries:$mbedtls"
+
+  if [ "$architecture" = "$(dpkg --print-architecture)" ]; then
+    echo "$architecture: source package"
+    build_from_source "${debs[@]}"
+  fi
 
   echo "$architecture: archive"
   tar -C "$work" -xf "$packages"/UlmaroAlgrithm-*-"$architecture.tar.xz"
