@@ -109,7 +109,7 @@ for architecture in "$@"; do
     *) sed -n '2,/^set/s/^# //p' "$0" >&2 && exit 2 ;;
   esac
   if [ $only_debian ]; then
-    preset=package-amd64 # no toolchain file: whatever this machine is
+    preset="package-amd64" # no toolchain file: whatever this machine is
   elif [ "$architecture" = arm64 ]; then
     root=$PWD/build/package-arm64/arm64/root
     unpack_all_arm64

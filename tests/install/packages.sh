@@ -41,6 +41,7 @@ use() { # PREFIX LIBRARY_DIR PYTHON_DIR LIBRARY_PATH
 
 # The source package gives the same packages, without a network.
 build_from_source() { # DEB...
+  lintian --allow-root --fail-on error,warning "$packages"/*.dsc
   dpkg-source --no-check --extract "$packages"/*.dsc "$work/source" >/dev/null 2>&1
   (cd "$work/source" && quietly unshare -rn dpkg-buildpackage -us -uc -b)
   for deb in "$@"; do cmp "$deb" "$work/$(basename "$deb")"; done
