@@ -583,7 +583,7 @@ def private_key_from_der(der: Data) -> KeyPair:
     while attributes:
         attribute, attributes = _split(attributes, 0x30)
         name, values = _elements(attribute, 0x06, 0x31)
-        if not re.fullmatch(rb"(?s:([\x81-\xff][\x80-\xff]*)?[\x00-\x7f])+", name):
+        if not re.fullmatch(rb"(([\x81-\xff][\x80-\xff]*)?[\x00-\x7f])+", name):
             raise Error("not DER: an object identifier that is incomplete or not in its shortest form")
         while values:
             _, values = _split(values, values[0])

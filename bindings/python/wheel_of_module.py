@@ -40,7 +40,7 @@ def platform_of(library: bytes) -> str:
 
 
 def write_wheel(folder: str, library: Optional[bytes]) -> str:
-    version = re.search(r"^ *VERSION ([0-9.]+)$", read("..", "..", "CMakeLists.txt").decode(), re.MULTILINE)[1]  # type: ignore[index]
+    version = re.findall(r"^ *VERSION ([0-9.]+)$", read("..", "..", "CMakeLists.txt").decode(), re.MULTILINE)[0]
     tag = "py3-none-" + (platform_of(library) if library else "any")
     info = f"{PACKAGE}-{version}.dist-info"
     files: Dict[str, bytes] = {f"{PACKAGE}/__init__.py": read(PACKAGE + ".py"), f"{PACKAGE}/py.typed": read("py.typed")}

@@ -52,7 +52,7 @@ _start:
 )");
 #endif
 
-extern "C" {
-extern void* __dso_handle __attribute__((visibility("hidden")));
-void* __dso_handle = nullptr;  // names the program where destructors are registered
-}
+// Names the program where destructors are registered.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): compilers refer to it
+extern "C" __attribute__((visibility("hidden"))) void* __dso_handle;
+void* __dso_handle = nullptr;  // NOLINT(bugprone-reserved-identifier)
