@@ -77,6 +77,8 @@ pack_archive() {
   mkdir "$doc/docs"
   cp docs/*.md "$doc/docs"
   cp "$root/usr/share/doc/libmbedtls-dev/copyright" "$doc/copyright.mbedtls"
+  cp "$root/usr/share/doc/libc6/copyright" "$doc/copyright.glibc"
+  cp /usr/share/doc/libgcc-s1/copyright "$doc/copyright.gcc"
   XZ_OPT=-9 tar -C "$tree" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \
     -cJf "$out/$name.tar.xz" "$name"
   python3 -B bindings/python/wheel_of_module.py "$out" "$tree/$name/lib/libUlmaroAlgrithmHardened.so"
