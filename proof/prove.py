@@ -10,6 +10,7 @@ import sys
 import time
 
 from library import Library
+from theorem import CONSTANT_TIME
 
 sys.setrecursionlimit(100_000)
 
@@ -23,6 +24,12 @@ RECORDS = {
     'ecp256': ['name', 'stack', 'multiply_point', 'multiply_both_vartime'],
 }
 NOT_FUNCTIONS = 'name', 'stack', 'lanes'
+# What has no theorem about its results yet, and why. Where the function takes a secret, constant time is proved.
+UNPROVED = {
+    ('ecp256', 'multiply_point'): 'its field operations have not all been found in a run for any modulus',
+    ('ecp256', 'multiply_both_vartime'): 'as multiply_point',
+    ('sm2p256', 'multiply_base_and_point'): 'it is multiply_base and multiply_point with one inversion for both',
+}
 
 
 def functions(library, family):
@@ -76,9 +83,9 @@ def main():
     options = parser.parse_args()
     failed = 0
     for path in options.libraries:
-        for name in missing(path):
-            print(f'NOT COVERED  {path}  {name}')
-            failed += 1
+        for name, reason in missing(path):
+            print(f'NOT COVERED  {path}  {name}' + (f': {reason}' if reason else ''))
+            failed += reason is None
     jobs = [(path, i) for path in options.libraries for i, t in enumerate(theorems(path)) if options.only in str(t)]
     with multiprocessing.Pool() as pool:
         for path, claim, covered, seconds, problem in pool.imap(attempt, jobs):

@@ -3,6 +3,9 @@ from dataclasses import dataclass
 from typing import Callable
 
 
+CONSTANT_TIME = 'constant time'  # the claim that says nothing about results
+
+
 class Refused(Exception):
     """The claim does not follow; the message says for which function, and with which counterexample if there is one."""
 

@@ -178,13 +178,13 @@ void read_cipher(Reader algorithm, Scheme& scheme) {
 
 }  // namespace
 
-void write_encrypted(Writer& out, View plain, View passphrase, SealingCipher chosen) {
-    const bool with_sm4 = chosen == SealingCipher::sm4;
-    const Cipher& cipher = with_sm4 ? sm4 : aes256;
+void write_encrypted(Writer& out, View plain, View passphrase, SealingCipher cipher) {
+    const bool with_sm4 = cipher == SealingCipher::sm4;
+    const Cipher& with = with_sm4 ? sm4 : aes256;
     const auto salt = algrithm::random_bytes<16>(), iv = algrithm::random_bytes<block_bytes>();
     Scheme scheme;
     scheme.md = with_sm4 ? MBEDTLS_MD_NONE : MBEDTLS_MD_SHA256;
-    scheme.cipher = cipher.type;
+    scheme.cipher = with.type;
     scheme.salt = salt;
     scheme.iv = iv;
     SecretBuffer sealed(plain.size() + block_bytes);
@@ -194,7 +194,7 @@ void write_encrypted(Writer& out, View plain, View passphrase, SealingCipher cho
     out.element(octet_string_tag, sealed.span());
     const std::size_t algorithm = out.mark();
     out.element(octet_string_tag, iv);
-    out.oid(cipher.oid);
+    out.oid(with.oid);
     out.wrap(sequence_tag, algorithm);
     const std::size_t derivation = out.mark();
     out.null();
