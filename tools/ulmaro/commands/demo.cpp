@@ -14,7 +14,6 @@
 #include "support/digest.hpp"
 #include "support/error.hpp"
 #include "support/hex.hpp"
-#include "support/random.hpp"
 #include "support/sm2.hpp"
 #include "support/sm4_stream.hpp"
 #include "support/text.hpp"
@@ -63,7 +62,7 @@ public:
 
     void seal_and_open_key() {
         step("Draw a random SM4 key and encrypt it to the public key with SM2");
-        fill_random(job_.key.span());
+        algrithm::random_bytes(job_.key.span());
         const Ciphertext ciphertext = curve().encrypt(keys_->public_key, job_.key.span());
         const auto record = ciphertext.bytes();
         show("SM4 key", "16 bytes, not shown");

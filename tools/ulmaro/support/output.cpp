@@ -10,7 +10,6 @@
 #include <cstring>
 
 #include "support/error.hpp"
-#include "support/random.hpp"
 #include "support/rights.hpp"
 #include "support/signals.hpp"
 
@@ -59,7 +58,7 @@ void forget(const std::string& name) {
 std::string temporary_name() {
     constexpr char letters[] = "abcdefghijklmnopqrstuvwxyz012345";
     std::array<unsigned char, sizeof name_template - 1 - random_at> random;
-    fill_random(random);
+    algrithm::random_bytes(random);
     std::string name = name_template;
     for (std::size_t i = 0; i < random.size(); ++i) name[random_at + i] = letters[random[i] % 32];
     return name;

@@ -4,7 +4,6 @@
 
 #include "support/error.hpp"
 #include "support/progress.hpp"
-#include "support/random.hpp"
 
 namespace ulmaro::tool {
 namespace {
@@ -42,7 +41,7 @@ Failure ragged(const Input& input, const char* what) {
 void sm4_encrypt(const Sm4Job& job, Input& input, Output& output) {
     Block iv = job.iv.value_or(Block{});
     if (job.mode == Sm4Mode::cbc && !job.iv) {
-        fill_random(iv);
+        algrithm::random_bytes(iv);
         output.write(iv);
     }
     Cipher cipher(job, iv);
