@@ -52,7 +52,7 @@ libraries=
 for build in "$@"; do libraries="$libraries $build/libUlmaroAlgrithm.so"; done
 # shellcheck disable=SC2086
 {
-  /usr/bin/python3 proof/check_instructions.py $libraries
-  /usr/bin/python3 proof/prove.py $libraries
-  /usr/bin/python3 proof/faults.py $libraries
+  /usr/bin/python3 -B proof/check_instructions.py $libraries
+  /usr/bin/python3 -B proof/prove.py $libraries
+  /usr/bin/python3 -B proof/faults.py --count 24 $libraries
 }
