@@ -12,6 +12,7 @@
 #include "formats/signature.hpp"
 #include "fuzz/fuzz.hpp"
 #include "support/error.hpp"
+#include "support/hex.hpp"
 #include "support/sm2.hpp"
 
 extern "C" decltype(mbedtls_pkcs5_pbkdf2_hmac) __real_mbedtls_pkcs5_pbkdf2_hmac, __wrap_mbedtls_pkcs5_pbkdf2_hmac;
@@ -36,8 +37,6 @@ namespace {
 
 using namespace tool;
 using algrithm::View;
-
-std::string_view text_of(View bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
 
 /// Whether read returns; it may refuse the input in one of the two expected ways.
 bool accepted(const std::function<void()>& read) {
@@ -80,7 +79,7 @@ void check_signature(View content, SignatureFormat format) {
     for (const SignatureFormat other : signature_formats) {
         const SecretBuffer written = write_signature(*signature, other);
         require(read_signature(written.span(), other) == *signature, "a signature read again");
-        const bool one_form = other == format && format != SignatureFormat::hex;
+        const bool one_form = other == format && format != SignatureFormat::hex && !decoded_text(text_of(content));
         require(!one_form || equal(written.span(), content), "a signature has one form");
     }
 }
@@ -95,7 +94,8 @@ void check_ciphertext(View content, CiphertextFormat format) {
     for (const CiphertextFormat other : ciphertext_formats) {
         const SecretBuffer written = write_ciphertext(*ciphertext, other);
         require(read_ciphertext(written.span(), other) == *ciphertext, "a ciphertext read again");
-        require(other != format || equal(written.span(), content), "a ciphertext has one form");
+        const bool one_form = other == format && !decoded_text(text_of(content));
+        require(!one_form || equal(written.span(), content), "a ciphertext has one form");
     }
     // Anything accepted can be passed to the library.
     std::array<unsigned char, 32> d{};

@@ -60,15 +60,22 @@ bool has_hash_last(CiphertextFormat format) {
     return format == CiphertextFormat::c1c2c3 || format == CiphertextFormat::c1c2c3_bare;
 }
 
+Ciphertext read_bytes(View bytes, CiphertextFormat format) {
+    if (format == CiphertextFormat::der) return checked(algrithm::ciphertext_from_der(bytes));
+    if (format == CiphertextFormat::record) return read_record(bytes);
+    return read_joined(bytes, is_bare(format), has_hash_last(format));
+}
+
 }  // namespace
 
 Ciphertext read_ciphertext(View bytes, CiphertextFormat format) {
-    const std::optional<SecretBuffer> decoded = decoded_text(text_of(bytes));
-    if (decoded) bytes = decoded->span();
+    // Bytes may look like text by chance: it is text if that gives a ciphertext with a point of the curve.
+    if (const std::optional<SecretBuffer> decoded = decoded_text(text_of(bytes))) {
+        auto ciphertext = algrithm::attempt([&] { return read_bytes(decoded->span(), format); });
+        if (ciphertext && curve().contains(PublicKey(ciphertext->c1()))) return std::move(*ciphertext);
+    }
     try {
-        if (format == CiphertextFormat::der) return checked(algrithm::ciphertext_from_der(bytes));
-        if (format == CiphertextFormat::record) return read_record(bytes);
-        return read_joined(bytes, is_bare(format), has_hash_last(format));
+        return read_bytes(bytes, format);
     } catch (const FormatError& error) {
         throw FormatError(error.what() + std::string(tried_forms));
     }

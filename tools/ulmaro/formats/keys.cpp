@@ -83,23 +83,31 @@ SecretBuffer in_hex(View bytes) {
     return text;
 }
 
+/// A scalar, a point or DER; false when it is none of them.
+bool read_bytes(View bytes, const AskPassphrase& ask, Key& key) {
+    if (bytes.size() == 32) {
+        set_pair(key, algrithm::read_scalar(curve(), bytes));
+    } else if (bytes.size() == 33 || bytes.size() == 64 || bytes.size() == 65) {
+        key.point = algrithm::read_point(curve(), bytes);
+    } else if (!bytes.empty() && bytes[0] == algrithm::der::sequence_tag) {
+        read_key_der(bytes, ask, key);
+    } else {
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 void read_key(View content, const AskPassphrase& ask, Key& key) {
     const std::string_view text = text_of(content);
     if (read_pem(text, ask, key)) return;
-    const std::optional<SecretBuffer> decoded = decoded_text(text);
-    const View bytes = decoded ? decoded->span() : content;
-    if (bytes.size() == 32) return set_pair(key, algrithm::read_scalar(curve(), bytes));
-    if (bytes.size() == 33 || bytes.size() == 64 || bytes.size() == 65) {
-        key.point = algrithm::read_point(curve(), bytes);
-        return;
+    // Bytes may look like text by chance, but then its bytes are too few for a key.
+    if (const std::optional<SecretBuffer> decoded = decoded_text(text)) {
+        if (read_bytes(decoded->span(), ask, key)) return;
     }
-    if (bytes.empty() || bytes[0] != algrithm::der::sequence_tag) {
-        throw FormatError(
-            "not a key: neither PEM, nor DER, nor a scalar or point, in bytes, hexadecimal digits or base64");
-    }
-    read_key_der(bytes, ask, key);
+    if (read_bytes(content, ask, key)) return;
+    throw FormatError("not a key: neither PEM, nor DER, nor a scalar or point, in bytes, hexadecimal digits or base64");
 }
 
 SecretBuffer write_private_key(const Key& key, KeyFormat format, View passphrase, SealingCipher cipher) {

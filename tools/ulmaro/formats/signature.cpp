@@ -20,10 +20,15 @@ Signature from_record(View bytes) {
 }  // namespace
 
 Signature read_signature(View bytes, SignatureFormat format) {
-    const std::optional<SecretBuffer> decoded = decoded_text(text_of(bytes));
-    if (decoded) bytes = decoded->span();
+    const auto read = [format](View from) {
+        return format == SignatureFormat::der ? algrithm::signature_from_der(from) : from_record(from);
+    };
+    // Bytes may look like text by chance, but then its bytes are too few for a signature.
+    if (const std::optional<SecretBuffer> decoded = decoded_text(text_of(bytes))) {
+        if (const auto signature = algrithm::attempt([&] { return read(decoded->span()); })) return *signature;
+    }
     try {
-        return format == SignatureFormat::der ? algrithm::signature_from_der(bytes) : from_record(bytes);
+        return read(bytes);
     } catch (const FormatError& error) {
         throw FormatError(error.what() + std::string(tried_forms));
     }
