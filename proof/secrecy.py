@@ -71,9 +71,8 @@ def key(m, kernel):
 
 
 def blocks(m, kernel, wide=True):
-    """Counts that reach every instruction that more of them reach, half of them in place."""
-    counts = 0, 1, 2, 3, 4, 5, 7, 8, 9, 16, 17
-    for n in counts + (31, 32, 33, 47, 48, 49, 64, 65) if kernel == 'x86-gfni512' and wide else counts:
+    """Of each count up to one more than the kernel's widest loop takes at a time, half of them in place."""
+    for n in range(66) if kernel == 'x86-gfni512' and wide else range(18):
         data = secrets(m, 16 * n, 1)
         yield data, data if n & 2 else m.region(16 * n), n, secrets(m, 32, 4), secrets(m, 16, 1)
 

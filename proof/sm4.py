@@ -167,7 +167,7 @@ def blocks(m, address, values, backwards, chained, count, shift):
 # are tried: small ones where every vector of the last groups has code of its own.
 SIDE_BY_SIDE = {
     'portable': (4, 4, 1), 'x86-ssse3': (4, 32, 13), 'x86-aesni': (4, 32, 13), 'x86-aesni-avx2': (8, 64, 25),
-    'x86-vaes': (8, 64, 25), 'x86-gfni256': (8, 64, 25), 'x86-gfni512': (16, 64, 7), 'arm-neon': (16, 16, 1),
+    'x86-vaes': (8, 64, 25), 'x86-gfni256': (8, 64, 25), 'x86-gfni512': (16, 64, 3), 'arm-neon': (16, 16, 1),
     'arm-aes': (4, 16, 1), 'arm-sm4': (4, 8, 1)}
 
 
@@ -175,7 +175,7 @@ def cases_of(kernel, function):
     """The counts on both sides of every threshold, in place, and some of them apart."""
     group, most, step = SIDE_BY_SIDE[kernel]
     around = [range(group + 2), range(2 * group - 1, 2 * group + 2), range(group + 2, most, step),
-              range(most, most + 2), [2 * most + group + 1]]
+              range(most - 1, most + 3), [2 * most + group + 1]]
     if most <= 16:
         around.append(range(2 * most - 1, 2 * most + 2))
     counts = sorted({n for r in around for n in r})
