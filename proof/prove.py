@@ -87,7 +87,8 @@ def main():
             print(f'NOT COVERED  {path}  {name}' + (f': {reason}' if reason else ''))
             failed += reason is None
     jobs = [(path, i) for path in options.libraries for i, t in enumerate(theorems(path)) if options.only in str(t)]
-    with multiprocessing.Pool() as pool:
+    # Each theorem has a process of its own: z3 can be far slower after many other questions.
+    with multiprocessing.Pool(maxtasksperchild=1) as pool:
         for path, claim, covered, seconds, problem in pool.imap(attempt, jobs):
             print(f'{"REFUSED" if problem else "proved"}  {path}  {claim}  ({covered} instructions, {seconds:.1f} s)',
                   flush=True)
