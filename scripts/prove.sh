@@ -51,5 +51,5 @@ for build in "$@"; do libraries="$libraries $build/libUlmaroAlgrithm.so"; done
 {
   /usr/bin/python3 -B proof/check_instructions.py $libraries
   /usr/bin/python3 -B proof/prove.py $libraries
-  /usr/bin/python3 -B proof/faults.py --count 24 $libraries
+  /usr/bin/python3 -B proof/faults.py --count 12 $libraries
 }
