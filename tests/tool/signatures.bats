@@ -93,6 +93,9 @@ verify -k pub -s raw| with --format raw
 verify -k pub -s bare| for the digest of the message alone, without Z: see --digest
 verify -k pub -s usual --id other| without --id
 END
+  mkfifo pipe
+  echo other >pipe &
+  run -1 timeout 5 "$ULMARO" verify -k pub -s usual -i pipe # which cannot be read again
   for format in der raw c1c3c2; do
     refuses 1 u decrypt -k key -i sealed -f $format -o out
     [[ $stderr == *"; it can be decrypted with --format c1c2c3" ]]

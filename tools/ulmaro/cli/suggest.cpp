@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <numeric>
 
 namespace ulmaro::tool::cli {
 namespace {
@@ -43,9 +42,8 @@ std::string suggestion(const CLI::App& top, const std::vector<std::string>& args
     const bool takes_commands = !app->get_subcommands({}).empty();
     for (const std::string& arg : args) {
         const std::string word = arg.substr(0, arg.find('='));
-        if (!(word.starts_with("--") || (takes_commands && app->check_name(word) == false)) || word.size() < 3)
-            continue;
-        if (std::ranges::count(words, word) != 0) continue;
+        const bool may_be_mistyped = (word.starts_with("--") || takes_commands) && word.size() >= 3;
+        if (!may_be_mistyped || std::ranges::count(words, word) != 0) continue;
         const auto nearest = std::ranges::min_element(words, {}, [&](const auto& w) { return distance(w, word); });
         if (nearest != words.end() && distance(*nearest, word) <= 2) return "; did you mean '" + *nearest + "'?";
     }

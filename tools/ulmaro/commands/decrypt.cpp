@@ -41,13 +41,16 @@ void run(const Options& o) {
     load_private_key(o.key, key);
     Input input(o.input);
     const SecretBuffer bytes = input.read_all(max_carried_message + most_overhead);
-    try {
-        write_whole(o.output, read_and_decrypt(bytes, o.format, key).span(), Access::secret);
-    } catch (const std::runtime_error& error) {
-        const std::string what =
-            dynamic_cast<const FormatError*>(&error) != nullptr ? input.name() + ": " + error.what() : error.what();
-        throw Failure(what + other_layout(bytes, o.format, key));
-    }
+    const SecretBuffer message = [&] {
+        try {
+            return read_and_decrypt(bytes, o.format, key);
+        } catch (const FormatError& error) {
+            throw Failure(input.name() + ": " + error.what() + other_layout(bytes, o.format, key));
+        } catch (const Failure& error) {
+            throw Failure(error.what() + other_layout(bytes, o.format, key));
+        }
+    }();
+    write_whole(o.output, message.span(), Access::secret);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -34,10 +36,11 @@ std::optional<Signature> parse(const SecretBuffer& bytes, SignatureFormat format
 }
 
 /// After a failure: under which other format or digest the signature is valid, if that is cheap to find: the message is
-/// read again, but only from a file.
+/// read again, but only from a regular file.
 std::string what_fits(const Options& o, const SecretBuffer& bytes, const Digest& e, const PublicKey& key) {
     std::vector<std::pair<std::string, Digest>> digests{{"", e}};
-    if (!o.message.digest && o.message.input != "-") {
+    std::error_code ignored;  // a pipe has no second reading, and opening it may wait for ever
+    if (!o.message.digest && std::filesystem::is_regular_file(o.message.input, ignored)) {
         const auto add = [&](const char* words, auto&&... id) {
             Input message(o.message.input);
             Sm3 hash;
