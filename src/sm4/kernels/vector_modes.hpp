@@ -142,13 +142,14 @@ struct VectorModes {
         }
     }
 
-    /// step(i) for every group: for `room` of them in straight code, or for the first `groups` in a loop.
+    /// step(i) for every group: for `room` of them in straight code, or for the first `groups`, not none, in a loop.
     template <std::size_t room, typename Step>
     [[gnu::always_inline]] static void each(std::size_t groups, const Step& step) {
         if constexpr (room <= unrolled) {
 #pragma GCC unroll 4
             for (std::size_t i = 0; i < room; ++i) step(i);
         } else {
+            if (groups == 0) __builtin_unreachable();
 #pragma GCC unroll 1
             for (std::size_t i = 0; i < groups; ++i) step(i);
         }
@@ -230,10 +231,12 @@ struct VectorModes {
         if (first < blocks) Wide::store_blocks(p + 16 * first, v, blocks - first);
     }
 
-    /// The words of `blocks` blocks, and of zeros up to end.
+    /// The words of `blocks` blocks, and of zeros up to end, for at least one group.
     [[gnu::noinline]] static void load(Group* x, const Group* end, const std::uint8_t* in, std::size_t blocks) {
+        if (x == end) __builtin_unreachable();
 #pragma GCC unroll 1
         for (; x != end; ++x, in += 16 * group_blocks) {
+            if (unrolled <= 2 && blocks == 0) __builtin_unreachable();  // see assume_fitting
             Group v;
             if (blocks >= group_blocks) {
 #pragma GCC unroll 4
@@ -303,10 +306,18 @@ struct VectorModes {
         }
     }
 
-    /// 1 to room * group_blocks blocks, all of which are read before the first is written. chain is null for ECB.
+    /// The blocks that fit into `room` groups and are too many for fewer: compilers drop the tests that this decides.
+    template <std::size_t room>
+    [[gnu::always_inline]] static void assume_fitting(std::size_t blocks) {
+        constexpr std::size_t least = room > 2 ? 2 * group_blocks + 1 : room > 1 ? group_blocks + 1 : fewest;
+        if (blocks < least || blocks > room * group_blocks) __builtin_unreachable();
+    }
+
+    /// All blocks are read before the first is written. chain is null for ECB.
     template <std::size_t room>
     [[gnu::noinline]] static void run(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks, const Keys& keys,
                                       Block* chain) {
+        assume_fitting<room>(blocks);
         Group x[room];
         const std::size_t groups = room <= unrolled ? room : (blocks + group_blocks - 1) / group_blocks;
         load(x, x + groups, in, blocks);
@@ -321,6 +332,7 @@ struct VectorModes {
     template <std::size_t room>
     [[gnu::noinline]] static void run_resident(const std::uint8_t* in, std::uint8_t* out, std::size_t blocks,
                                                const Keys& keys, Block* chain) {
+        assume_fitting<room>(blocks);
         Group x[room];
 #pragma GCC unroll 4
         for (std::size_t i = 0; i < room; ++i) {
