@@ -236,7 +236,7 @@ struct VectorModes {
         if (x == end) __builtin_unreachable();
 #pragma GCC unroll 1
         for (; x != end; ++x, in += 16 * group_blocks) {
-            if (unrolled <= 2 && blocks == 0) __builtin_unreachable();  // see assume_fitting
+            if (unrolled <= 2 && blocks < (most > 1 ? 1 : fewest)) __builtin_unreachable();  // see assume_fitting
             Group v;
             if (blocks >= group_blocks) {
 #pragma GCC unroll 4
@@ -371,12 +371,14 @@ struct VectorModes {
             run<room>(in, out, blocks, keys, chain);
     }
 
+    /// At least `fewest`; what it leaves is fewer.
     template <Order order>
     static void many(const std::uint8_t*& in, std::uint8_t*& out, std::size_t& blocks, const std::uint32_t* rk,
                      Block* chain) {
         const std::size_t count = blocks;
         Keys keys;
         prepare<order>(keys, rk);
+        if (blocks < fewest) __builtin_unreachable();
         while (blocks >= fewest) {
             const std::size_t now = blocks < most * group_blocks ? blocks : most * group_blocks;
             if (most > 2 && now > 2 * group_blocks)
