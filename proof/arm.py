@@ -3,9 +3,10 @@ import re
 
 from boxes import AES_SBOX, SM4_SBOX
 from machine import END, GUARD, STACK, Fault, Machine
-from values import mask
+from values import Kept, mask
 
 SP, ZR, LINK = 31, 32, 30
+KEPT, KEPT_LOW = range(19, 30), range(8, 16)  # a function leaves x19 to x29 and the low half of v8 to v15 as they were
 CONDITIONS = {'eq', 'ne', 'cs', 'cc', 'mi', 'pl', 'vs', 'vc', 'hi', 'ls', 'ge', 'lt', 'gt', 'le', 'al'}
 OPPOSITE = {'ne': 'eq', 'cc': 'cs', 'pl': 'mi', 'vc': 'vs', 'hi': 'ls', 'ge': 'lt', 'gt': 'le'}
 LANE = {'b': 8, 'h': 16, 's': 32, 'd': 64, 'q': 128}
@@ -243,9 +244,15 @@ class Arm(Machine):
         self.reset()
         self.r[:len(arguments)] = arguments
         self.r[8], self.r[SP], self.r[LINK] = result, STACK, END
+        for i in KEPT:
+            self.r[i] = Kept()
+        for i in KEPT_LOW:
+            self.v[i] = 64, [Kept(), None]
+        before = list(self.r), list(self.v)
         self.run(address)
-        if self.r[SP] != STACK:
-            raise Fault('the stack pointer is not restored')
+        if self.r[SP] != STACK or any(self.r[i] is not before[0][i] for i in KEPT) or any(
+                self.d.regroup(self.v[i][0], self.v[i][1], 64)[0] is not before[1][i][1][0] for i in KEPT_LOW):
+            raise Fault('the stack pointer or a register is not restored')
         return self.r[0]
 
     def argument(self, i):

@@ -5,7 +5,7 @@ from machine import STACK
 from theorem import Refused
 
 ROOM = 0x10000  # of the stack
-LIMIT = 60_000  # instructions of a run, twice as many as the longest has
+LIMIT = 2_000_000  # instructions of a run, more than the longest has
 
 
 @functools.cache
@@ -24,11 +24,12 @@ def machine(library, domain):
     return architecture(library.arm)(library, domain, CODE.setdefault(library.path, {}))
 
 
-def call(m, address, arguments, outputs):
-    """Runs a function that may write to outputs, a list of (address, size), and to the stack below it."""
+def call(m, address, arguments, outputs, result=None, stack=ROOM):
+    """Runs a function that may write to outputs, a list of (address, size), and to `stack` bytes below its caller."""
     before, m.limit = dict(m.memory), LIMIT
-    m.call(address, *arguments)
-    allowed = [(STACK - ROOM, ROOM), *outputs]
+    returned = m.call(address, *arguments, result=result)
+    allowed = [(STACK - stack, stack), *outputs]
     for a, cell in m.memory.items():
         if before.get(a) is not cell and not any(start <= a < start + size for start, size in allowed):
             raise Refused(f'writes to {a:#x}, outside of its result')
+    return returned

@@ -18,7 +18,7 @@ from fractions import Fraction
 
 import z3
 
-from call import machine
+from call import call, machine
 from graph import SAMPLES, Bits, Graph, Integers
 from theorem import Refused, Theorem
 from values import mask
@@ -243,9 +243,9 @@ def code(library, name, count):
         arguments.append((numbers[-1][2], run.region(88, [*m['modulus'], m['inverse'], *m['factor']])))
     if count == 1:  # r, a, m; r may be a
         (r, modulus), = arguments
-        run.call(library.find(name), r, r, modulus)
+        call(run, library.find(name), (r, r, modulus), [(r, 32)])
     else:
-        run.call(library.find(name), *(x for pair in arguments for x in pair))
+        call(run, library.find(name), [x for pair in arguments for x in pair], [(r, 32) for r, _ in arguments])
     definition = Definition(d, ranges)
     for a, m, r in numbers:
         for i, want in enumerate(definition.invert(a, m)):

@@ -82,3 +82,9 @@ class Library:
         """The function that the instruction at address belongs to, for messages."""
         start = max((a for a in self.function if a <= address), default=None)
         return self.function.get(start, '?')
+
+    def place(self, address):
+        """The symbol that a byte of data belongs to, and how far in, for messages."""
+        inside = ((a, name) for name, places in self.symbols.items() for a, size in places if a <= address < a + size)
+        start, name = min(inside, default=(address, f'{address:#x}'))
+        return f'{name}+{address - start:#x}'

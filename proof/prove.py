@@ -3,14 +3,15 @@
     prove.py [--only TEXT] LIBRARY...
 """
 import argparse
+import collections
 import functools
 import importlib
 import multiprocessing
+import re
 import sys
 import time
 
 from library import Library
-from theorem import CONSTANT_TIME
 
 sys.setrecursionlimit(100_000)
 
@@ -24,6 +25,8 @@ RECORDS = {
     'ecp256': ['name', 'stack', 'multiply_point', 'multiply_both_vartime'],
 }
 NOT_FUNCTIONS = 'name', 'stack', 'lanes'
+BRANCH = re.compile(r'(call|j[a-z]+|b|bl|b[.].*|cbn?z|tbn?z)$')
+NO_RETURN = 'ret', 'jmp', 'b', 'br', 'ud2', 'hlt', 'brk'
 # What has no theorem about its results yet, and why. Where the function takes a secret, constant time is proved.
 UNPROVED = {
     ('ecp256', 'multiply_point'): 'its field operations have not all been found in a run for any modulus',
@@ -63,17 +66,47 @@ def attempt(job):
             problem = 'no instruction was covered'
     except Exception as e:  # whatever goes wrong, the theorem is not proved
         covered, problem = set(), f'{type(e).__name__}: {" | ".join(map(str, e.args))}'
-    return path, str(theorem), len(covered), time.process_time() - start, problem
+    return path, index, covered, time.process_time() - start, problem
 
 
 def missing(path):
-    """The kernels' functions about whose results no module has a theorem, and the reason if it is known."""
-    claimed = {(t.family, t.kernel, t.function) for t in theorems(path) if t.claim != CONSTANT_TIME}
+    """The kernels' functions that have no theorem about their results or about time, and the reason if it is known."""
+    claimed = {(t.family, t.kernel, t.function, t.time) for t in theorems(path)}
     library = load(path)[0]
     for family in RECORDS:
         for kernel, field, _ in functions(library, family):
-            if (family, kernel, field) not in claimed:
+            if (family, kernel, field, False) not in claimed:
                 yield f'{family} {kernel} {field}', UNPROVED.get((family, field))
+            if (family, kernel, field, True) not in claimed and 'vartime' not in field:
+                yield f'{family} {kernel} {field}, its time', None
+
+
+def reachable(library, entries):
+    """The addresses that direct branches and calls lead to, but for those that only lead to the stack protector's alarm."""
+    ways, todo = {}, list(entries)  # address -> where it leads
+    while todo:
+        address = todo.pop()
+        if address in ways or address not in library.text:
+            continue
+        op, operands, following = library.text[address]
+        target = BRANCH.match(op) and re.search(r'([0-9a-f]+)$', operands)
+        to = [int(target[1], 16)] if target else []
+        alarm = to and 'stack_chk_fail' in library.function.get(to[0], '')
+        ways[address] = None if alarm else to if op in NO_RETURN else [*to, following]
+        todo += ways[address] or []
+    for address in sorted(ways, reverse=True):
+        if ways[address] and all(ways.get(a, ()) is None for a in ways[address]):
+            ways[address] = None
+    return {a for a, to in ways.items() if to is not None}
+
+
+def not_reached(path, covered):
+    """How many instructions of each function the kernels may reach, but no theorem does."""
+    library = load(path)[0]
+    claimed = {(t.family, t.kernel, t.function) for t in theorems(path)}
+    entries = [address for family in RECORDS for kernel, field, address in functions(library, family)
+               if (family, kernel, field) in claimed]
+    return collections.Counter(library.owner(a) for a in reachable(library, entries) - covered)
 
 
 def main():
@@ -88,13 +121,19 @@ def main():
             failed += reason is None
     jobs = [(path, i) for path in options.libraries for i, t in enumerate(theorems(path)) if options.only in str(t)]
     # Each theorem has a process of its own: z3 can be far slower after many other questions.
+    reached = collections.defaultdict(set)
     with multiprocessing.Pool(maxtasksperchild=1) as pool:
-        for path, claim, covered, seconds, problem in pool.imap(attempt, jobs):
-            print(f'{"REFUSED" if problem else "proved"}  {path}  {claim}  ({covered} instructions, {seconds:.1f} s)',
-                  flush=True)
+        for path, index, covered, seconds, problem in pool.imap(attempt, jobs):
+            line = f'{path}  {theorems(path)[index]}  ({len(covered)} instructions, {seconds:.1f} s)'
+            print(f'{"REFUSED" if problem else "proved"}  {line}', flush=True)
+            reached[path] |= covered
             if problem:
                 print(f'    {problem}')
                 failed += 1
+    for path in options.libraries if not options.only else []:
+        for function, count in not_reached(path, reached[path]).items():
+            print(f'NOT REACHED  {path}  {count} instructions of {function}')
+            failed += 1
     print(f'{len(jobs) - failed} theorems proved' if not failed else f'{failed} failures')
     return failed != 0 or not jobs
 

@@ -3,9 +3,6 @@ from dataclasses import dataclass
 from typing import Callable
 
 
-CONSTANT_TIME = 'constant time'  # the claim that says nothing about results
-
-
 class Refused(Exception):
     """The claim does not follow; the message says for which function, and with which counterexample if there is one."""
 
@@ -17,6 +14,7 @@ class Theorem:
     function: str  # the field of the kernel's record, or a function's name
     claim: str
     run: Callable[[], set]  # returns the addresses of the instructions that the claim covers, or raises
+    time: bool = False  # whether the claim is about time, and says nothing about results
 
     def __str__(self):
         return f'{self.family} {self.kernel} {self.function}: {self.claim}'

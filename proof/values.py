@@ -50,6 +50,11 @@ class Leak(Exception):
     """A branch, an address, or the operand of a division depends on a symbol."""
 
 
+class Kept:
+    """What a register holds that a function has to leave as it was; no operation accepts it."""
+    __slots__ = ()
+
+
 class Join:
     """Parts of w bits side by side, lowest first, not all integers and not the whole of one value."""
     __slots__ = 'w', 'parts'
@@ -72,7 +77,7 @@ class Domain:
     def op(self, name, w, *args):
         for a in args:
             if not isinstance(a, (int, bytes)):
-                if any(x is None for x in args):
+                if any(x is None or isinstance(x, Kept) for x in args):
                     raise Unsupported(name, 'a register that nothing has written')
                 return self.symbolic(name, w, *args)
         return OPERATIONS[name](w, *args)
@@ -90,7 +95,7 @@ class Domain:
             return a >> low & mask(w)
         if w == of:
             return a
-        if a is None:
+        if a is None or isinstance(a, Kept):
             raise Unsupported('a register that nothing has written')
         if isinstance(a, Join):
             if low % a.w + w <= a.w:

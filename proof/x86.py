@@ -3,7 +3,7 @@ import re
 
 from boxes import AES_INVERSE, AES_SBOX, affine, after
 from machine import END, GUARD, STACK, Fault, Machine
-from values import mask
+from values import Kept, mask
 
 NAMES = ['rax', 'rcx', 'rdx', 'rbx', 'rsp', 'rbp', 'rsi', 'rdi'] + [f'r{i}' for i in range(8, 16)]
 REGISTER = {}  # name -> (number, bits)
@@ -16,6 +16,7 @@ for _i, _q in enumerate(NAMES):
 HIGH_BYTES = {'ah': 0, 'ch': 1, 'dh': 2, 'bh': 3}
 RAX, RCX, RDX, RBX, RSP, RBP, RSI, RDI = range(8)
 ARGUMENTS = RDI, RSI, RDX, RCX, 8, 9
+KEPT = RBX, RBP, 12, 13, 14, 15  # a function leaves them as they were
 SIZES = {'BYTE': 8, 'WORD': 16, 'DWORD': 32, 'QWORD': 64, 'XMMWORD': 128, 'YMMWORD': 256, 'ZMMWORD': 512}
 PREFIXES = 'cs', 'ds', 'data16', 'bnd', 'notrack', 'addr32'
 
@@ -170,11 +171,14 @@ class X86(Machine):
             arguments = result, *arguments
         for number, value in zip(ARGUMENTS, arguments):
             self.r[number] = value
+        for number in KEPT:
+            self.r[number] = Kept()
+        before = list(self.r)
         self.r[RSP] = STACK - 8
         self.store(self.r[RSP], END, 8)
         self.run(address)
-        if self.r[RSP] != STACK:
-            raise Fault('the stack pointer is not restored')
+        if self.r[RSP] != STACK or any(self.r[i] is not before[i] for i in KEPT):
+            raise Fault('the stack pointer or a register is not restored')
         return self.r[RAX]
 
     def argument(self, i):
