@@ -712,22 +712,33 @@ public:
     /// `counter` is the first of them, a big-endian number that counts modulo 2^128 and carries over from piece to
     /// piece of a stream; all pieces but the last must be whole blocks. Two messages must never meet the same counter
     /// block under the same key: with both, anyone learns their difference. Not authenticated; see HmacSm3.
-    void ctr(Iv& counter, View in, std::span<unsigned char> out) const {
+    ///
+    /// For streams that are cut anywhere, `last_block` is given the encrypted counter block of which this piece has
+    /// used the first in.size() % 16 bytes, unless that is none. The others are to be added to the message's next
+    /// bytes.
+    void ctr(Iv& counter, View in, std::span<unsigned char> out, Iv* last_block = nullptr) const {
         detail::require(schedule_.value.expanded, "this SM4 key has been moved from");
         detail::require(in.size() == out.size(), "input and output of different lengths");
         std::uint64_t high = detail::load_be64(counter.data()), low = detail::load_be64(counter.data() + 8);
-        detail::Wiped<std::array<unsigned char, 256 * block_size>> wiped;
-        unsigned char* const stream = wiped.value.data();
-        for (std::size_t at = 0; at < in.size(); at += sizeof wiped.value) {
-            const std::size_t n = std::min(sizeof wiped.value, in.size() - at);
+        struct KeyStream {  // wiped as far as it was used
+            alignas(64) unsigned char bytes[256 * block_size];
+            std::size_t used = 0;
+            ~KeyStream() { explicit_bzero(bytes, used); }
+        } stream;
+        for (std::size_t at = 0; at < in.size(); at += sizeof stream.bytes) {
+            const std::size_t n = std::min(sizeof stream.bytes, in.size() - at);
             const std::size_t padded = (n + block_size - 1) / block_size * block_size;
             for (std::size_t i = 0; i < padded; i += block_size) {
-                detail::store_be64(stream + i, high);
-                detail::store_be64(stream + i + 8, low);
+                detail::store_be64(stream.bytes + i, high);
+                detail::store_be64(stream.bytes + i + 8, low);
                 if (++low == 0) ++high;
             }
-            SM4_X_ECB_EN_MODE(stream, static_cast<int>(padded), schedule(), stream);
-            detail::add_bytes(out.data() + at, in.data() + at, stream, n);
+            stream.used = std::max(stream.used, padded);
+            SM4_X_ECB_EN_MODE(stream.bytes, static_cast<int>(padded), schedule(), stream.bytes);
+            detail::add_bytes(out.data() + at, in.data() + at, stream.bytes, n);
+            if (last_block != nullptr && n != padded) {
+                std::copy_n(stream.bytes + padded - block_size, block_size, last_block->begin());
+            }
         }
         detail::store_be64(counter.data(), high);
         detail::store_be64(counter.data() + 8, low);

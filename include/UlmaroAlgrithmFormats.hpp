@@ -159,12 +159,14 @@ private:
     View rest_;
 };
 
-/// Builds DER backwards, last element first, in memory that is wiped. wrap() closes a container with the mark() taken
-/// before its contents. Throws an Error when the capacity is exceeded.
+/// Builds DER backwards, last element first. wrap() closes a container with the mark() taken before its contents.
+/// Throws an Error when the capacity is exceeded.
 class Writer {
 public:
-    /// For at most `capacity` bytes.
-    explicit Writer(std::size_t capacity) : buffer_(capacity), at_(capacity) {}
+    /// For at most `capacity` bytes, in memory that is wiped.
+    explicit Writer(std::size_t capacity) : own_(capacity), buffer_(own_.span()), at_(capacity) {}
+    /// In memory of the caller's, from its end on; not wiped.
+    explicit Writer(std::span<unsigned char> memory) : own_(0), buffer_(memory), at_(memory.size()) {}
 
     /// How many bytes there are so far.
     [[nodiscard]] std::size_t mark() const noexcept { return buffer_.size() - at_; }
@@ -219,7 +221,7 @@ public:
     void null() { element(null_tag, {}); }
 
     /// What was written, as long as the writer lives.
-    [[nodiscard]] View bytes() const noexcept { return View(buffer_.span()).subspan(at_); }
+    [[nodiscard]] View bytes() const noexcept { return buffer_.subspan(at_); }
     /// The same, to keep.
     [[nodiscard]] Bytes copy() const { return {bytes().begin(), bytes().end()}; }
 
@@ -229,7 +231,8 @@ private:
         raw(View(&b, 1));
     }
 
-    SecretBytes buffer_;
+    SecretBytes own_;
+    std::span<unsigned char> buffer_;  // stays where it is when the writer is moved
     std::size_t at_;
 };
 

@@ -1,11 +1,10 @@
 // SM4 in ECB, CBC and counter mode, with OpenSSL's habits: blocks are collected over calls, padding is on unless
 // switched off, and an object can be set up again with a key, an iv, both or neither.
 #include <algorithm>
-#include <climits>
+#include <array>
+#include <optional>
 
-#include "UlmaroAlgrithm.hpp"
 #include "base/wipe.hpp"
-#include "counter_mode.hpp"
 #include "dispatch.hpp"
 #include "parameters.hpp"
 #include "tables.hpp"
@@ -13,26 +12,25 @@
 namespace ulmaro::provider {
 namespace {
 
-constexpr std::size_t block_size = ULMARO_SM4_BLOCK_BYTES;
+using algrithm::Sm4;
+using Block = Sm4::Iv;
+constexpr std::size_t block_size = Sm4::block_size;
 
 /// Numbered as EVP_CIPH_*_MODE of <openssl/evp.h>.
 enum Mode : unsigned { ecb = 1, cbc = 2, ctr = 5 };
 
-struct State {
-    unsigned int schedule[ULMARO_SM4_SCHEDULE_WORDS] = {};
+struct Cipher : Object {
+    using Object::Object;
+    std::optional<Sm4> key;
     Block iv = {};     // as set
     Block chain = {};  // CBC: the last block of ciphertext; CTR: the counter of the next block
     Block held = {};  // ECB and CBC: bytes that wait for the rest of their block; CTR: the key stream of the last block
     std::size_t count = 0;  // bytes waiting in held; CTR: bytes used of it, 0 when it is used up
     bool encrypting = true;
     bool padded = true;
-    bool keyed = false;
     bool iv_set = false;
-};
 
-struct Cipher : Object, State {
-    using Object::Object;
-    ~Cipher() { secure_wipe(static_cast<State*>(this), sizeof(State)); }
+    ~Cipher() { secure_wipe(held.data(), block_size); }
 };
 
 // g++ 12 misses an instance of destroy() that only the template of the tables below uses.
@@ -41,31 +39,24 @@ void destroy_cipher(void* cipher) noexcept { destroy<Cipher>(cipher); }
 /// ECB and CBC over whole blocks.
 template <Mode mode>
 void run(Cipher& c, unsigned char* out, const unsigned char* in, std::size_t size) {
-    constexpr std::size_t most = INT_MAX / block_size * block_size;  // no less than one call of EVP can ask for
-    while (size != 0) {
-        const std::size_t part = std::min(size, most);
-        const int length = static_cast<int>(part);
-        if constexpr (mode == ecb) {
-            (c.encrypting ? SM4_X_ECB_EN_MODE : SM4_X_ECB_DE_MODE)(in, length, c.schedule, out);
-        } else if (c.encrypting) {
-            SM4_X_CBC_EN_MODE(in, length, c.schedule, c.chain.data(), out);
-            std::copy_n(out + part - block_size, block_size, c.chain.begin());
-        } else {
-            Block last;
-            std::copy_n(in + part - block_size, block_size, last.begin());
-            SM4_X_CBC_DE_MODE(in, length, c.schedule, c.chain.data(), out);
-            c.chain = last;
-        }
-        in += part;
-        out += part;
-        size -= part;
+    const View from(in, size);
+    const std::span to(out, size);
+    if constexpr (mode == ecb) {
+        c.encrypting ? c.key->ecb_encrypt(from, to) : c.key->ecb_decrypt(from, to);
+    } else {
+        c.encrypting ? c.key->cbc_encrypt(c.chain, from, to) : c.key->cbc_decrypt(c.chain, from, to);
     }
 }
 
+template <Mode mode>
 int set_params(Cipher& c, const OSSL_PARAM* params) {
     if (const auto* p = find(params, OSSL_CIPHER_PARAM_PADDING)) c.padded = count_of(*p) != 0;
     if (const auto* p = find(params, OSSL_CIPHER_PARAM_KEYLEN)) {
-        require(count_of(*p) == ULMARO_SM4_KEY_BYTES, Reason::bad_length);
+        require(count_of(*p) == block_size, Reason::bad_length);
+    }
+    if (const auto* p = find(params, OSSL_CIPHER_PARAM_NUM)) {
+        require(count_of(*p) == 0, Reason::bad_parameter);  // the rest of a key stream can only be dropped
+        if (mode == ctr) c.count = 0;
     }
     return 1;
 }
@@ -82,18 +73,18 @@ int init(Cipher& c, const unsigned char* key, std::size_t key_size, const unsign
     // Without a new iv, CBC starts again with the old one, and a counter goes on.
     if (mode == cbc && c.iv_set) c.chain = c.iv;
     if (key != nullptr) {
-        require(key_size == ULMARO_SM4_KEY_BYTES, Reason::bad_length);
-        c.keyed = SM4_KEY_INIT(key, ULMARO_SM4_KEY_BYTES, c.schedule, ULMARO_SM4_SCHEDULE_WORDS) == 1;
+        require(key_size == block_size, Reason::bad_length);
+        c.key.emplace(std::span<const unsigned char, block_size>(key, block_size));
     }
     c.encrypting = encrypting;
     c.count = 0;
-    return set_params(c, params);
+    return set_params<mode>(c, params);
 }
 
 template <Mode mode>
 int update(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* in,
            std::size_t size) {
-    require(c.keyed, Reason::not_initialised);
+    require(c.key.has_value(), Reason::not_initialised);
     *written = 0;
     if (c.count + size == 0) return 1;
     // The last whole block of a padded ciphertext waits for the end.
@@ -127,21 +118,21 @@ int update(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capa
 
 template <Mode mode>
 int final(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity) {
-    require(c.keyed, Reason::not_initialised);
+    require(c.key.has_value(), Reason::not_initialised);
     *written = 0;
     if (!c.padded && c.count == 0) return 1;
     if (c.encrypting) {
-        require(c.padded, Reason::bad_length);
+        require(c.padded, Reason::incomplete_block);
         require(capacity >= block_size, Reason::small_buffer);
         std::fill(c.held.begin() + static_cast<std::ptrdiff_t>(c.count), c.held.end(),
                   static_cast<unsigned char>(block_size - c.count));
         run<mode>(c, out, c.held.data(), block_size);
         *written = block_size;
     } else {
-        require(c.count == block_size, Reason::bad_length);
+        require(c.count == block_size, Reason::incomplete_block);
         run<mode>(c, c.held.data(), c.held.data(), block_size);
         // A block that was withheld before padding was switched off is part of the message.
-        const std::size_t padding = c.padded ? algrithm::Sm4::padding_of(c.held) : 0;
+        const std::size_t padding = c.padded ? Sm4::padding_of(c.held) : 0;
         require(!c.padded || padding != 0, Reason::bad_padding);
         require(capacity >= block_size - padding, Reason::small_buffer);
         *written = block_size - padding;
@@ -155,7 +146,7 @@ int final(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capac
 template <Mode mode>
 int process(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* in,
             std::size_t size) {
-    require(c.keyed, Reason::not_initialised);
+    require(c.key.has_value(), Reason::not_initialised);
     require(size % block_size == 0, Reason::bad_length);
     require(capacity >= size, Reason::small_buffer);
     run<mode>(c, out, in, size);
@@ -166,10 +157,15 @@ int process(Cipher& c, unsigned char* out, std::size_t* written, std::size_t cap
 template <>
 int process<ctr>(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* in,
                  std::size_t size) {
-    require(c.keyed, Reason::not_initialised);
+    require(c.key.has_value(), Reason::not_initialised);
     require(capacity >= size, Reason::small_buffer);
-    add_key_stream(c.schedule, c.chain, c.held, c.count, out, in, size);
     *written = size;
+    for (; c.count != 0 && size != 0; --size) {
+        *out++ = *in++ ^ c.held[c.count];
+        c.count = (c.count + 1) % block_size;
+    }
+    if (size != 0) c.count = size % block_size;
+    c.key->ctr(c.chain, {in, size}, {out, size}, &c.held);
     return 1;
 }
 
@@ -181,7 +177,7 @@ int update<ctr>(Cipher& c, unsigned char* out, std::size_t* written, std::size_t
 
 template <>
 int final<ctr>(Cipher& c, unsigned char*, std::size_t* written, std::size_t) {
-    require(c.keyed, Reason::not_initialised);
+    require(c.key.has_value(), Reason::not_initialised);
     *written = 0;
     return 1;
 }
@@ -192,7 +188,7 @@ constexpr std::size_t iv_size = mode == ecb ? 0 : block_size;
 template <Mode mode>
 int get_params(OSSL_PARAM* params) {
     put_count(params, OSSL_CIPHER_PARAM_MODE, mode);
-    put_count(params, OSSL_CIPHER_PARAM_KEYLEN, ULMARO_SM4_KEY_BYTES);
+    put_count(params, OSSL_CIPHER_PARAM_KEYLEN, block_size);
     put_count(params, OSSL_CIPHER_PARAM_IVLEN, iv_size<mode>);
     put_count(params, OSSL_CIPHER_PARAM_BLOCK_SIZE, mode == ctr ? 1 : block_size);
     for (const char* absent : {OSSL_CIPHER_PARAM_AEAD, OSSL_CIPHER_PARAM_CUSTOM_IV, OSSL_CIPHER_PARAM_CTS,
@@ -214,12 +210,12 @@ const OSSL_PARAM* gettable_params(void*) noexcept {
 
 template <Mode mode>
 int get_ctx_params(Cipher& c, OSSL_PARAM* params) {
-    put_count(params, OSSL_CIPHER_PARAM_KEYLEN, ULMARO_SM4_KEY_BYTES);
+    put_count(params, OSSL_CIPHER_PARAM_KEYLEN, block_size);
     put_count(params, OSSL_CIPHER_PARAM_IVLEN, iv_size<mode>);
     put_count(params, OSSL_CIPHER_PARAM_PADDING, c.padded ? 1 : 0);
     put_count(params, OSSL_CIPHER_PARAM_NUM, mode == ctr ? c.count : 0);
-    put_octets(params, OSSL_CIPHER_PARAM_IV, View(c.iv).first(iv_size<mode>));
-    put_octets(params, OSSL_CIPHER_PARAM_UPDATED_IV, View(c.chain).first(iv_size<mode>));
+    put_lasting_octets(params, OSSL_CIPHER_PARAM_IV, View(c.iv).first(iv_size<mode>));
+    put_lasting_octets(params, OSSL_CIPHER_PARAM_UPDATED_IV, View(c.chain).first(iv_size<mode>));
     return 1;
 }
 
@@ -236,7 +232,7 @@ const OSSL_PARAM* gettable_ctx_params(void*, void*) noexcept {
 
 const OSSL_PARAM* settable_ctx_params(void*, void*) noexcept {
     static constexpr OSSL_PARAM list[] = {number(OSSL_CIPHER_PARAM_PADDING), number(OSSL_CIPHER_PARAM_KEYLEN),
-                                          end_of_list};
+                                          number(OSSL_CIPHER_PARAM_NUM), end_of_list};
     return list;
 }
 
@@ -256,7 +252,7 @@ const OSSL_DISPATCH* table_of() noexcept {
         ULMARO_ENTRY(CIPHER_GETTABLE_PARAMS, cipher_gettable_params, gettable_params),
         ULMARO_ENTRY(CIPHER_GET_CTX_PARAMS, cipher_get_ctx_params, get_ctx_params<mode>),
         ULMARO_ENTRY(CIPHER_GETTABLE_CTX_PARAMS, cipher_gettable_ctx_params, gettable_ctx_params),
-        ULMARO_ENTRY(CIPHER_SET_CTX_PARAMS, cipher_set_ctx_params, set_params),
+        ULMARO_ENTRY(CIPHER_SET_CTX_PARAMS, cipher_set_ctx_params, set_params<mode>),
         ULMARO_ENTRY(CIPHER_SETTABLE_CTX_PARAMS, cipher_settable_ctx_params, settable_ctx_params),
         {},
     };

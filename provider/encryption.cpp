@@ -1,9 +1,8 @@
 // SM2 encryption, in the DER of GM/T 0009: SEQUENCE of x and y of C1, C3 and C2.
-#include <cstring>
+#include <bit>
 
-#include "UlmaroAlgrithm.hpp"
+#include "UlmaroAlgrithmFormats.hpp"
 #include "base/memory.hpp"
-#include "der.hpp"
 #include "dispatch.hpp"
 #include "key.hpp"
 #include "parameters.hpp"
@@ -13,8 +12,12 @@
 namespace ulmaro::provider {
 namespace {
 
-constexpr std::size_t digest_size = ULMARO_SM3_DIGEST_BYTES;
-constexpr std::size_t most_number_bytes = 35;
+namespace der = algrithm::der;
+
+/// Bytes of an element of DER with contents of this size.
+constexpr std::size_t element_size(std::size_t contents) noexcept {
+    return 2 + (contents < 0x80 ? 0 : (std::bit_width(contents) + 7) / 8) + contents;
+}
 
 struct Encryption : Object {
     using Object::Object;
@@ -41,7 +44,7 @@ template <bool encrypting>
 int init(Encryption& encryption, void* key, const OSSL_PARAM* params) {
     if (key != nullptr) encryption.pair = static_cast<const Key*>(key)->pair;
     const KeyPair& pair = encryption.pair;
-    require(encrypting ? pair.has_public : pair.has_private, Reason::key_incomplete);
+    require(encrypting ? pair.public_key.has_value() : pair.private_key.has_value(), Reason::key_incomplete);
     return set_params(encryption, params);
 }
 
@@ -50,62 +53,46 @@ void require_length(std::size_t size) {
     require(size <= algrithm::max_message_size, Reason::message_too_long);
 }
 
-/// A ciphertext record, wiped: the key stream is made in it.
-struct Record {
-    SecretBytes bytes;
-
-    explicit Record(std::size_t message_size) : bytes(sizeof(Ulmaro_ECC_CIPHER_BLOB) + message_size) {}
-    Ulmaro_ECC_CIPHER_BLOB* get() noexcept { return reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(bytes.data()); }
-    Ulmaro_ECC_CIPHER_BLOB* operator->() noexcept { return get(); }
-};
-
 int encrypt(Encryption& encryption, unsigned char* out, std::size_t* written, std::size_t capacity,
             const unsigned char* in, std::size_t size) {
     require_length(size);
-    const std::size_t octet_strings = der_size(digest_size) + der_size(size);
-    *written = der_size(2 * most_number_bytes + octet_strings);
+    constexpr std::size_t most_number_bytes = 35;
+    const std::size_t octet_strings = element_size(ULMARO_SM3_DIGEST_BYTES) + element_size(size);
+    *written = element_size(2 * most_number_bytes + octet_strings);
     if (out == nullptr) return 1;
-    Record record(size);
-    SM2_ECES_Encryption(&encryption.provider.curve, in, static_cast<int>(size), &encryption.pair.public_key.xy,
-                        record.get());
+    // Not by the class Curve, which looks at the point again.
+    SecretBytes memory(sizeof(Ulmaro_ECC_CIPHER_BLOB) + size);  // the key stream is made in it
+    auto* const record = reinterpret_cast<Ulmaro_ECC_CIPHER_BLOB*>(memory.data());
+    const auto key = std::bit_cast<ECC_PUBLIC_KEY>(encryption.pair.public_key->array());
+    SM2_ECES_Encryption(&encryption.provider.group, in, static_cast<int>(size), &key, record);
     require(!algrithm::detail::all_zero(record->x), Reason::bad_point);
-    const std::size_t contents = der_size(record->x) + der_size(record->y) + octet_strings;
-    require(capacity >= der_size(contents), Reason::small_buffer);
-    DerWriter der(out);
-    der.header(der_sequence, contents);
-    der.number(record->x);
-    der.number(record->y);
-    der.octets(record->hash);
-    der.octets({record->cipher, size});
-    *written = der_size(contents);
+    der::Writer c1(2 * most_number_bytes);
+    c1.integer(record->y);
+    c1.integer(record->x);
+    *written = element_size(c1.mark() + octet_strings);
+    require(capacity >= *written, Reason::small_buffer);
+    der::Writer encoded(std::span(out, *written));
+    encoded.element(der::octet_string_tag, {record->cipher, size});
+    encoded.element(der::octet_string_tag, record->hash);
+    encoded.raw(c1.bytes());
+    encoded.wrap(der::sequence_tag, 0);
     return 1;
 }
 
 int decrypt(Encryption& encryption, unsigned char* out, std::size_t* written, std::size_t capacity,
             const unsigned char* in, std::size_t size) {
-    ECC_PUBLIC_KEY c1;
-    DerReader outer({in, size});
-    DerReader parts(outer.take(der_sequence));
-    outer.finish();
-    parts.take_number(c1.x);
-    parts.take_number(c1.y);
-    const View c3 = parts.take(der_octet_string), c2 = parts.take(der_octet_string);
-    parts.finish();
-    require(c3.size() == digest_size, Reason::bad_encoding);
-    require_length(c2.size());
-    *written = c2.size();
+    const algrithm::Ciphertext ciphertext = algrithm::ciphertext_from_der({in, size});
+    const std::size_t message_size = ciphertext.message_size();
+    require_length(message_size);
+    *written = message_size;
     if (out == nullptr) return 1;
-    require(capacity >= c2.size(), Reason::small_buffer);
-    require(is_point(c1), Reason::bad_point);
-
-    Record record(c2.size());
-    std::memcpy(record.get(), &c1, sizeof c1);
-    std::ranges::copy(c3, record->hash);
-    record->cipher_len = static_cast<unsigned int>(c2.size());
-    std::ranges::copy(c2, record->cipher);
-    auto& curve = const_cast<ec_group_st&>(encryption.provider.curve);  // is not written
-    if (sm2::decrypt(&curve, record.get(), &encryption.pair.private_key, out) != nullptr) {
-        secure_wipe(out, c2.size());
+    require(capacity >= message_size, Reason::small_buffer);
+    require(is_point(PublicKey(ciphertext.c1())), Reason::bad_point);
+    auto& group = const_cast<ec_group_st&>(encryption.provider.group);  // these are not written
+    auto& record = const_cast<Ulmaro_ECC_CIPHER_BLOB&>(ciphertext.record());
+    auto& key = const_cast<ECC_PRIVATE_KEY&>(encryption.pair.private_key->record());
+    if (sm2::decrypt(&group, &record, &key, out) != nullptr) {
+        secure_wipe(out, message_size);
         require(false, Reason::not_authentic);
     }
     return 1;

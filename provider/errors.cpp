@@ -1,8 +1,12 @@
 #include "errors.hpp"
 
+#include <array>
 #include <cstdarg>
 #include <exception>
 #include <new>
+#include <string_view>
+
+#include "UlmaroAlgrithm.hpp"
 
 namespace ulmaro::provider {
 namespace {
@@ -25,7 +29,6 @@ const OSSL_ITEM* reason_strings() noexcept {
         item(Reason::key_mismatch, "private and public key do not belong together"),
         item(Reason::key_incomplete, "key without the half that is needed"),
         item(Reason::bad_length, "wrong length"),
-        item(Reason::bad_padding, "wrong padding"),
         item(Reason::bad_encoding, "not the expected DER"),
         item(Reason::not_authentic, "ciphertext is not authentic"),
         item(Reason::identity_too_late, "distinguishing identifier after the message has begun"),
@@ -60,7 +63,10 @@ Core::Core(const OSSL_CORE_HANDLE* handle, const OSSL_DISPATCH* upcalls) noexcep
 void Core::raise(const Refusal& refusal, const char* format, ...) const noexcept {
     if (new_error_ == nullptr || set_error_debug_ == nullptr || vset_error_ == nullptr) return;
     new_error_(handle_);
-    set_error_debug_(handle_, "ulmaro.so", 0, refusal.function);
+    std::array<char, 32> function{};  // without template arguments
+    const std::string_view name(refusal.function == nullptr ? "" : refusal.function);
+    name.substr(0, name.find('<')).copy(function.data(), function.size() - 1);
+    set_error_debug_(handle_, "ulmaro.so", 0, function.data());
     va_list arguments;
     va_start(arguments, format);
     vset_error_(handle_, static_cast<unsigned int>(refusal.reason), format, arguments);
@@ -73,11 +79,13 @@ void Core::report_exception() const noexcept {
     } catch (const Refusal& refusal) {
         raise(refusal, nullptr);
     } catch (const std::bad_alloc&) {
-        raise({Reason::no_memory, __func__}, nullptr);
+        raise({Reason::no_memory, nullptr}, nullptr);
+    } catch (const algrithm::Error& error) {  // all that is not checked here before is DER
+        raise({Reason::bad_encoding, nullptr}, "%s", error.what());
     } catch (const std::exception& error) {
-        raise({Reason::other, __func__}, "%s", error.what());
+        raise({Reason::other, nullptr}, "%s", error.what());
     } catch (...) {
-        raise({Reason::other, __func__}, nullptr);
+        raise({Reason::other, nullptr}, nullptr);
     }
 }
 

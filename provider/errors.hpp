@@ -2,11 +2,13 @@
 #pragma once
 
 #include <openssl/core_dispatch.h>
+#include <openssl/err.h>
+#include <openssl/proverr.h>
 
 namespace ulmaro::provider {
 
-/// Numbers of the messages in errors.cpp.
-enum class Reason {
+/// Numbers of the messages in errors.cpp, or OpenSSL's own where programs tell by the number what has happened.
+enum class Reason : unsigned {
     other = 1,
     no_memory,
     bad_parameter,
@@ -17,7 +19,6 @@ enum class Reason {
     key_mismatch,
     key_incomplete,
     bad_length,
-    bad_padding,
     bad_encoding,
     not_authentic,
     identity_too_late,
@@ -26,6 +27,8 @@ enum class Reason {
     message_empty,
     small_buffer,
     not_initialised,
+    incomplete_block = ERR_PACK(ERR_LIB_PROV, 0, PROV_R_WRONG_FINAL_BLOCK_LENGTH),
+    bad_padding = ERR_PACK(ERR_LIB_PROV, 0, PROV_R_BAD_DECRYPT),
 };
 
 /// The messages, as OpenSSL asks for them.
@@ -34,7 +37,7 @@ const OSSL_ITEM* reason_strings() noexcept;
 /// Ends an operation. Thrown by require(), reported by the wrapper around each callback.
 struct Refusal {
     Reason reason;
-    const char* function;  // no file or line, which would depend on where the module was built
+    const char* function;  // no file or line, which would depend on where the module was built; may be null
 };
 
 inline void require(bool condition, Reason otherwise, const char* function = __builtin_FUNCTION()) {

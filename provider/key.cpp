@@ -1,72 +1,43 @@
 #include "key.hpp"
 
 #include <algorithm>
-#include <cstring>
 
+#include "UlmaroAlgrithmFormats.hpp"
 #include "ec/recommended_curve.hpp"
 #include "sm2p256/engine.hpp"
-#include "sm2p256/field.hpp"
 
 namespace ulmaro::provider {
-namespace {
 
-using namespace ulmaro::sm2p256;
-using F = PortableField;
-
-/// a^((p + 1) / 4), a square root of a if it has one. Variable time.
-Fe square_root(const Fe& a) noexcept {
-    // (p + 1) / 4 = 2^254 - 2^222 - 2^94 + 2^62
-    constexpr std::uint64_t exponent[4] = {0x4000000000000000, 0xffffffffc0000000, 0xffffffffffffffff,
-                                           0x3fffffffbfffffff};
-    Fe root = fe_one;
-    for (int bit = 253; bit >= 0; --bit) {
-        root = F::sqr(root);
-        if ((exponent[bit / 64] >> (bit % 64) & 1) != 0) root = F::mul(root, a);
-    }
-    return root;
+// The engine's: the class Curve prepares a group for each public key, and takes eight times as long to look at a point.
+PublicKey derive_public(const PrivateKey& key) noexcept {
+    std::array<unsigned char, 64> point;
+    const std::span<unsigned char, 64> xy(point);
+    sm2p256::multiply_base(xy.first<32>(), xy.last<32>(), key.bytes());
+    return PublicKey(point);
 }
 
-Fe load(const unsigned char* be32) noexcept {
-    U256 number;
-    load_be(number.w, be32);
-    return fe_from(number);
+bool is_point(const PublicKey& point) noexcept {
+    const auto x = point.bytes().first<32>(), y = point.bytes().last<32>();
+    const auto is_reduced = [](std::span<const unsigned char, 32> coordinate) {
+        return std::ranges::lexicographical_compare(coordinate, ec::recommended_curve.p);
+    };
+    return is_reduced(x) && is_reduced(y) && sm2p256::is_on_curve(x, y);
 }
 
-/// One of the two y that may belong to x; the caller has to look whether it does.
-void complete(ECC_PUBLIC_KEY& point, bool odd) noexcept {
-    const auto& curve = ec::recommended_curve;
-    const Fe x = load(point.x);
-    const Fe y = square_root(F::add(F::mul(F::add(F::sqr(x), load(curve.a)), x), load(curve.b)));
-    U256 residue = fe_residue(y);
-    if (((residue.w[0] & 1) != 0) != odd) subtract(residue.w, field_prime.w, residue.w);
-    store_be(point.y, residue.w);
+EncodedPoint encode_point(const PublicKey& point, Form form) noexcept {
+    EncodedPoint encoded{algrithm::uncompressed(point), form == compressed ? 33U : 65U};
+    if (form != uncompressed) encoded.bytes[0] = static_cast<unsigned char>(form | (encoded.bytes[64] & 1U));
+    return encoded;
 }
 
-}  // namespace
-
-void derive_public(KeyPair& pair) noexcept {
-    pair.has_public = multiply_base(pair.public_key.xy.x, pair.public_key.xy.y, pair.private_key.d);
-}
-
-bool is_point(const ECC_PUBLIC_KEY& point) noexcept {
-    const auto& p = ec::recommended_curve.p;
-    return std::memcmp(point.x, p, sizeof p) < 0 && std::memcmp(point.y, p, sizeof p) < 0 &&
-           is_on_curve(point.x, point.y);
-}
-
-bool decode_point(View encoded, ECC_PUBLIC_KEY& point) noexcept {
-    if (encoded.empty()) return false;
-    const unsigned char form = encoded[0];
-    const bool odd = (form & 1) != 0;
-    if (encoded.size() == 65 && (form == 4 || form == 6 || form == 7)) {
-        std::memcpy(&point, &encoded[1], sizeof point);
-        const bool y_is_odd = (point.y[31] & 1) != 0;
-        return (form == 4 || odd == y_is_odd) && is_point(point);
-    }
-    if (encoded.size() != 33 || (form != 2 && form != 3)) return false;
-    std::copy_n(&encoded[1], sizeof point.x, point.x);
-    complete(point, odd);
-    return is_point(point);
+PublicKey decode_point(const Provider& provider, View encoded) {
+    // read_point() does not know the hybrid form, and takes the library's record x || y, which is not an encoding.
+    const bool is_hybrid =
+        encoded.size() == 65 && (encoded[0] & ~1U) == hybrid && ((encoded[0] ^ encoded[64]) & 1U) == 0;
+    const View known = is_hybrid ? View(encoded.subspan(1)) : encoded.size() == 64 ? View() : encoded;
+    const auto point = algrithm::attempt([&] { return algrithm::read_point(provider.curve, known); });
+    require(point.has_value(), Reason::bad_point);
+    return *point;
 }
 
 }  // namespace ulmaro::provider

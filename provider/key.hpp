@@ -1,46 +1,56 @@
 // SM2 keys of the recommended curve.
 #pragma once
 
-#include "base/wipe.hpp"
+#include <array>
+#include <optional>
+
 #include "object.hpp"
 #include "parameters.hpp"
 
 namespace ulmaro::provider {
 
-/// A point and, in memory around it, its uncompressed encoding.
-struct Point {
-    unsigned char form = 4;
-    ECC_PUBLIC_KEY xy = {};
-
-    View encoded() const noexcept { return {&form, sizeof *this}; }
-};
-static_assert(sizeof(Point) == 65);
+using algrithm::PrivateKey;
+using algrithm::PublicKey;
 
 /// One key or both halves. A private key is never without its public one, unless a copy left that out.
 struct KeyPair {
-    bool has_public = false;
-    bool has_private = false;
-    Point public_key;
-    ECC_PRIVATE_KEY private_key = {};
+    std::optional<PublicKey> public_key;
+    std::optional<PrivateKey> private_key;
 
     KeyPair() = default;
-    KeyPair(const KeyPair&) = default;
-    KeyPair& operator=(const KeyPair&) = default;
-    ~KeyPair() { secure_wipe(&private_key, sizeof private_key); }
+    KeyPair(KeyPair&&) noexcept = default;
+    KeyPair& operator=(KeyPair&&) noexcept = default;
+    KeyPair(const KeyPair& other) : public_key(other.public_key) {
+        if (other.private_key) private_key.emplace(other.private_key->bytes());
+    }
+    KeyPair& operator=(const KeyPair& other) { return *this = KeyPair(other); }
+    ~KeyPair() = default;
 };
+
+/// The first byte of an encoded point, less the lowest bit of y where that is part of it; SEC 1 clause 2.3.3.
+enum Form : unsigned char { compressed = 2, uncompressed = 4, hybrid = 6 };
 
 struct Key : Object {
     using Object::Object;
     KeyPair pair;
+    Form form = uncompressed;  // in which the public key is shown
 };
 
-/// Computes the public key of a private one that is in range.
-void derive_public(KeyPair& pair) noexcept;
+/// The public key of a private one that is in range.
+PublicKey derive_public(const PrivateKey& key) noexcept;
 
 /// Whether both coordinates are below p and satisfy the equation: the library by itself would reduce them.
-bool is_point(const ECC_PUBLIC_KEY& point) noexcept;
+bool is_point(const PublicKey& point) noexcept;
 
-/// The point of an encoding of SEC 1: uncompressed, compressed or hybrid. False for anything else.
-bool decode_point(View encoded, ECC_PUBLIC_KEY& point) noexcept;
+struct EncodedPoint {
+    std::array<unsigned char, 65> bytes;
+    std::size_t size;
+
+    View view() const noexcept { return View(bytes).first(size); }
+};
+EncodedPoint encode_point(const PublicKey& point, Form form = uncompressed) noexcept;
+
+/// The point of an encoding in any form; refuses anything else.
+PublicKey decode_point(const Provider& provider, View encoded);
 
 }  // namespace ulmaro::provider

@@ -1,14 +1,15 @@
 // What OpenSSL holds pointers to: one Provider for each time that it is loaded, and the objects made through it.
 #pragma once
 
-#include "UlmaroAlgrithm.h"
+#include "UlmaroAlgrithm.hpp"
 #include "errors.hpp"
 
 namespace ulmaro::provider {
 
 struct Provider {
     Core core;
-    ec_group_st curve;  // the recommended curve, prepared
+    algrithm::Curve curve;
+    ec_group_st group;  // the same, for what the class Curve does not do: decrypt without a word
 };
 
 /// Base of all other objects, which never outlive their provider.

@@ -33,7 +33,7 @@ OSSL_PARAM* put_bytes(OSSL_PARAM* list, const char* name, View value, unsigned b
     parameter->return_size = value.size();
     require(parameter->data_type == by_copy || parameter->data_type == by_pointer, Reason::bad_parameter);
     if (parameter->data == nullptr) return nullptr;
-    if (parameter->data_type == by_pointer) {
+    if (parameter->data_type != by_copy) {
         *static_cast<const void**>(parameter->data) = value.data();
         return nullptr;
     }
@@ -86,12 +86,15 @@ std::uint64_t count_of(const OSSL_PARAM& parameter) {
 }
 
 void put_octets(OSSL_PARAM* list, const char* name, View value) {
+    put_bytes(list, name, value, OSSL_PARAM_OCTET_STRING, OSSL_PARAM_OCTET_STRING);
+}
+
+void put_lasting_octets(OSSL_PARAM* list, const char* name, View value) {
     put_bytes(list, name, value, OSSL_PARAM_OCTET_STRING, OSSL_PARAM_OCTET_PTR);
 }
 
 void put_text(OSSL_PARAM* list, const char* name, std::string_view value) {
-    const View bytes(reinterpret_cast<const unsigned char*>(value.data()), value.size());
-    OSSL_PARAM* const copied = put_bytes(list, name, bytes, OSSL_PARAM_UTF8_STRING, OSSL_PARAM_UTF8_PTR);
+    OSSL_PARAM* const copied = put_bytes(list, name, value, OSSL_PARAM_UTF8_STRING, OSSL_PARAM_UTF8_PTR);
     if (copied != nullptr && copied->data_size > value.size()) static_cast<char*>(copied->data)[value.size()] = 0;
 }
 
@@ -103,11 +106,14 @@ void put_number(OSSL_PARAM* list, const char* name, View big_endian) {
     if (parameter->data == nullptr) return;
     // All bytes of the buffer are written, so that its size says nothing about a secret value.
     const std::span out(static_cast<unsigned char*>(parameter->data), parameter->data_size);
-    parameter->return_size = out.size();
     const std::size_t size = std::min(out.size(), big_endian.size());
-    unsigned char excess = 0;
+    unsigned excess = 0;
     for (const unsigned char byte : big_endian.first(big_endian.size() - size)) excess |= byte;
+    if (parameter->data_type == OSSL_PARAM_INTEGER && size != 0 && size == out.size()) {
+        excess |= big_endian[big_endian.size() - size] & 0x80U;  // there it is the sign
+    }
     require(excess == 0, Reason::small_buffer);
+    parameter->return_size = out.size();
     std::ranges::fill(out, 0);
     std::ranges::reverse_copy(big_endian.last(size), out.begin());
 }

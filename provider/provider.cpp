@@ -5,7 +5,6 @@
 
 #include <new>
 
-#include "UlmaroAlgrithm.h"
 #include "dispatch.hpp"
 #include "parameters.hpp"
 #include "tables.hpp"
@@ -56,8 +55,8 @@ int get_params(const Provider&, OSSL_PARAM* params) {
 }
 
 const OSSL_PARAM* gettable_params(void*) noexcept {
-    static constexpr OSSL_PARAM list[] = {text(OSSL_PROV_PARAM_NAME), text(OSSL_PROV_PARAM_VERSION),
-                                          text(OSSL_PROV_PARAM_BUILDINFO), integer(OSSL_PROV_PARAM_STATUS),
+    static constexpr OSSL_PARAM list[] = {text_pointer(OSSL_PROV_PARAM_NAME), text_pointer(OSSL_PROV_PARAM_VERSION),
+                                          text_pointer(OSSL_PROV_PARAM_BUILDINFO), integer(OSSL_PROV_PARAM_STATUS),
                                           end_of_list};
     return list;
 }
@@ -83,11 +82,9 @@ extern "C" __attribute__((visibility("default"))) int OSSL_provider_init(const O
                                                                          const OSSL_DISPATCH* in,
                                                                          const OSSL_DISPATCH** out, void** provctx) {
     using namespace ulmaro::provider;
-    auto* const provider = new (std::nothrow) Provider{Core(handle, in), {}};
+    auto* const provider = new (std::nothrow) Provider{Core(handle, in), {}, {}};
     if (provider == nullptr) return 0;
-    ECCParameter_st parameters;
-    SM2_Get_Paramter(&parameters, 0);
-    SM2_ECC_InitParameter(&parameters, &provider->curve);
+    SM2_ECC_InitParameter(&provider->curve.parameters(), &provider->group);
     *provctx = provider;
     *out = provider_table();
     return 1;

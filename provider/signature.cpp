@@ -1,10 +1,8 @@
 // SM2 signatures in DER: of digests, and of messages together with the signer's distinguishing identifier.
-#include <array>
 #include <cstring>
 #include <string>
 
-#include "UlmaroAlgrithm.hpp"
-#include "der.hpp"
+#include "UlmaroAlgrithmFormats.hpp"
 #include "dispatch.hpp"
 #include "ec/recommended_curve.hpp"
 #include "key.hpp"
@@ -15,45 +13,43 @@
 namespace ulmaro::provider {
 namespace {
 
-using algrithm::Sm3;
-using Digest = std::array<unsigned char, ULMARO_SM3_DIGEST_BYTES>;
+using algrithm::Digest;
+using algrithm::Signature;
 
 constexpr std::size_t most_bytes = 72;          // of a signature
 constexpr std::size_t longest_identity = 8191;  // its length in bits has two bytes
+
+/// Where a message is: there is none, because digests are given or it has been signed; it can begin, with Z; it has.
+enum class Stage { none, ahead, begun };
 
 struct Signer : Object {
     using Object::Object;
     KeyPair pair;
     // Until it is set it is empty, as in OpenSSL: not the usual one of the standard.
     std::string identity;
-    Sm3 message;
-    bool begun = false;  // Z is in the message
+    algrithm::Sm3 message;
+    Stage stage = Stage::none;
 };
 
 void* make_signer(const Provider& provider, const char*) { return new Signer(provider); }
 
 /// Starts a message with Z, not before its first byte: the identifier is set after the operation has been initialised.
 void begin(Signer& signer) {
-    if (signer.begun) return;
-    const auto& curve = ec::recommended_curve;
-    const std::size_t bits = 8 * signer.identity.size();
-    const std::array<unsigned char, 2> length{static_cast<unsigned char>(bits >> 8), static_cast<unsigned char>(bits)};
-    Sm3 z;
-    z.update(length).update(algrithm::bytes_of(signer.identity)).update(curve.a).update(curve.b);
-    z.update(curve.Gx).update(curve.Gy).update(signer.pair.public_key.encoded().subspan(1));
-    signer.message.update(z.finish().bytes());
-    signer.begun = true;
+    require(signer.stage != Stage::none, Reason::not_initialised);
+    if (signer.stage == Stage::begun) return;
+    signer.message = signer.provider.curve.message_stream(*signer.pair.public_key, signer.identity);
+    signer.stage = Stage::begun;
 }
 
 Digest finish(Signer& signer) {
     begin(signer);
-    signer.begun = false;
-    return signer.message.finish().array();
+    signer.stage = Stage::none;
+    return signer.message.finish();
 }
 
 int set_params(Signer& signer, const OSSL_PARAM* params) {
     if (const auto* p = find(params, OSSL_PKEY_PARAM_DIST_ID)) {
-        require(!signer.begun, Reason::identity_too_late);
+        require(signer.stage == Stage::ahead, Reason::identity_too_late);
         const View identity = octets_of(*p);
         require(identity.size() <= longest_identity, Reason::identity_too_long);
         signer.identity.assign(identity.begin(), identity.end());
@@ -90,20 +86,25 @@ const OSSL_PARAM* gettable_params(void*, void*) noexcept {
 enum Direction { signing, verifying };
 
 /// Without a key, the one before stays.
-template <Direction direction>
-int init(Signer& signer, void* key, const OSSL_PARAM* params) {
+void start(Signer& signer, Direction direction, Stage stage, const void* key, const OSSL_PARAM* params) {
     if (key != nullptr) signer.pair = static_cast<const Key*>(key)->pair;
     const KeyPair& pair = signer.pair;
-    require(pair.has_public && (direction == verifying || pair.has_private), Reason::key_incomplete);
-    signer.message = Sm3();
-    signer.begun = false;
-    return set_params(signer, params);
+    require(pair.public_key && (direction == verifying || pair.private_key), Reason::key_incomplete);
+    signer.stage = stage;
+    set_params(signer, params);
+}
+
+template <Direction direction>
+int init(Signer& signer, void* key, const OSSL_PARAM* params) {
+    start(signer, direction, Stage::none, key, params);
+    return 1;
 }
 
 template <Direction direction>
 int init_with_digest(Signer& signer, const char* digest, void* key, const OSSL_PARAM* params) {
     require(digest == nullptr || *digest == 0 || names_sm3(digest), Reason::not_sm3);
-    return init<direction>(signer, key, params);
+    start(signer, direction, Stage::ahead, key, params);
+    return 1;
 }
 
 int update(Signer& signer, const unsigned char* in, std::size_t size) {
@@ -112,46 +113,40 @@ int update(Signer& signer, const unsigned char* in, std::size_t size) {
     return 1;
 }
 
-int sign_digest(Signer& signer, unsigned char* out, std::size_t* written, std::size_t capacity, const Digest& digest) {
-    ECC_SIGNATURE signature;
-    SM2_ECDSA_Signature(&signer.provider.curve, digest.data(), &signer.pair.private_key, &signature);
-    require(!algrithm::detail::all_zero(signature.r), Reason::bad_scalar);
-    const std::size_t contents = der_size(signature.r) + der_size(signature.s);
-    require(capacity >= der_size(contents), Reason::small_buffer);
-    DerWriter der(out);
-    der.header(der_sequence, contents);
-    der.number(signature.r);
-    der.number(signature.s);
-    *written = der_size(contents);
-    return 1;
+void sign_digest(const Signer& signer, unsigned char* out, std::size_t* written, const Digest& digest) {
+    const Signature signature = signer.provider.curve.sign_digest(*signer.pair.private_key, digest);
+    const algrithm::Bytes encoded = algrithm::signature_to_der(signature);
+    std::ranges::copy(encoded, out);
+    *written = encoded.size();
 }
 
 /// A signature that is malformed is an error, a wrong one is not.
 int verify_digest(const Signer& signer, View encoded, const Digest& digest) {
+    const Signature signature = algrithm::signature_from_der(encoded);
+    const auto r = signature.bytes().first<32>(), s = signature.bytes().last<32>();
     const auto& n = ec::recommended_curve.n;
-    ECC_SIGNATURE signature;
-    DerReader outer(encoded);
-    DerReader numbers(outer.take(der_sequence));
-    outer.finish();
-    numbers.take_number(signature.r);
-    numbers.take_number(signature.s);
-    numbers.finish();
-    if (std::memcmp(signature.r, n, sizeof n) >= 0 || std::memcmp(signature.s, n, sizeof n) >= 0) return 0;
-    const ECC_PUBLIC_KEY& key = signer.pair.public_key.xy;
-    return sm2p256::verify_vartime(digest, signature.r, signature.s, key.x, key.y) == sm2p256::Comparison::equal;
+    if (std::memcmp(r.data(), n, sizeof n) >= 0 || std::memcmp(s.data(), n, sizeof n) >= 0) return 0;
+    const auto point = signer.pair.public_key->bytes();
+    return sm2p256::verify_vartime(digest.bytes(), r, s, point.first<32>(), point.last<32>()) ==
+           sm2p256::Comparison::equal;
 }
 
 Digest given_digest(const unsigned char* digest, std::size_t size) {
-    Digest result;
-    require(size == result.size(), Reason::bad_length);
-    std::memcpy(result.data(), digest, result.size());
-    return result;
+    require(size == ULMARO_SM3_DIGEST_BYTES, Reason::bad_length);
+    return Digest::from({digest, size});
+}
+
+/// Answers how much room a signature may need, or insists on it: how much it will need is not known before.
+bool asks_for_size(const unsigned char* out, std::size_t* written, std::size_t capacity) {
+    *written = most_bytes;
+    require(out == nullptr || capacity >= most_bytes, Reason::small_buffer);
+    return out == nullptr;
 }
 
 int sign(Signer& signer, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* digest,
          std::size_t size) {
-    *written = most_bytes;
-    return out == nullptr ? 1 : sign_digest(signer, out, written, capacity, given_digest(digest, size));
+    if (!asks_for_size(out, written, capacity)) sign_digest(signer, out, written, given_digest(digest, size));
+    return 1;
 }
 
 int verify(Signer& signer, const unsigned char* signature, std::size_t signature_size, const unsigned char* digest,
@@ -160,8 +155,8 @@ int verify(Signer& signer, const unsigned char* signature, std::size_t signature
 }
 
 int sign_final(Signer& signer, unsigned char* out, std::size_t* written, std::size_t capacity) {
-    *written = most_bytes;
-    return out == nullptr ? 1 : sign_digest(signer, out, written, capacity, finish(signer));
+    if (!asks_for_size(out, written, capacity)) sign_digest(signer, out, written, finish(signer));
+    return 1;
 }
 
 int verify_final(Signer& signer, const unsigned char* signature, std::size_t size) {
