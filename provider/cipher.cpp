@@ -84,7 +84,7 @@ int init(Cipher& c, const unsigned char* key, std::size_t key_size, const unsign
 template <Mode mode>
 int update(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* in,
            std::size_t size) {
-    require(c.key.has_value(), Reason::not_initialised);
+    require(c.key.has_value(), Reason::no_key);
     *written = 0;
     if (c.count + size == 0) return 1;
     // The last whole block of a padded ciphertext waits for the end.
@@ -118,7 +118,7 @@ int update(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capa
 
 template <Mode mode>
 int final(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity) {
-    require(c.key.has_value(), Reason::not_initialised);
+    require(c.key.has_value(), Reason::no_key);
     *written = 0;
     if (!c.padded && c.count == 0) return 1;
     if (c.encrypting) {
@@ -146,7 +146,7 @@ int final(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capac
 template <Mode mode>
 int process(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* in,
             std::size_t size) {
-    require(c.key.has_value(), Reason::not_initialised);
+    require(c.key.has_value(), Reason::no_key);
     require(size % block_size == 0, Reason::bad_length);
     require(capacity >= size, Reason::small_buffer);
     run<mode>(c, out, in, size);
@@ -157,7 +157,7 @@ int process(Cipher& c, unsigned char* out, std::size_t* written, std::size_t cap
 template <>
 int process<ctr>(Cipher& c, unsigned char* out, std::size_t* written, std::size_t capacity, const unsigned char* in,
                  std::size_t size) {
-    require(c.key.has_value(), Reason::not_initialised);
+    require(c.key.has_value(), Reason::no_key);
     require(capacity >= size, Reason::small_buffer);
     *written = size;
     for (; c.count != 0 && size != 0; --size) {
@@ -177,7 +177,7 @@ int update<ctr>(Cipher& c, unsigned char* out, std::size_t* written, std::size_t
 
 template <>
 int final<ctr>(Cipher& c, unsigned char*, std::size_t* written, std::size_t) {
-    require(c.key.has_value(), Reason::not_initialised);
+    require(c.key.has_value(), Reason::no_key);
     *written = 0;
     return 1;
 }

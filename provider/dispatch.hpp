@@ -10,10 +10,12 @@ namespace ulmaro::provider {
 template <class Type, auto function>
 struct Guarded;
 
-/// The first argument is one of our objects.
+/// The first argument is one of our objects, or null: OpenSSL goes on when a program does after an object could not be
+/// made.
 template <class Result, class Pointee, class... Rest, class Own, Result (*function)(Own&, Rest...)>
 struct Guarded<Result(Pointee*, Rest...), function> {
     static Result call(Pointee* object, Rest... rest) noexcept {
+        if (object == nullptr) return Result{};
         Own& own = *static_cast<Own*>(object);
         try {
             return function(own, rest...);

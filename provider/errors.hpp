@@ -27,6 +27,7 @@ enum class Reason : unsigned {
     message_empty,
     small_buffer,
     not_initialised,
+    no_key = ERR_PACK(ERR_LIB_PROV, 0, PROV_R_NO_KEY_SET),
     incomplete_block = ERR_PACK(ERR_LIB_PROV, 0, PROV_R_WRONG_FINAL_BLOCK_LENGTH),
     bad_padding = ERR_PACK(ERR_LIB_PROV, 0, PROV_R_BAD_DECRYPT),
 };

@@ -20,6 +20,12 @@ constexpr int with_private = OSSL_KEYMGMT_SELECT_PRIVATE_KEY;
 constexpr int with_public = OSSL_KEYMGMT_SELECT_PUBLIC_KEY;
 constexpr int with_both = OSSL_KEYMGMT_SELECT_KEYPAIR;
 
+constexpr PublicKey generator = [] {
+    std::array<unsigned char, 64> point;
+    std::ranges::copy(ec::recommended_curve.Gy, std::ranges::copy(ec::recommended_curve.Gx, point.begin()).out);
+    return PublicKey(point);
+}();
+
 void require_curve(const OSSL_PARAM* params, bool must_be_named) {
     const auto* const group = find(params, OSSL_PKEY_PARAM_GROUP_NAME);
     require(group != nullptr ? names_sm2(text_of(*group)) : !must_be_named, Reason::not_the_curve);
@@ -65,10 +71,7 @@ int has(const void* key, int selection) noexcept {
 
 int match(const void* one, const void* other, int selection) noexcept {
     const KeyPair &a = static_cast<const Key*>(one)->pair, &b = static_cast<const Key*>(other)->pair;
-    if ((selection & with_both) == 0) return 1;
-    if ((selection & with_public) != 0 && a.public_key && b.public_key) return a.public_key == b.public_key;
-    return (selection & with_private) != 0 && a.private_key && b.private_key &&
-           algrithm::equal_in_constant_time(a.private_key->bytes(), b.private_key->bytes());
+    return (selection & with_both) == 0 || (a.public_key && a.public_key == b.public_key);
 }
 
 int validate(const Key& key, int selection, int) {
@@ -154,9 +157,7 @@ int get_params(Key& key, OSSL_PARAM* params) {
     put_number(params, OSSL_PKEY_PARAM_EC_B, curve.b);
     put_number(params, OSSL_PKEY_PARAM_EC_ORDER, curve.n);
     put_count(params, OSSL_PKEY_PARAM_EC_COFACTOR, 1);
-    std::array<unsigned char, 64> generator;
-    std::ranges::copy(curve.Gy, std::ranges::copy(curve.Gx, generator.begin()).out);
-    put_octets(params, OSSL_PKEY_PARAM_EC_GENERATOR, algrithm::uncompressed(PublicKey(generator)));
+    put_octets(params, OSSL_PKEY_PARAM_EC_GENERATOR, encode_point(generator, key.form).view());
     if (public_key) {
         put_octets(params, OSSL_PKEY_PARAM_PUB_KEY, encode_point(*public_key, key.form).view());
         put_octets(params, OSSL_PKEY_PARAM_ENCODED_PUBLIC_KEY, encode_point(*public_key).view());

@@ -8,6 +8,7 @@
 #include <openssl/kdf.h>
 #include <openssl/param_build.h>
 #include <openssl/provider.h>
+#include <openssl/x509.h>
 
 #include <algorithm>
 #include <fstream>
@@ -96,7 +97,7 @@ std::string cipher_calls(const Side& side, std::uint64_t seed, bool in_place) {
     for (unsigned step = 0, steps = 2 + below(12); step < steps; ++step) {
         Bytes out(512);
         int done = -9, size = 0;
-        const unsigned call = step == 0 ? 0 : below(9);
+        const unsigned call = step == 0 ? 0 : below(11);
         if (call <= 1) {
             const Bytes key = bytes(16), iv = bytes(16);
             const bool with_key = below(4) != 0, with_iv = below(2) != 0;
@@ -113,6 +114,14 @@ std::string cipher_calls(const Side& side, std::uint64_t seed, bool in_place) {
             done = EVP_CipherFinal_ex(context.get(), out.data(), &size);
         } else if (call == 7) {
             done = EVP_CIPHER_CTX_set_padding(context.get(), static_cast<int>(below(2)));
+        } else if (call == 8) {
+            done = EVP_CIPHER_CTX_set_num(context.get(), 0);
+        } else if (call == 9) {
+            const Bytes in = bytes(16 * (1 + below(16)));
+            std::ranges::copy(in, out.begin());
+            size = EVP_Cipher(context.get(), out.data(), in_place ? out.data() : in.data(),
+                              static_cast<unsigned>(in.size()));
+            done = size < 0 ? 0 : 1;
         } else {
             CipherContext copy(EVP_CIPHER_CTX_new());
             done = EVP_CIPHER_CTX_copy(copy.get(), context.get());
@@ -122,13 +131,14 @@ std::string cipher_calls(const Side& side, std::uint64_t seed, bool in_place) {
         EVP_CIPHER_CTX_get_original_iv(context.get(), iv, 16);
         EVP_CIPHER_CTX_get_updated_iv(context.get(), chain, 16);
         out.resize(done == 1 ? static_cast<std::size_t>(size) : 0);
-        for (const std::string& part : {std::to_string(call), std::to_string(done), to_hex(out), to_hex(iv),
-                                        to_hex(chain), std::to_string(EVP_CIPHER_CTX_get_num(context.get()))}) {
+        for (const std::string& part :
+             {std::to_string(call), std::to_string(done), to_hex(out), to_hex(iv), to_hex(chain),
+              std::to_string(EVP_CIPHER_CTX_get_num(context.get())), std::to_string(ERR_peek_last_error())}) {
             log.append(part).append(" ");
         }
         log.append("\n");
+        ERR_clear_error();
     }
-    ERR_clear_error();
     return log;
 }
 
@@ -145,13 +155,16 @@ template <class Get>
 std::string answers(const OSSL_PARAM* described, Get get) {
     std::string text;
     for (; described->key != nullptr; ++described) {
-        Bytes value(128);
-        OSSL_PARAM list[] = {*described, OSSL_PARAM_construct_end()};
-        list[0].data = value.data();
-        list[0].data_size = value.size();
-        const int done = get(list);
-        text.append(described->key).append(" ").append(done == 1 ? to_hex(value) : "none").append("\n");
+        for (const std::size_t size : {1, 64, 128}) {
+            Bytes value(size);
+            OSSL_PARAM list[] = {*described, OSSL_PARAM_construct_end()};
+            list[0].data = value.data();
+            list[0].data_size = value.size();
+            const int done = get(list);
+            text.append(described->key).append(" ").append(done == 1 ? to_hex(value) : "none").append("\n");
+        }
     }
+    ERR_clear_error();
     return text;
 }
 
@@ -233,10 +246,13 @@ Key carry(const Key& key, const Side& side) {
 
 TEST_F(Provider, AnswersLikeOpenSsl) {
     const Key key = ours.generate(), same = carry(key, theirs);
-    EXPECT_EQ(
-        answers(EVP_PKEY_gettable_params(key.get()), [&](auto* list) { return EVP_PKEY_get_params(key.get(), list); }),
-        answers(EVP_PKEY_gettable_params(key.get()),
-                [&](auto* list) { return EVP_PKEY_get_params(same.get(), list); }));
+    const auto of_key = [&](EVP_PKEY* one, const char* form) {
+        const int done = EVP_PKEY_set_utf8_string_param(one, "point-format", form);
+        return std::to_string(done) + std::to_string(i2d_PUBKEY(one, nullptr)) +
+               answers(EVP_PKEY_gettable_params(key.get()), [&](auto* list) { return EVP_PKEY_get_params(one, list); });
+    };
+    for (const char* form : {"uncompressed", "compressed", "hybrid", "none"})
+        EXPECT_EQ(of_key(key.get(), form), of_key(same.get(), form)) << form;
     const auto of_cipher = [](const Side& side, const char* name) {
         const Cipher cipher(EVP_CIPHER_fetch(side.library, name, nullptr));
         return answers(EVP_CIPHER_gettable_params(cipher.get()),
@@ -364,6 +380,27 @@ TEST_F(Provider, RefusesIdentitiesThatAreLateOrLong) {
     DigestContext context(EVP_MD_CTX_new());
     EXPECT_NE(EVP_DigestSignInit_ex(context.get(), nullptr, "SHA256", ours.library, nullptr, key.get(), nullptr), 1);
     EXPECT_EQ(last_error(), "no other digest than SM3");
+    const KeyContext digests(EVP_PKEY_CTX_new_from_pkey(ours.library, key.get(), nullptr));
+    EXPECT_EQ(EVP_PKEY_sign_init(digests.get()), 1);
+    EXPECT_NE(EVP_PKEY_CTX_set1_id(digests.get(), "unused", 6), 1);
+    Bytes out(72);
+    std::size_t size = 71;
+    EXPECT_NE(EVP_PKEY_sign(digests.get(), out.data(), &size, out.data(), 32), 1);
+    EXPECT_EQ(last_error(), "output buffer too small");
+}
+
+TEST_F(Provider, SignsAMessageOnce) {
+    const Key key = ours.generate();
+    Signer signer{ours, key.get(), {}};
+    ASSERT_TRUE(signer.start(true));
+    EVP_MD_CTX_set_flags(signer.context.get(), EVP_MD_CTX_FLAG_FINALISE);
+    for (const int expected : {1, 0}) {
+        Bytes out(72);
+        std::size_t size = out.size();
+        EXPECT_EQ(EVP_DigestSignUpdate(signer.context.get(), "a", 1), expected);
+        EXPECT_EQ(EVP_DigestSignFinal(signer.context.get(), out.data(), &size), expected);
+    }
+    ERR_clear_error();
 }
 
 /// A copy in the middle of a message goes on by itself, and the key outlives the object that it was given for.
