@@ -31,7 +31,7 @@ const OSSL_ITEM* reason_strings() noexcept {
         item(Reason::bad_length, "wrong length"),
         item(Reason::bad_encoding, "not the expected DER"),
         item(Reason::not_authentic, "ciphertext is not authentic"),
-        item(Reason::identity_too_late, "distinguishing identifier after the message has begun"),
+        item(Reason::identity_too_late, "distinguishing identifier not before a message"),
         item(Reason::identity_too_long, "distinguishing identifier of more than 8191 bytes"),
         item(Reason::message_too_long, "message too long to encrypt"),
         item(Reason::message_empty, "empty message"),

@@ -376,7 +376,7 @@ TEST_F(Provider, RefusesIdentitiesThatAreLateOrLong) {
     EXPECT_FALSE((Signer{ours, key.get(), std::string(8192, 'i')}.start(true)));
     EXPECT_EQ(last_error(), "distinguishing identifier of more than 8191 bytes");
     EXPECT_FALSE((Signer{ours, key.get(), "late"}.start(true, true)));
-    EXPECT_EQ(last_error(), "distinguishing identifier after the message has begun");
+    EXPECT_EQ(last_error(), "distinguishing identifier not before a message");
     DigestContext context(EVP_MD_CTX_new());
     EXPECT_NE(EVP_DigestSignInit_ex(context.get(), nullptr, "SHA256", ours.library, nullptr, key.get(), nullptr), 1);
     EXPECT_EQ(last_error(), "no other digest than SM3");
