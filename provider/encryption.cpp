@@ -42,9 +42,9 @@ const OSSL_PARAM* known_params(void*, void*) noexcept {
 
 template <bool encrypting>
 int init(Encryption& encryption, void* key, const OSSL_PARAM* params) {
-    if (key != nullptr) encryption.pair = static_cast<const Key*>(key)->pair;
-    const KeyPair& pair = encryption.pair;
+    const KeyPair& pair = key != nullptr ? static_cast<const Key*>(key)->pair : encryption.pair;
     require(encrypting ? pair.public_key.has_value() : pair.private_key.has_value(), Reason::key_incomplete);
+    if (key != nullptr) encryption.pair = pair;
     return set_params(encryption, params);
 }
 
@@ -55,6 +55,7 @@ void require_length(std::size_t size) {
 
 int encrypt(Encryption& encryption, unsigned char* out, std::size_t* written, std::size_t capacity,
             const unsigned char* in, std::size_t size) {
+    require(encryption.pair.public_key.has_value(), Reason::not_initialised);
     require_length(size);
     constexpr std::size_t most_number_bytes = 35;
     const std::size_t octet_strings = element_size(ULMARO_SM3_DIGEST_BYTES) + element_size(size);
@@ -81,6 +82,7 @@ int encrypt(Encryption& encryption, unsigned char* out, std::size_t* written, st
 
 int decrypt(Encryption& encryption, unsigned char* out, std::size_t* written, std::size_t capacity,
             const unsigned char* in, std::size_t size) {
+    require(encryption.pair.private_key.has_value(), Reason::not_initialised);
     const algrithm::Ciphertext ciphertext = algrithm::ciphertext_from_der({in, size});
     const std::size_t message_size = ciphertext.message_size();
     require_length(message_size);

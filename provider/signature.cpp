@@ -87,9 +87,9 @@ enum Direction { signing, verifying };
 
 /// Without a key, the one before stays.
 void start(Signer& signer, Direction direction, Stage stage, const void* key, const OSSL_PARAM* params) {
-    if (key != nullptr) signer.pair = static_cast<const Key*>(key)->pair;
-    const KeyPair& pair = signer.pair;
+    const KeyPair& pair = key != nullptr ? static_cast<const Key*>(key)->pair : signer.pair;
     require(pair.public_key && (direction == verifying || pair.private_key), Reason::key_incomplete);
+    if (key != nullptr) signer.pair = pair;
     signer.stage = stage;
     set_params(signer, params);
 }
@@ -114,6 +114,7 @@ int update(Signer& signer, const unsigned char* in, std::size_t size) {
 }
 
 void sign_digest(const Signer& signer, unsigned char* out, std::size_t* written, const Digest& digest) {
+    require(signer.pair.private_key.has_value(), Reason::not_initialised);
     const Signature signature = signer.provider.curve.sign_digest(*signer.pair.private_key, digest);
     const algrithm::Bytes encoded = algrithm::signature_to_der(signature);
     std::ranges::copy(encoded, out);
@@ -122,6 +123,7 @@ void sign_digest(const Signer& signer, unsigned char* out, std::size_t* written,
 
 /// A signature that is malformed is an error, a wrong one is not.
 int verify_digest(const Signer& signer, View encoded, const Digest& digest) {
+    require(signer.pair.public_key.has_value(), Reason::not_initialised);
     const Signature signature = algrithm::signature_from_der(encoded);
     const auto r = signature.bytes().first<32>(), s = signature.bytes().last<32>();
     const auto& n = ec::recommended_curve.n;
