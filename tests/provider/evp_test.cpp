@@ -155,7 +155,7 @@ template <class Get>
 std::string answers(const OSSL_PARAM* described, Get get) {
     std::string text;
     for (; described->key != nullptr; ++described) {
-        for (const std::size_t size : {1, 64, 128}) {
+        for (const std::size_t size : {1U, 64U, 128U}) {
             Bytes value(size);
             OSSL_PARAM list[] = {*described, OSSL_PARAM_construct_end()};
             list[0].data = value.data();
