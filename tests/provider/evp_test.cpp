@@ -99,7 +99,7 @@ std::string cipher_calls(const Side& side, std::uint64_t seed, bool in_place) {
         int done = -9, size = 0;
         const unsigned call = step == 0 ? 0 : below(11);
         if (call <= 1) {
-            const Bytes key = bytes(16), iv = bytes(16);
+            const Bytes key = bytes(16), iv = below(4) == 0 ? Bytes(16, 255) : bytes(16);
             const bool with_key = below(4) != 0, with_iv = below(2) != 0;
             done = EVP_CipherInit_ex2(context.get(), step == 0 || below(4) == 0 ? cipher.get() : nullptr,
                                       with_key ? key.data() : nullptr, with_iv ? iv.data() : nullptr,
@@ -471,6 +471,14 @@ TEST_F(Provider, ImportsOnlyKeysOfTheCurve) {
                           EVP_PKEY_get_octet_string_param(key.get(), "pub", out.data(), out.size(), nullptr) == 1;
         EXPECT_EQ(good ? to_hex(out) : last_error(), expected);
     });
+    // Halves that do not belong together are each good by themselves.
+    Bytes point(65);
+    EVP_PKEY_get_octet_string_param(import_key(ours, "SM2", {}, {1}).get(), "pub", point.data(), point.size(), nullptr);
+    const Key key = import_key(ours, "SM2", point, {2});
+    const KeyContext context(EVP_PKEY_CTX_new_from_pkey(ours.library, key.get(), nullptr));
+    EXPECT_EQ(EVP_PKEY_public_check(context.get()), 1);
+    EXPECT_EQ(EVP_PKEY_private_check(context.get()), 1);
+    EXPECT_NE(EVP_PKEY_pairwise_check(context.get()), 1);
 }
 
 TEST_F(Provider, TakesSignaturesAndCiphertextsStrictly) {
