@@ -419,7 +419,7 @@ inline PublicKey decompress(std::span<const unsigned char, 32> x, unsigned odd) 
         point = detail::decompress(bytes.subspan<1, 32>(), bytes[0] & 1U);
     } else {
         if (bytes.size() == 65 && bytes[0] == 4) bytes = bytes.subspan(1);
-        if (bytes.size() != 64) throw Error("a public key that is not 04 || x || y");
+        if (bytes.size() != 64) throw Error("a public key that is neither 04 || x || y nor compressed");
         point = PublicKey(bytes.first<64>());
     }
     if (!curve.contains(*point)) throw Error("a public key that is not on the curve");

@@ -35,9 +35,9 @@ load common
   for d in $(printf '%064x ' 327 107 1) fffffffeffffffffffffffffffffffff7203df6b21c6052b53bbf40939d54121 \
     3945208f7b2144b13f36e38ac6d39f95889393692860b51a42fb81ef4df7c5b8; do
     echo "$d" >hex
-    u convert key -i hex --to pem -o pem
-    u convert key -i pem --to der -o der
-    u convert key -i der --to raw -o raw
+    u convert key -i hex --to pem -o pem --force
+    u convert key -i pem --to der -o der --force
+    u convert key -i der --to raw -o raw --force
     [ "$(tohex <raw)" = "$d" ]
     [ "$(u convert key -i raw --to hex)" = "$d" ]
     openssl pkey -in pem | cmp - pem
@@ -86,7 +86,7 @@ load common
   openssl asn1parse -in sealed | grep -q 'INTEGER *:030D40$' # 200,000 iterations
   openssl asn1parse -in sealed | not grep ':00000000' # salt and IV are drawn
   for form in PEM DER; do
-    u convert key -i plain --to ${form,,} --new-passphrase-file pw -o new
+    u convert key -i plain --to ${form,,} --new-passphrase-file pw >new
     openssl pkey -inform $form -in new -passin 'pass:pass phrase' | cmp - plain
   done
   openssl pkey -in sealed -passin 'pass:pass phrase' -pubout | cmp - <(u pubkey -k sealed --passphrase-file pw)
@@ -190,7 +190,7 @@ load common
 }
 
 @test "a signal at the prompt finds the terminal as it was" {
-  for signal in INT TERM HUP QUIT; do
+  for signal in INT TERM HUP QUIT ABRT; do
     (sleep 0.2; printf typed; sleep 1) | script -qec "timeout --foreground -s $signal 0.4 $ULMARO keygen -p -o other
       stty -a; bash -c 'read -rt 0.3 -n 9 rest; echo \"rest: (\$rest)\"'" /dev/null >screen
     grep -q ' echo ' screen

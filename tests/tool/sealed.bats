@@ -72,4 +72,11 @@ setup_file() { export LABEL='ulmaro sealed file,'; }
   ciphertext=${digits:64:18}
   unhex "$ciphertext" | openssl enc -d -sm4-ctr -K "$(derived encryption | cut -c1-32)" -iv "$(printf '%032d' 0)" | cmp - file
   [ "${digits:82}" = "$(unhex "$(printf '%016d' 0)01$ciphertext" | mac "$(derived authentication)")" ]
+
+  # An empty piece behind a full one would be a second form of the same content.
+  head -c 65536 /dev/zero | openssl enc -sm4-ctr -K "$(derived encryption | cut -c1-32)" -iv "$(printf '%032d' 0)" >full
+  tag() { { unhex "$1"; cat; } | mac "$(derived authentication)"; }
+  { unhex "$header"; cat full; unhex "$(tag 000000000000000000 <full)$(tag 000000000000000101 </dev/null)"; } >two
+  refuses 1 u open --passphrase-file pw -i two -o out
+  [[ $stderr == *'two: cut off' ]]
 }

@@ -66,7 +66,7 @@ same_as_coreutils() {
   u sm3 bad gone >bad.list
   digest=$(cut -c1-64 good.list)
   printf '%s\n' "\\$digest  a\\x" "\\$digest  a\\" "$digest  " "${digest}x good" \
-    "SM3 () = $digest" "SM3 (good) = ${digest}0" >none.list
+    "SM3 () = $digest" "SM3 (good) = ${digest}0" "$digest  good@x" | tr @ '\0' >none.list
   printf '%s\n' "$digest  good" "$digest  ." >folder.list
   cat good.list none.list >some.list
   rm gone
@@ -86,9 +86,10 @@ same_as_coreutils() {
 2 none.list
 2 good.list missing.list
 CASES
-  u sm3 -cw some.list 2>&1 | grep -c 'some.list: [2-7]: improperly' | grep -qx 6
+  u sm3 -cw some.list 2>&1 | grep -c 'some.list: [2-8]: improperly' | grep -qx 7
   refuses 2 u sm3 --check .
   [ "$stderr" = "ulmaro: .: read error" ]
+  refuses 2 timeout 10 "$ULMARO" sm3 --check /dev/zero
   run -2 u sm3 --check - <<<"$digest  -" # standard input cannot be the list and a file in it
   run -2 sh -c '"$ULMARO" sm3 --check good.list >/dev/full'
   run -1 sh -c '"$ULMARO" sm3 good >/dev/full'
@@ -126,6 +127,6 @@ CASES
   touch "$name"
   [ "$(u sm3 "$name" | cut -c67-)" = "$name" ]
   script -qec "$ULMARO sm3 e*" /dev/null | grep -qF "  $seen"
-  refuses 2 u info "$name"
+  refuses 2 u sm3 --jobs "$name"
   [[ $stderr == *"$seen"* ]]
 }

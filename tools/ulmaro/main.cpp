@@ -123,6 +123,8 @@ int run(int argc, char** argv, ExitCodes& exit) {
         app.parse(reversed);
     } catch (const CLI::Success& request) {  // help or version
         return app.exit(request);            // 0
+    } catch (const CLI::ExtrasError&) {
+        return usage_error(cli::unexpected(app) + cli::suggestion(app, args));
     } catch (const CLI::ParseError& error) {
         return usage_error(error.what() + cli::suggestion(app, args));
     } catch (const UsageError& error) {

@@ -50,4 +50,12 @@ std::string suggestion(const CLI::App& top, const std::vector<std::string>& args
     return "";
 }
 
+std::string unexpected(const CLI::App& top) {
+    for (const std::string& arg : top.remaining(true)) {
+        if (!arg.starts_with('-')) continue;
+        return "unknown option " + arg.substr(0, arg.starts_with("--") ? arg.find('=') : 2);
+    }
+    return "an argument that belongs to no option";
+}
+
 }  // namespace ulmaro::tool::cli

@@ -14,4 +14,7 @@ namespace ulmaro::tool::cli {
 /// none. top has been parsed as far as it went.
 std::string suggestion(const CLI::App& top, const std::vector<std::string>& args);
 
+/// What to say of arguments that nothing expects: of options only the names, of others nothing, for it may be a key.
+std::string unexpected(const CLI::App& top);
+
 }  // namespace ulmaro::tool::cli

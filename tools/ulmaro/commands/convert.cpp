@@ -53,6 +53,7 @@ struct KeyConversion {
     bool new_passphrase = false;
     std::optional<std::string> new_passphrase_file;
     SealingCipher cipher = SealingCipher::aes;
+    bool force = false;
 };
 
 void convert_key(const KeyConversion& o) {
@@ -69,9 +70,13 @@ void convert_key(const KeyConversion& o) {
         if (encrypt) throw Failure(o.files.input + ": a public key cannot be encrypted");
         return write_whole(o.files.output, write_public_key(key.point, o.to).span());
     }
+    // The key itself may be replaced by its new form, but no other file, which may be another key.
+    const bool may_replace = o.force || would_replace(o.files.output, o.files.input);
+    Output output(o.files.output, Access::key, may_replace ? Existing::replaced : Existing::refused);
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.new_passphrase_file, "New passphrase", true);
-    write_whole(o.files.output, write_private_key(key, o.to, passphrase.span(), o.cipher).span(), Access::key);
+    output.write(write_private_key(key, o.to, passphrase.span(), o.cipher).span());
+    output.commit();
 }
 
 void add_key(CLI::App& convert) {
@@ -85,6 +90,7 @@ void add_key(CLI::App& convert) {
     cli::flag(sub, "--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
     cli::option(sub, "--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
     add_cipher_option(sub, o->cipher);
+    cli::flag(sub, "--force", o->force, "Let a private key replace another file than the input");
 }
 
 }  // namespace

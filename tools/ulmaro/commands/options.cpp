@@ -35,15 +35,17 @@ void require_one_stdin(std::initializer_list<std::string> inputs) {
     if (std::ranges::count(inputs, "-") > 1) throw UsageError("only one input can come from standard input");
 }
 
-void keep_input(const std::string& output, std::initializer_list<std::string> inputs) {
+bool would_replace(const std::string& output, const std::string& input) {
     struct stat out {};
-    if (output == "-" || ::stat(output.c_str(), &out) != 0 || !S_ISREG(out.st_mode)) return;
+    struct stat in {};
+    if (output == "-" || ::stat(output.c_str(), &out) != 0 || !S_ISREG(out.st_mode)) return false;
+    const int result = input == "-" ? ::fstat(STDIN_FILENO, &in) : ::stat(input.c_str(), &in);
+    return result == 0 && in.st_dev == out.st_dev && in.st_ino == out.st_ino;
+}
+
+void keep_input(const std::string& output, std::initializer_list<std::string> inputs) {
     for (const std::string& input : inputs) {
-        struct stat in {};
-        const int result = input == "-" ? ::fstat(STDIN_FILENO, &in) : ::stat(input.c_str(), &in);
-        if (result == 0 && in.st_dev == out.st_dev && in.st_ino == out.st_ino) {
-            throw Failure(output + ": also an input, which would be lost");
-        }
+        if (would_replace(output, input)) throw Failure(output + ": also an input, which would be lost");
     }
 }
 

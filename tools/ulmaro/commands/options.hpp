@@ -52,6 +52,9 @@ Digest digest_to_sign(const MessageOptions& options, const PublicKey& point);
 /// Refuses more than one input from standard input: the second would find nothing.
 void require_one_stdin(std::initializer_list<std::string> inputs);
 
+/// Whether writing this output would replace the file that is this input.
+bool would_replace(const std::string& output, const std::string& input);
+
 /// Refuses an output that would replace one of these inputs and so lose it, unlike a mere conversion. Empty names are
 /// ignored.
 void keep_input(const std::string& output, std::initializer_list<std::string> inputs);

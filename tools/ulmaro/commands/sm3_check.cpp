@@ -5,6 +5,8 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "commands/sm3.hpp"
 #include "formats/checksums.hpp"
@@ -21,6 +23,8 @@ struct Tally {
     unsigned long unreadable = 0;
     unsigned long mismatched = 0;
 };
+
+constexpr std::size_t longest_line = 64U << 10;  // no path is as long; a list need not be text at all
 
 enum class Outcome { matched, mismatched, unreadable };
 
@@ -67,10 +71,12 @@ void summarise(const std::string& list, const Sm3CheckOptions& o, const Tally& t
 void check_lines(std::istream& lines, const std::string& list, bool from_stdin, const Sm3CheckOptions& o, Tally& tally,
                  DigestQueue& queue) {
     unsigned long number = 0;
-    for (std::string line; std::getline(lines, line);) {
+    std::vector<char> room(longest_line + 2);  // a NUL, and it fails when it is full
+    while (lines.getline(room.data(), static_cast<std::streamsize>(room.size()))) {
+        std::string_view line(room.data(), static_cast<std::size_t>(lines.gcount()) - (lines.eof() ? 0 : 1));
         ++number;
         if (line.starts_with('#')) continue;
-        if (line.ends_with('\r')) line.pop_back();
+        if (line.ends_with('\r')) line.remove_suffix(1);
         if (line.empty()) continue;
         const std::optional<Checksum> entry = read_checksum(line);
         if (!entry || (from_stdin && entry->name == "-")) {
@@ -102,8 +108,9 @@ Sm3Verdict check_digests(const std::string& list_path, const Sm3CheckOptions& op
     }
     std::istream& lines = from_stdin ? std::cin : file;
     check_lines(lines, list, from_stdin, options, tally, queue);
-    if (lines.bad() || (from_stdin && std::ferror(stdin) != 0)) {
-        complain(list + ": read error");
+    const bool unread = lines.bad() || (from_stdin && std::ferror(stdin) != 0);
+    if (unread || !lines.eof()) {
+        complain(list + (unread ? ": read error" : ": a line of more than 65536 bytes"));
         return tally.mismatched != 0 ? Sm3Verdict::mismatch : Sm3Verdict::unknown;
     }
     summarise(list, options, tally);

@@ -40,7 +40,7 @@ std::optional<Signature> parse(const SecretBuffer& bytes, SignatureFormat format
 std::string what_fits(const Options& o, const SecretBuffer& bytes, const Digest& e, const PublicKey& key) {
     std::vector<std::pair<std::string, Digest>> digests{{"", e}};
     std::error_code ignored;  // a pipe has no second reading, and opening it may wait for ever
-    if (!o.message.digest && std::filesystem::is_regular_file(o.message.input, ignored)) {
+    if (!o.message.digest && o.message.input != "-" && std::filesystem::is_regular_file(o.message.input, ignored)) {
         const auto add = [&](const char* words, auto&&... id) {
             Input message(o.message.input);
             Sm3 hash;

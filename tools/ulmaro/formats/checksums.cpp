@@ -64,7 +64,7 @@ std::optional<Checksum> read_checksum(std::string_view line) {
     std::array<unsigned char, digest_digits / 2> bytes;
     if (!split || name.empty() || !from_hex(digest, bytes)) return std::nullopt;
     const auto plain = escape ? unescaped(name) : std::optional(std::string(name));
-    if (!plain) return std::nullopt;
+    if (!plain || plain->find('\0') != std::string::npos) return std::nullopt;  // no file has such a name
     return Checksum{Digest(bytes), *plain};
 }
 

@@ -173,7 +173,8 @@ void open_sealed(const Opening& opening, Input& input, Output& output, bool show
     for (bool first = true, last = false; !last; first = false) {
         const std::size_t following = n < piece.size() ? 0 : input.read(next.span());
         last = following == 0;
-        if (n < tag_bytes) throw Failure(input.name() + ": cut off");
+        // Only an empty file has an empty piece: no content has two forms.
+        if (n < tag_bytes + (first ? 0 : 1)) throw Failure(input.name() + ": cut off");
         const auto bytes = piece.span().first(n - tag_bytes);
         if (!pieces.decrypt(bytes, View(piece.span()).subspan(n - tag_bytes, tag_bytes), last)) {
             throw Failure(input.name() + (first ? ": the key or passphrase is wrong, or the file is damaged"

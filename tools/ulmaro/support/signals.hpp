@@ -5,8 +5,9 @@
 
 namespace ulmaro::tool {
 
-/// Those sent by a user, a shell or a limit that end the process by default.
-constexpr int ending[] = {SIGHUP,  SIGINT,  SIGQUIT,   SIGPIPE, SIGTERM, SIGALRM, SIGUSR1,
+/// Those sent by a user, a shell or a limit that end the process by default, and that of abort(). Not those of faults,
+/// which would come again when their handler returns, nor the real-time signals.
+constexpr int ending[] = {SIGHUP,  SIGINT,  SIGQUIT,   SIGABRT, SIGPIPE, SIGTERM, SIGALRM,  SIGUSR1,
                           SIGUSR2, SIGXCPU, SIGVTALRM, SIGPROF, SIGIO,   SIGPWR,  SIGSTKFLT};
 
 inline sigset_t ending_signals() {
