@@ -12,8 +12,8 @@
  *   not see an exception calls through attempt().
  * - **Secrets**: private keys, SM3 streams and SM4 schedules are wiped when they are destroyed or moved from. Byte
  *   strings that a call returns are the caller's to wipe.
- * - **After a move**, a private key is zero, which every call refuses; a stream is empty; a ciphertext is 100 zero
- *   bytes, which nobody can decrypt; an SM4 key throws an Error when it is used.
+ * - **After a move**, a private key is zero, which every call refuses; an SM3 stream is empty; a ciphertext is 100 zero
+ *   bytes, which nobody can decrypt; an SM4 key and a stream under HMAC throw an Error when they are used.
  * - **Threads**: every object may be read by any number of threads at once, and written by one. The plain library
  *   draws from the C library's `rand`, which the process shares, and seeds it whenever a Curve is made or
  *   Curve::public_key() is called.
@@ -56,11 +56,13 @@ concept Gives = std::convertible_to<const From&, To>;
 /// @endcond
 
 /// A byte string of the caller's, read only; as short-lived as a span. Spans, arrays and vectors of `unsigned char` or
-/// `std::byte`, strings and string literals (without their NUL) convert to it.
+/// `std::byte`, strings and string literals (without their NUL) convert to it. An array of `char` is taken for a text
+/// too, which ends at its first NUL.
 class View : public std::span<const unsigned char> {
 public:
     /// No bytes.
     constexpr View() noexcept = default;
+    View(std::nullptr_t) = delete;
     /// `size` bytes from `data` on.
     constexpr View(const unsigned char* data, std::size_t size) noexcept : span(data, size) {}
     // NOLINTBEGIN(google-explicit-constructor): views are made on the way in, where a call is written.
@@ -114,14 +116,17 @@ inline constexpr std::size_t max_message_size = (std::size_t{1} << 29) - 65;
 
 /// The result of work(), or none when it threw an Error, whose words are then put into `why` if that is given. For code
 /// that handles no exceptions: `if (const auto key = attempt([&] { return curve.generate(); })) ...`. Work that
-/// returns nothing gives a bool. Lack of memory still throws. A program built without exceptions at all uses the C
-/// header.
+/// returns nothing gives whether it was done. Work that returns a bool gives that bool, and false for an Error: so
+/// `if (attempt([&] { return curve.verify(...); }))` is true for a valid signature alone. Lack of memory still throws.
+/// A program built without exceptions at all uses the C header.
 template <class Work>
 [[nodiscard]] auto attempt(Work&& work, std::string* why = nullptr) {
     using Result = std::invoke_result_t<Work>;
-    constexpr bool returns = !std::is_void_v<Result>;
+    constexpr bool returns = !std::is_void_v<Result> && !std::is_same_v<Result, bool>;
     try {
-        if constexpr (returns) {
+        if constexpr (std::is_same_v<Result, bool>) {
+            return std::forward<Work>(work)();
+        } else if constexpr (returns) {
             return std::optional<Result>(std::forward<Work>(work)());
         } else {
             std::forward<Work>(work)();
@@ -388,6 +393,7 @@ public:
     [[nodiscard]] static Digest hash(View bytes) { return Sm3().update(bytes).finish(); }
 
 private:
+    friend class HmacSm3;
     void restart() noexcept {
         SM3_Init(&state_.value.context);
         state_.value.length = 0;
@@ -405,7 +411,7 @@ private:
     if (a.size() != b.size()) return false;
     unsigned int difference = 0;
     for (std::size_t i = 0; i < a.size(); ++i) {
-        difference |= a[i] ^ b[i];
+        difference |= static_cast<unsigned int>(a[i] ^ b[i]);
         asm("" : "+r"(difference));  // or the compiler may stop at the first difference
     }
     return difference == 0;
@@ -448,7 +454,7 @@ public:
         stream_ = inner_;
     }
 
-    /// Absorbs bytes.
+    /// Absorbs bytes, fewer than 2^61 - 64 in all.
     HmacSm3& update(View bytes) {
         stream_.update(bytes);
         return *this;
@@ -461,6 +467,7 @@ public:
     }
     /// The same into memory of the caller's, for example one that wipes itself.
     void finish(std::span<unsigned char, 32> tag) {
+        detail::require(outer_.state_.value.length != 0, "this HMAC key has been moved from");
         stream_.finish(tag);
         stream_ = outer_;
         stream_.update(tag).finish(tag);
@@ -482,7 +489,8 @@ private:
 /// Fills `out` with keys from a passphrase: PBKDF2 (RFC 8018 clause 5.2) with HMAC-SM3. Takes as many steps as there
 /// are iterations for every 32 bytes, to make guessing expensive; choose at least 100,000, and a random salt of 16
 /// bytes.
-/// @throws Error when there are no iterations, or `out` has more than 2^32 - 1 times 32 bytes.
+/// The salt must not overlap `out`. @throws Error when there are no iterations, or `out` has more than 2^32 - 1 times
+/// 32 bytes.
 inline void derive_key_from_passphrase(View passphrase, View salt, unsigned iterations, std::span<unsigned char> out) {
     detail::require(iterations > 0 && (out.size() + 31) / 32 <= UINT32_MAX, "no key can be derived like this");
     HmacSm3 mac(passphrase);

@@ -104,8 +104,15 @@ public:
         rest_ = rest_.subspan(header + length);
         return contents;
     }
-    /// Skips the next element, whatever its tag.
-    void skip() { take(rest_.empty() ? 0 : rest_.front()); }
+    /// Skips the next element, whatever its tag, but not one of several bytes.
+    void skip() {
+        if (done() || rest_.front() == 0 || (rest_.front() & 0x1f) == 0x1f) throw Error("not the expected DER");
+        take(rest_.front());
+    }
+    /// A NULL.
+    void null() {
+        if (!take(null_tag).empty()) throw Error("not the expected DER");
+    }
     /// The inside of the next element, a SEQUENCE unless the tag says otherwise.
     [[nodiscard]] Reader enter(int tag = sequence_tag) { return Reader(take(tag)); }
     /// A non-negative INTEGER in its shortest form, at most 256 bits.
@@ -347,8 +354,10 @@ struct PemBlock {
 /// The bytes in a block. @throws Error when they are not base64.
 [[nodiscard]] inline SecretBytes pem_contents(const PemBlock& block) {
     auto bytes = attempt([&] { return from_base64(block.body); });
-    if (!bytes) throw Error("damaged PEM");
-    return std::move(*bytes);
+    if (bytes) return std::move(*bytes);
+    throw Error(block.body.find(':') == std::string_view::npos
+                    ? "damaged PEM"
+                    : "PEM with headers, which only keys encrypted in an old way have");
 }
 
 /// 04 || x || y.
@@ -465,7 +474,7 @@ inline void read_algorithm(der::Reader algorithm) {
                                             oid.back() >= 1 && oid.back() <= 3);
     if (!implied && oid != ec_public_key_oid) throw Error("a key of another algorithm");
     if (implied && algorithm.next_is(der::null_tag)) {
-        algorithm.take(der::null_tag);
+        algorithm.null();
     } else if (!implied || !algorithm.done()) {
         read_curve(algorithm);
     }

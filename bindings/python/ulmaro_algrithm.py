@@ -586,6 +586,8 @@ def private_key_from_der(der: Data) -> KeyPair:
         if not re.fullmatch(rb"(([\x81-\xff][\x80-\xff]*)?[\x00-\x7f])+", name):
             raise Error("not DER: an object identifier that is incomplete or not in its shortest form")
         while values:
+            if values[0] == 0 or values[0] & 0x1F == 0x1F:
+                raise Error("not the expected DER")
             _, values = _split(values, values[0])
     public, rest = _optional(rest, 0x81) if version == b"\1" else (None, rest)
     _check_public_part(keys, public)

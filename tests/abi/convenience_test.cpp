@@ -387,6 +387,7 @@ TEST(Convenience, ViewsRandomBytesAndCodeWithoutExceptions) {
     EXPECT_EQ(attempt([] { return 7; }), 7);
     EXPECT_TRUE(attempt([] {}));
     EXPECT_FALSE(attempt([] { throw Error("refused"); }));
+    for (const bool valid : {false, true}) EXPECT_EQ(attempt([&] { return valid; }) ? 1 : 0, valid ? 1 : 0);
 }
 
 template <class Object>
@@ -426,6 +427,9 @@ TEST(Convenience, MovedFrom) {
         stream.update(bytes_of("ab")),
         [](Sm3& whole) { EXPECT_EQ(whole.update(bytes_of("c")).finish(), Sm3::hash(bytes_of("abc"))); },
         [](Sm3& empty) { EXPECT_EQ(Sm3(empty).finish(), Sm3::hash({})); });
+    expect_moves(
+        HmacSm3("key"), [](HmacSm3& whole) { EXPECT_EQ(whole.finish(), HmacSm3::tag("key", {})); },
+        [](HmacSm3& empty) { EXPECT_REFUSED(empty.update("forged").finish()); });
     std::array<unsigned char, 16> block = sample_key;
     expect_moves(
         Sm4(sample_key),

@@ -137,7 +137,7 @@ bool crypt(mbedtls_operation_t direction, const Scheme& scheme, View passphrase,
 
 mbedtls_md_type_t read_prf(Reader algorithm) {
     const View oid = algorithm.take(oid_tag);
-    if (!algorithm.done()) algorithm.take(null_tag);
+    if (!algorithm.done()) algorithm.null();
     algorithm.finish();
     if (oid == hmac_sm3_oid) return MBEDTLS_MD_NONE;
     mbedtls_asn1_buf name{};
