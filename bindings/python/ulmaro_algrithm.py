@@ -9,13 +9,15 @@ If it is in neither place, the first use raises `OSError`. The environment varia
 another file, or the plain library, libUlmaroAlgrithm.so, whose keys can be guessed and which is never used unasked;
 then nothing else is tried. A name without a slash is looked up by the dynamic linker.
 
-Identities may be `str`, taken as UTF-8, and so may PEM. Other byte strings go in as anything with a buffer (`bytes`, `bytearray`, `memoryview`, arrays of any element and shape, taken
-byte by byte) and come out as `bytes`, laid out as the C header says: numbers big-endian in 32 bytes, a public key
-x || y, a signature r || s, a ciphertext the record C1, C3, length, C2. Anything impossible or refused raises `Error`.
-For a refused signature or ciphertext the library also prints one line on the standard output of the process.
+Identities may be `str`, taken as UTF-8, and so may PEM. Other byte strings go in as anything with a buffer (`bytes`,
+`bytearray`, `memoryview`, arrays of any element and shape, taken byte by byte) and come out as `bytes`, laid out as the
+C header says: numbers big-endian in 32 bytes, a public key x || y, a signature r || s, a ciphertext the record C1, C3,
+length, C2. Anything impossible or refused raises `Error`, and an argument of another type `TypeError`. For a refused
+signature or ciphertext the library also prints one line on the standard output of the process.
 
-Random keys, ivs and counters come from `secrets.token_bytes`. Python keeps copies of what it handles, so keys stay in
-memory until they are overwritten by chance.
+Curves and SM4 keys may be shared between threads; a stream is for one thread at a time. Random keys, ivs and counters
+come from `secrets.token_bytes`. Python keeps copies of what it handles, so keys stay in memory until they are
+overwritten by chance.
 
     >>> sm3(b"abc").hex()
     '66c7f0f462eeedd9d1f2d46bdc10e4e24167c4875cf2f7a2297da02b8f4ba8e0'
@@ -183,6 +185,8 @@ class Sm3:
         other._size = self._size
         return other
 
+    __copy__ = copy  # copy.copy() would leave both with one context
+
     def digest(self) -> bytes:
         """The digest of what was absorbed so far; the stream may go on."""
         # SM3_Final() writes a length that is right only below 2^29 bytes. Padding fills a block, and then the eight
@@ -245,6 +249,8 @@ class HmacSm3:
         other = HmacSm3.__new__(HmacSm3)
         other._inner, other._outer = self._inner.copy(), self._outer
         return other
+
+    __copy__ = copy
 
     def digest(self) -> bytes:
         """The tag of what was absorbed so far; the stream may go on."""
@@ -726,10 +732,14 @@ def _pem_blocks(pem: Text) -> Iterator[Tuple[str, bytes]]:
             raise Error("damaged PEM")
         if any(":" in inside for inside in body):
             raise Error("PEM with headers, which only keys encrypted in an old way have")
+        digits = "".join("".join(body).split()).encode("latin-1")
         try:
-            yield label, base64.b64decode("".join("".join(body).split()), validate=True)
+            der = base64.b64decode(digits)
         except ValueError:
-            raise Error("damaged PEM") from None
+            der = b""
+        if base64.b64encode(der) != digits:  # also when a bit behind the last byte is set
+            raise Error("damaged PEM")
+        yield label, der
 
 
 def _tlv(tag: int, content: bytes) -> bytes:

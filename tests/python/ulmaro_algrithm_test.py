@@ -2,6 +2,7 @@
 
 import array
 import atexit
+import copy
 import hmac
 import os
 import re
@@ -46,7 +47,7 @@ class HashAndCipher(unittest.TestCase):
             expected = openssl("dgst", "-sm3", "-r", stdin=message)[:64].decode()
             self.assertEqual(ua.sm3(message).hex(), expected)
             stream = ua.Sm3(message[:9])
-            fork = stream.copy()
+            fork = copy.copy(stream)
             self.assertEqual(stream.digest(), ua.sm3(message[:9]), "digest() leaves the stream alone")
             stream.update(memoryview(message)[9:])
             self.assertEqual(stream.hexdigest(), expected)
@@ -58,7 +59,7 @@ class HashAndCipher(unittest.TestCase):
         tried = [0, 0]
         for key, message, digits, valid in re.findall('"(.*)", "(.*)", "(.*)", (.*)}', "\n".join(vectors("hmac_sm3.inc"))):
             stream, tag = ua.HmacSm3(bytes.fromhex(key), bytes.fromhex(message)[:9]), bytes.fromhex(digits)
-            self.assertEqual(stream.copy().digest(), hmac.digest(bytes.fromhex(key), bytes.fromhex(message)[:9], ua.Sm3))
+            self.assertEqual(copy.copy(stream).digest(), hmac.digest(bytes.fromhex(key), bytes.fromhex(message)[:9], ua.Sm3))
             stream.update(bytes.fromhex(message)[9:])
             self.assertEqual(stream.verify(tag), valid == "true")
             self.assertEqual(stream.hexdigest().startswith(digits), valid == "true")
@@ -264,7 +265,8 @@ class Formats(unittest.TestCase):
         damaged = private.replace("END", "End"), private[:40] + "!" + private[41:], private.replace("-\n", "-\nA: b\n\n", 1)
         for bad in (*damaged, "", public):
             self.assertRaises(ua.Error, ua.private_key_from_pem, bad)
-        self.assertRaises(ua.Error, ua.public_key_from_pem, private)
+        for bad in (private, re.sub("[AQgw]==", "B==", public)):  # with a bit behind the last byte
+            self.assertRaises(ua.Error, ua.public_key_from_pem, bad)
 
     def test_files_of_another_program(self) -> None:
         files = {}
@@ -301,8 +303,8 @@ class FindingTheLibrary(unittest.TestCase):
             self.assertEqual(self.found(beside, ULMARO_ALGRITHM_LIBRARY=plain), plain)
             named = self.found(beside, LD_LIBRARY_PATH=beside, ULMARO_ALGRITHM_LIBRARY="libUlmaroAlgrithm.so")
             self.assertEqual(named, "libUlmaroAlgrithm.so")
-            copy = shutil.copy(hardened, beside)
-            self.assertEqual(self.found(beside), copy)
+            beside_it = shutil.copy(hardened, beside)
+            self.assertEqual(self.found(beside), beside_it)
             self.assertIn("OSError: /nowhere.so", self.found(beside, ULMARO_ALGRITHM_LIBRARY="/nowhere.so"))
         self.assertEqual(self.found(module, LD_LIBRARY_PATH=libraries), "libUlmaroAlgrithmHardened.so")
 
