@@ -78,10 +78,11 @@ def zsh(commands: List[Command]) -> str:
         names = o.names[0] if len(o.names) == 1 else "{" + ",".join(o.names) + "}"
         return f"{names if len(o.names) > 1 else ''}{shlex.quote((names if len(o.names) == 1 else '') + f'[{text}]' + value)}"
 
-    lines = ["#compdef ulmaro", "_ulmaro() {", "  local path= i", "  for ((i = 2; i < CURRENT; i++)); do"]
-    lines += ["    case \"$path ${words[i]}\" in"]
+    # A local "path" would be zsh's own, its list of folders for programs.
+    lines = ["#compdef ulmaro", "_ulmaro() {", "  local at= i", "  for ((i = 2; i < CURRENT; i++)); do"]
+    lines += ["    case \"$at ${words[i]}\" in"]
     known = "|".join(f'" {c.path}"' if " " not in c.path else f'"{c.path}"' for c in commands if c.path)
-    lines += [f"      {known}) path=${{path:+$path }}${{words[i]}} ;;", "    esac", "  done", '  case "$path" in']
+    lines += [f"      {known}) at=${{at:+$at }}${{words[i]}} ;;", "    esac", "  done", '  case "$at" in']
     for c in commands:
         last = f"'*:command:({' '.join(c.subcommands)})'" if c.subcommands else "'*:file:_files'"
         lines += [f'    "{c.path}") _arguments ' + " ".join([*map(spec, c.options), last]) + " ;;"]

@@ -39,9 +39,10 @@ void flag(CLI::App& app, const std::string& names, bool& value, const std::strin
 void choice(CLI::App& app, const std::string& names, const std::vector<std::string>& words,
             const std::function<void(const std::string&)>& store, const std::string& help, Need need);
 
-/// The same with a meaning for each word. The meanings must outlive the parsing.
-template <typename T>
-void choice(CLI::App& app, const std::string& names, T& value, const std::map<std::string, T>& meanings,
+/// The same with a meaning for each word, which value, a T or an optional one, gets. The meanings must outlive the
+/// parsing.
+template <typename Value, typename T>
+void choice(CLI::App& app, const std::string& names, Value& value, const std::map<std::string, T>& meanings,
             const std::string& help, Need need = Need::optional) {
     std::vector<std::string> words;
     words.reserve(meanings.size());

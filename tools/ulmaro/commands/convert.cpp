@@ -52,12 +52,13 @@ struct KeyConversion {
     std::optional<std::string> passphrase_file;
     bool new_passphrase = false;
     std::optional<std::string> new_passphrase_file;
-    SealingCipher cipher = SealingCipher::aes;
+    std::optional<SealingCipher> cipher;
     bool force = false;
 };
 
 void convert_key(const KeyConversion& o) {
     const bool encrypt = o.new_passphrase || o.new_passphrase_file;
+    require_passphrase_for(o.cipher, encrypt);
     if (encrypt && (o.only_public || o.to == KeyFormat::hex || o.to == KeyFormat::raw)) {
         throw UsageError("a new passphrase needs a private key and --to pem or der");
     }
@@ -75,7 +76,7 @@ void convert_key(const KeyConversion& o) {
     Output output(o.files.output, Access::key, may_replace ? Existing::replaced : Existing::refused);
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.new_passphrase_file, "New passphrase", true);
-    output.write(write_private_key(key, o.to, passphrase.span(), o.cipher).span());
+    output.write(write_private_key(key, o.to, passphrase.span(), o.cipher.value_or(SealingCipher::aes)).span());
     output.commit();
 }
 

@@ -16,12 +16,13 @@ struct Options {
     KeyFormat format = KeyFormat::pem;
     bool passphrase = false;
     std::optional<std::string> passphrase_file;
-    SealingCipher cipher = SealingCipher::aes;
+    std::optional<SealingCipher> cipher;
     bool force = false;
 };
 
 void run(const Options& o) {
     const bool encrypt = o.passphrase || o.passphrase_file;
+    require_passphrase_for(o.cipher, encrypt);
     if (encrypt && (o.format == KeyFormat::hex || o.format == KeyFormat::raw)) {
         throw UsageError("a passphrase needs --format pem or der");
     }
@@ -39,7 +40,8 @@ void run(const Options& o) {
     algrithm::KeyPair pair = curve().generate();
     const Key key{pair.public_key, std::move(pair.private_key)};
     // Both are written before either appears, so that a full disk leaves neither; and the private key appears first.
-    private_file.write(write_private_key(key, o.format, passphrase.span(), o.cipher).span());
+    private_file.write(
+        write_private_key(key, o.format, passphrase.span(), o.cipher.value_or(SealingCipher::aes)).span());
     if (public_file) public_file->write(write_public_key(key.point, o.format).span());
     private_file.commit();
     if (public_file) public_file->commit();

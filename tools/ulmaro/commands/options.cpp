@@ -54,9 +54,13 @@ void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help
     cli::option(sub, "--passphrase-file", options.passphrase_file, "File whose first line is the key's passphrase");
 }
 
-void add_cipher_option(CLI::App& sub, SealingCipher& cipher) {
+void add_cipher_option(CLI::App& sub, std::optional<SealingCipher>& cipher) {
     cli::choice(sub, "--cipher", cipher, sealing_cipher_names,
                 "For an encrypted key: aes (AES-256, the default) or sm4 (with HMAC-SM3)");
+}
+
+void require_passphrase_for(const std::optional<SealingCipher>& cipher, bool passphrase) {
+    if (cipher && !passphrase) throw UsageError("--cipher is for an encrypted key: a passphrase is required");
 }
 
 void add_json_option(CLI::App& sub, bool& json) { cli::flag(sub, "--json", json, "Print JSON, one object per line"); }

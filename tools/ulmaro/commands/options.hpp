@@ -21,7 +21,9 @@ struct KeyOptions {
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help);
 
 /// --cipher: how a private key is encrypted under a passphrase.
-void add_cipher_option(CLI::App& sub, SealingCipher& cipher);
+void add_cipher_option(CLI::App& sub, std::optional<SealingCipher>& cipher);
+/// Refuses it without a passphrase: the key would not be encrypted.
+void require_passphrase_for(const std::optional<SealingCipher>& cipher, bool passphrase);
 
 /// Reads the key; messages name the file.
 void load_key(const KeyOptions& options, Key& key);
