@@ -108,7 +108,7 @@ void check_list(View content) {
     std::copy_n(content.begin(), std::min(content.size(), digest.size()), digest.begin());
     const Checksum any{Digest(digest), std::string(text_of(content))};
     for (const auto& checksum : {read_checksum(any.name), std::optional(any)}) {
-        if (!checksum || checksum->name.empty()) continue;
+        if (!checksum || checksum->name.empty() || checksum->name.find('\0') != std::string::npos) continue;
         for (const ChecksumForm form : {ChecksumForm::text, ChecksumForm::binary, ChecksumForm::tagged}) {
             const std::string line = write_checksum(*checksum, form);
             require(line.find_first_of("\r\n") == std::string::npos, "a line is one line");
