@@ -77,6 +77,7 @@ if(NOT CMAKE_CROSSCOMPILING) # the same for every architecture: made once
 endif()
 
 install(FILES docs/cookbook.md docs/formats.md docs/moving.md docs/overview.md docs/security.md
+              docs/design.md docs/proofs.md docs/provider.md # to which these point
         DESTINATION share/doc/libulmaroalgrithm-dev COMPONENT development)
 install(
   DIRECTORY examples/
