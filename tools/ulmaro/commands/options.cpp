@@ -56,7 +56,7 @@ void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help
 
 void add_cipher_option(CLI::App& sub, std::optional<SealingCipher>& cipher) {
     cli::choice(sub, "--cipher", cipher, sealing_cipher_names,
-                "For an encrypted key: aes (AES-256, the default) or sm4 (with HMAC-SM3)");
+                "For an encrypted key: aes (AES-256, the default) or sm4 (with HMAC-SM3; not for OpenSSL 3.0)");
 }
 
 void require_passphrase_for(const std::optional<SealingCipher>& cipher, bool passphrase) {
