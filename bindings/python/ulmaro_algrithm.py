@@ -573,7 +573,7 @@ def private_key_to_der(keys: KeyPair) -> bytes:
 def private_key_from_der(der: Data) -> KeyPair:
     """A key of the recommended curve in PKCS#8 (RFC 5208, RFC 5958) or SEC1 (RFC 5915), with the public key that belongs
     to it. Encrypted keys raise: the command-line tool reads them."""
-    inside = _inside(der)
+    inside = _inside_key(der)
     if inside[:1] == b"\x30" and _split(inside, 0x30)[1][:1] == b"\x04":
         raise Error("the private key is encrypted")
     version, rest = _split(inside, 0x02)
@@ -666,7 +666,7 @@ def public_key_to_der(public: Data) -> bytes:
 def public_key_from_der(der: Data) -> bytes:
     """A key of the recommended curve in a SubjectPublicKeyInfo; or that of the subject of an X.509 certificate or PKCS#10
     request, in which nothing else is judged: neither signature, nor names, nor dates."""
-    inside = _inside(der)
+    inside = _inside_key(der)
     first, rest = _split(inside, 0x30)
     if rest[:1] == b"\x30":
         # Signed contents. The key is the last of the sequences that follow a number: two in a request, five in others.
@@ -774,6 +774,13 @@ def _elements(der: bytes, *tags: int) -> List[bytes]:
 def _inside(der: Data) -> bytes:
     """The content of a single SEQUENCE."""
     return _elements(_bytes(der), 0x30)[0]
+
+
+def _inside_key(der: Data) -> bytes:
+    """The same of a key or certificate. The bound keeps the time short, which grows with the square of the length."""
+    if memoryview(der).nbytes > 1 << 16:
+        raise Error("a key or certificate has at most 65536 bytes")
+    return _inside(der)
 
 
 def _optional(der: bytes, tag: int) -> Tuple[Optional[bytes], bytes]:

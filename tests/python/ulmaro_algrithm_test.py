@@ -248,6 +248,7 @@ class Formats(unittest.TestCase):
                     self.assertEqual(read(bytes.fromhex(digits)), key)
                 else:
                     self.assertRaises(ua.Error, read, bytes.fromhex(digits))
+        self.assertRaisesRegex(ua.Error, "at most", ua.public_key_from_der, bytes(65537))
         n = int.from_bytes(ua.Curve().parameters[160:], "big")
         largest, other = (ua.Curve().key_pair(number(d)) for d in (n - 1, n - 107))  # the other has this x as well
         self.assertRaisesRegex(ua.Error, "range", ua.private_key_from_der, ua.private_key_to_der(largest))
