@@ -7,6 +7,7 @@
 #include <mbedtls/pkcs5.h>
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 
 #include "support/error.hpp"
@@ -24,14 +25,15 @@ constexpr std::size_t block_bytes = algrithm::Sm4::block_size;
 
 struct Cipher {
     std::string_view oid;
+    unsigned key_bytes;
     mbedtls_cipher_type_t type;  // none for SM4
 };
 
 constexpr Cipher ciphers[] = {
-    {"\x60\x86\x48\x01\x65\x03\x04\x01\x2A", MBEDTLS_CIPHER_AES_256_CBC},
-    {"\x60\x86\x48\x01\x65\x03\x04\x01\x16", MBEDTLS_CIPHER_AES_192_CBC},
-    {"\x60\x86\x48\x01\x65\x03\x04\x01\x02", MBEDTLS_CIPHER_AES_128_CBC},
-    {"\x2A\x81\x1C\xCF\x55\x01\x68\x02", MBEDTLS_CIPHER_NONE},
+    {"\x60\x86\x48\x01\x65\x03\x04\x01\x2A", 32, MBEDTLS_CIPHER_AES_256_CBC},
+    {"\x60\x86\x48\x01\x65\x03\x04\x01\x16", 24, MBEDTLS_CIPHER_AES_192_CBC},
+    {"\x60\x86\x48\x01\x65\x03\x04\x01\x02", 16, MBEDTLS_CIPHER_AES_128_CBC},
+    {"\x2A\x81\x1C\xCF\x55\x01\x68\x02", 16, MBEDTLS_CIPHER_NONE},
 };
 constexpr const Cipher& aes256 = ciphers[0];
 constexpr const Cipher& sm4 = ciphers[3];
@@ -46,6 +48,7 @@ struct Scheme {
     mbedtls_md_type_t md = MBEDTLS_MD_NONE;  // none for SM3
     mbedtls_cipher_type_t cipher = MBEDTLS_CIPHER_NONE;
     unsigned iterations = new_iterations;
+    std::optional<unsigned> key_bytes;  // when it is not told it follows from the cipher
     View salt;
     View iv;
 };
@@ -158,8 +161,7 @@ void read_derivation(Reader algorithm, Scheme& scheme) {
     if (scheme.iterations == 0 || scheme.iterations > most_iterations) {
         throw FormatError("encrypted with an unreasonable number of iterations");
     }
-    if (parameters.next_is(integer_tag))
-        parameters.small_integer();  // the key length, which follows from the cipher too
+    if (parameters.next_is(integer_tag)) scheme.key_bytes = parameters.small_integer();
     scheme.md = parameters.done() ? MBEDTLS_MD_SHA1 : read_prf(parameters.enter());
     parameters.finish();
 }
@@ -170,6 +172,9 @@ void read_cipher(Reader algorithm, Scheme& scheme) {
     algorithm.finish();
     for (const Cipher& cipher : ciphers) {
         if (!(oid == cipher.oid) || scheme.iv.size() != block_bytes) continue;
+        if (scheme.key_bytes.value_or(cipher.key_bytes) != cipher.key_bytes) {
+            throw FormatError("encrypted with a key of another length than the cipher's");
+        }
         scheme.cipher = cipher.type;
         return;
     }
