@@ -65,13 +65,14 @@ void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
     x = Called::mul(total->x, Called::sqr(Called::mul(total->zz, inverse)));
 }
 
-/// table[i] = (2i + 1) p for a point on the curve and up to 16 entries.
+/// table[i] = (2i + 1) p for a point on the curve and 2 to 16 entries.
 ///
 /// A sum of two points with the same z needs no powers of it, and brings one of them to its own z on the way (Meloni,
 /// "New point addition formulae for ECC applications", 2007). Here that is 2p. Each z is the one before times the
 /// difference of the two x, so a single inversion makes all entries affine.
 template <typename F>
 void fill_odd_multiples(std::span<Affine> table, const Affine& p) noexcept {
+    if (table.size() < 2) __builtin_unreachable();
     Fe ratio[16];  // ratio[i] is z of entry i over that of entry i - 1
 
     // 2p as in double_point, and p, both with z = y.
