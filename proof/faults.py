@@ -133,7 +133,7 @@ def choices(library, theorem, covered, read):
             for changed in faults(*library.text[a][:2]):
                 yield 'code', a, changed
     for a in sorted(read):
-        yield 'byte', a, 0x10
+        yield 'byte', a, 0x90 if library.byte(a) == 0x80 else 0x10  # a shuffle looks at no other bit of 0x80
 
 
 def main():

@@ -70,10 +70,9 @@ class Machine:
     def from_file(self, address):
         """The cell of a byte that nothing has written: an aligned word of the file where that is possible."""
         start = address & ~7
-        data = [self.library.byte(a) for a in range(start, start + 8)]
         if start in self.library.pointers:
             cell = (self.library.pointers[start], 8, start)
-        elif None not in data:
+        elif None not in (data := [self.library.byte(a) for a in range(start, start + 8)]):
             cell = (int.from_bytes(bytes(data), 'little'), 8, start)
         elif self.library.byte(address) is not None:
             start, cell = address, (self.library.byte(address), 1, address)
