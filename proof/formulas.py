@@ -43,6 +43,15 @@ def add_jacobian(F, p, q):
     return sx, sy, F.mul(z, h)
 
 
+def add_vartime(F, p, q):
+    if F.is_zero(p[2]):
+        return *q, F.one
+    total = F.point(add_jacobian, p, q)
+    if F.is_zero(total[2]) and F.is_zero(total[0]):
+        return F.point(double_point, (*q, F.one))
+    return total
+
+
 def add_extended(F, p, q):
     x, y, zz, zzz = p
     h, t = F.sub(F.mul(q[0], zz), x), F.sub(F.mul(q[1], zzz), y)

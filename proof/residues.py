@@ -6,6 +6,7 @@ counts as a variable of its own. Conditions that select words are decided both w
 remains is linear: the difference from the wanted value vanishes modulo m, and the result is in [0, m). Both follow from
 the facts over the reals, or else over the integers; z3's `unsat` is trusted.
 """
+import functools
 import hashlib
 import math
 import os
@@ -444,6 +445,7 @@ def vanish(s, kind, group, extra, integers):
 
 
 # -- lemmas on disk: a slice's shape by its hash, together with the text of the program
+@functools.cache
 def store():
     files = [p for p in sorted(pathlib.Path(__file__).parent.glob('*.py')) if p.name in ('residues.py', 'words.py', 'values.py')]
     text = hashlib.sha256(b''.join(p.read_bytes() for p in files)).hexdigest()[:16]

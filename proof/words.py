@@ -2,7 +2,7 @@
 
 The samples only guide: they say where in the graph a value may be found, and which way a branch goes where that is
 allowed. What is claimed of a word is proved from its definition. The rewriting rules below are identities of OPERATIONS;
-`rules_agree` tries them on random operands.
+`rules_agree` tries them on random operands before every proof.
 """
 import random
 
@@ -31,7 +31,8 @@ class Words(Domain):
         self.samples = samples
         self.table = {}
         self.at = {}  # values for the samples -> words of 64 bits that have them, oldest first
-        self.decisions = None  # a list, if branches on symbols may follow the samples
+        self.decisions = None  # a list, if branches on symbols may follow the samples ..
+        self.turned = ()  # .. but for these places in it, where they go the other way
         self.sealed = False  # set: what is made from now on is not looked for in `at`
 
     def symbol(self, w, sample):
@@ -63,8 +64,8 @@ class Words(Domain):
     def decide(self, bit):
         if self.decisions is None or len(set(bit.sample)) != 1:
             raise Leak('a branch depends on a symbol')
-        self.decisions.append((bit, bit.sample[0]))
-        return bit.sample[0]
+        self.decisions.append((bit, bit.sample[0] ^ (len(self.decisions) in self.turned)))
+        return self.decisions[-1][1]
 
     # -- rewriting
     def symbolic(self, op, w, *args):
