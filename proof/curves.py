@@ -84,7 +84,7 @@ class Field:
         if all(a.constant() for a in args):
             return Element(limbs(values[0]), values)
         self.count += 1
-        first, places = None, list(self.run.found(values, args))
+        first, places = None, list(self.run.found(values, args, min if kind == 'half' else max))
         for effort in residues.KNOWN, residues.REALS, residues.INTEGERS:
             for words in places:
                 try:
@@ -308,13 +308,13 @@ class Run:
             raise Refused('an inversion of something else')
         return self.inverses[of.words, modulus]
 
-    def found(self, values, operands=None):
-        """Limbs with these values, the oldest first. For operands: only what is younger, and first what the run
-        computed lately, and looks like the last step of the first operation that has the value, where one kind of
-        instruction makes all four limbs."""
+    def found(self, values, operands=None, needed=min):
+        """Limbs with these values, the oldest first. For operands: only what is younger, than one limb of each or, if
+        each limb depends on all of them, than the last, `needed`; and first what the run computed lately, and looks like
+        the last step of the first operation that has the value, where one kind of instruction makes all four limbs."""
         yield from (words for words in self.met.get(tuple(values), ()) if all(words != a.words for a in operands or ()))
         number = lambda w: w.id if isinstance(w, Word) else 0  # noqa: E731
-        since = max((min(number(w) for w in a.words) for a in operands), default=-1) if operands else -1
+        since = max((needed(number(w) for w in a.words) for a in operands), default=-1) if operands else -1
         columns = []
         for i in range(4):
             sample = tuple(v >> 64 * i & mask(64) for v in values)
@@ -484,7 +484,11 @@ class Bits:
     def __init__(self, **elements):
         self.env = {w: z3.BitVec(f'{name}_{i}', 64) for name, e in elements.items() for i, w in enumerate(e.words)
                     if isinstance(w, Word)}
-        for w, v in list(self.env.items()):  # rewriting may have gone past a joined word to its parts
+        for w, v in list(self.env.items()):  # rewriting may have gone past a word to what it is made of
+            if w.op == 'choose':
+                del self.env[w]
+                self.env.update({a: z3.BitVec(f'{v}_{i}', a.w) for i, a in enumerate(w.args)
+                                 if isinstance(a, Word) and a not in self.env})
             if w.op == 'join':
                 step = 64 // len(w.args)
                 self.env.update({part: z3.Extract(step * i + step - 1, step * i, v) for i, part in enumerate(w.args)

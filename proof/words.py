@@ -83,6 +83,8 @@ class Words(Domain):
                 args = b, a, *args[2:]
         rule = getattr(self, '_' + op, None)
         found = rule(w, *args) if rule else None
+        if found is None and op in ('and', 'or', 'xor'):
+            found = self._one_condition(op, w, *args)
         if found is None:
             found = self.make(op, w, *args)
         return found
@@ -166,6 +168,14 @@ class Words(Domain):
                 return self.op('choose', w, self.op(op, 1, *bits), max(values), 0)
         return None
 
+    def _one_condition(self, op, w, a, b):
+        """One bit decides both, and each way one of them is a number."""
+        if type(b) is Word and a.op == b.op == 'choose' and a.args[0] is b.args[0]:
+            pairs = list(zip(a.args[1:], b.args[1:]))
+            if all(isinstance(x, int) or isinstance(y, int) for x, y in pairs):
+                return self.op('choose', w, a.args[0], *(self.op(op, w, x, y) for x, y in pairs))
+        return None
+
     def _not(self, w, a):
         return a.args[0] if a.op == 'not' else None
 
@@ -232,12 +242,14 @@ class Words(Domain):
                 type(p) is Word and p.op == 'cut' and p.args[0] is first.args[0] and p.args[1] == first.args[1] + w * i
                 for i, p in enumerate(parts)):
             return self.cut(total, first.args[0].w, *first.args)
-        conditions = {p.args[0] if p.op == 'choose' and isinstance(p.args[1], int) and isinstance(p.args[2], int) else
-                      p if w == 1 else None for p in parts if type(p) is Word}
-        if len(conditions) == 1 and None not in conditions:  # bits that one condition decides
+        conditions = {p.args[0] if p.op == 'choose' else p if w == 1 else None for p in parts if type(p) is Word}
+        if len(conditions) == 1 and None not in conditions:  # parts that one condition decides
             c, = conditions
             x, y = (self.join(w, [p if isinstance(p, int) else v if p is c else p.args[2 - v] for p in parts]) for v in (1, 0))
             return self.op('choose', total, c, x, y)
+        if total == 64 and type(first) is Word and first.op in ('and', 'or', 'xor', 'not') and all(
+                type(p) is Word and p.op == first.op for p in parts):  # lanes of a limb
+            return self.op(first.op, total, *(self.join(w, values) for values in zip(*(p.args for p in parts))))
         steps = [w // len(p.args) for p in parts if type(p) is Word and p.op == 'join']
         if steps:
             step = min(steps)
@@ -245,29 +257,31 @@ class Words(Domain):
         return self.make('join', total, *parts)
 
 
-def rules_agree(rounds=3000, seed=1):
+def rules_agree(rounds=10_000, seed=1):
     """Tries the rules: what a random expression was rewritten into has the values of the expression."""
     rnd = random.Random(seed)
     d = Words(16)
-    pools = {w: [d.symbol(w, [rnd.getrandbits(w) for _ in range(16)]) for _ in range(4)] + [0, 1, mask(w)] for w in (1, 8, 64)}
+    pools = {w: [d.symbol(w, [rnd.getrandbits(w) for _ in range(16)]) for _ in range(4)] + [0, 1, mask(w)] for w in (1, 8, 32, 64)}
     count = {'add': 2, 'carry': 2, 'sub': 2, 'borrow': 2, 'mul': 2, 'high': 2, 'and': 2, 'or': 2, 'xor': 2, 'not': 1, 'zero': 1}
     for _ in range(rounds):
-        w = rnd.choice((1, 8, 64))
+        w = rnd.choice((1, 8, 32, 64))
         op = rnd.choice([*count, 'choose', 'shl', 'shr', 'sar', 'cut', 'join'])
         recent = lambda v: rnd.choice(pools[v][-12:] + pools[v][:8])  # noqa: E731
         column = lambda x: x.sample if type(x) is Word else (x,) * 16  # noqa: E731
         if op == 'cut':
-            a, low = recent(64), rnd.choice((0, 1, 8, 55, 63))
-            w = 1 if low % 8 else 8
+            a, low = recent(64), rnd.choice((0, 1, 8, 32, 55, 63))
+            w = 1 if low % 8 else rnd.choice((8, 32)) if low % 32 == 0 else 8
             v, want = d.cut(w, 64, a, low), [x >> low & mask(w) for x in column(a)]
         elif op == 'join':
-            step = rnd.choice((1, 8))
-            parts = [recent(step) for _ in range(64 // step)] if rnd.random() < .5 else [recent(step)] + [0] * (64 // step - 1)
+            step = rnd.choice((1, 8, 32))
+            lane = rnd.choice((lambda: recent(step), lambda: 0, lambda: d.op('and', step, recent(step), recent(step)),
+                               lambda: d.op('not', step, recent(step))))
+            parts = [lane() or recent(step), *(lane() for _ in range(64 // step - 1))]
             w, v = 64, d.join(step, parts)
             want = [sum(x << step * i for i, x in enumerate(xs)) for xs in zip(*map(column, parts))]
         else:
             if op == 'choose':
-                args = [recent(1), recent(w), recent(w)]
+                args = [rnd.choice((recent(1), pools[1][0])), recent(w), recent(w)]
             elif op in ('shl', 'shr', 'sar'):
                 args = [recent(w), rnd.choice((0, w - 1, w // 2))]
             else:
@@ -422,7 +436,7 @@ def vector(a, env, w=64):
 
 def _term(a, env):
     w = operand_width(a)
-    if a.op == 'symbol':
+    if a.op in ('symbol', 'high'):
         raise Refused(f'it also depends on {a}')
     if a.op == 'cut':
         x = vector(a.args[0], env)
