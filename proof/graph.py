@@ -38,18 +38,12 @@ class Graph(Domain):
             return a
         pieces, value = [], 0  # (how far the part is from its place in the word `of`, `of`), and what is kept of that
         for i, p in enumerate(a.parts):
-            low, of, kept = a.w * i, p, mask(a.w)
-            whole = p.whole if isinstance(p, Part) else None
-            if isinstance(whole, Node) and whole.name == 'and' and isinstance(whole.args[2], int):
-                of, kept = whole.args[1], whole.args[2] >> p.low & mask(a.w)
-                low -= p.low
-            elif isinstance(p, Part):
-                of = p
-            if isinstance(of, Part):
-                low, of = low - of.low, of.whole
-            elif isinstance(of, Node) and of.name == 'part':
-                low, of = low - of.args[2], of.args[1]
-            pieces.append((low, of))
+            of, at, kept = (p.whole, p.low, mask(a.w)) if isinstance(p, Part) else (p, 0, mask(a.w))
+            if isinstance(of, Node) and of.name == 'and' and isinstance(of.args[2], int):
+                of, kept = of.args[1], of.args[2] >> at & mask(a.w)
+            if isinstance(of, Node) and of.name == 'part':
+                of, at = of.args[1], at + of.args[2]
+            pieces.append((a.w * i - at, of))
             value |= kept << a.w * i
         w, first = a.w * len(pieces), pieces[0][1]
         if isinstance(first, Node) and first.w == w and all(piece == (0, first) for piece in pieces):
@@ -67,8 +61,10 @@ class Graph(Domain):
         return self.nodes[key]
 
     def symbolic(self, name, w, *args):
-        if name == 'and' and mask(w) in args:
-            return args[args[0] == mask(w)]
+        if name == 'and' and isinstance(args[0], int):
+            args = args[::-1]
+        if name == 'and' and args[1] == mask(w):
+            return args[0]
         return self.make(name, w, tuple(map(self.whole, args)))
 
 

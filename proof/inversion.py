@@ -140,10 +140,11 @@ class Definition:
     def batch(self, f, g, x):
         """The matrix of sixty steps."""
         d, total = self.d, [1, 0, 0, 1]
-        low = [self.cut('a low word', d.op('or', 64, a[0], d.op('shl', 64, a[1], 60))) for a in (f, g)]
+        low = [d.op('or', 64, a[0], d.op('shl', 64, a[1], 60)) for a in (f, g)]
         for _ in range(TWENTIES):
-            packed_f, packed_g, x = self.steps(*low, x)
+            packed_f, packed_g, x = self.steps(*low, x)  # the code may leave bits of low away that are not used here
             u, v, q, r = self.matrix(packed_f, packed_g)
+            low = [self.cut('a low word', a) for a in low]
             low = [self.cut('a low word', d.op('shr', 64, self.row(a, low[0], b, low[1]), 20), prover=self.integers)
                    for a, b in ((u, v), (q, r))]
             total = [self.cut('the matrix', self.row(a, total[i], b, total[i + 2]), -1 << 60, 1 << 60, self.integers)
