@@ -122,6 +122,9 @@ def operand(t):
         return Element(int(m[1]), LANE[m[2]], int(m[3]))
     if t[0] == '[':
         return Memory(t)
+    m = re.fullmatch(r'\{v(\d+)\.([bhsd])\}\[(\d+)\]', t)
+    if m:
+        return [Element(int(m[1]), LANE[m[2]], int(m[3]))]
     if t[0] == '{':
         listed = [operand(x) for x in re.split('[,-]', t[1:-1].replace(' ', ''))]
         if '-' in t:
@@ -319,14 +322,14 @@ def _(m, i):
     pass
 
 
-@means('add', 'adds', 'adc', 'adcs', 'sub', 'subs', 'sbc', 'sbcs', 'cmp', 'cmn', 'neg')
+@means('add', 'adds', 'adc', 'adcs', 'sub', 'subs', 'sbc', 'sbcs', 'cmp', 'cmn', 'neg', 'ngcs')
 def _(m, i):
     to, d, op = i.args[0], m.d, i.op
     w, a, b = to.bits, 0 if op[0] == 'n' else i.args[0 if op[0] == 'c' else 1].get(m), i.args[-1].get(m)
     if op in ('adc', 'adcs'):
         c = m.flags.carry()
     else:
-        c = m.flags.borrow() if op in ('sbc', 'sbcs') else 0
+        c = m.flags.borrow() if op in ('sbc', 'sbcs', 'ngcs') else 0
     kind = 'add' if op[0] == 'a' or op == 'cmn' else 'sub'
     v = d.op(kind, w, a, b, c)
     if op[-1] == 's' or op[0] == 'c':
@@ -559,6 +562,12 @@ def _(m, i):
     registers, place = i.args
     a = place.address(m)
     for x in registers:
+        if isinstance(x, Element):
+            if i.op == 'ld1':
+                put_element(m, x, m.load(a, x.w // 8))
+            else:
+                m.store(a, m.lanes(whole(x))[x.index], x.w // 8)
+            return
         n = x.w * x.n // 8
         if i.op == 'ld1':
             m.put_lanes(x, *m.load_lanes(a, n))
@@ -568,12 +577,12 @@ def _(m, i):
         a += n
 
 
-@means('ld4', 'st4')
+@means('ld4', 'st2', 'st4')
 def _(m, i):
     registers, place = i.args
-    a, size = place.address(m), registers[0].w // 8
+    a, size, count = place.address(m), registers[0].w // 8, len(registers)
     for j, x in enumerate(registers):
-        places = range(a + size * j, a + 4 * size * x.n, 4 * size)
+        places = range(a + size * j, a + count * size * x.n, count * size)
         if i.op == 'ld4':
             m.put_lanes(x, x.w, [m.load(p, size) for p in places])
         else:
@@ -609,6 +618,10 @@ def whole(x):
     return Vector(x.number, x.w, 128 // x.w)
 
 
+def put_element(m, to, v):
+    m.put_lanes(to, to.w, [v if k == to.index else old for k, old in enumerate(m.lanes(whole(to)))])
+
+
 @means('mov', 'fmov')
 def _(m, i):
     to, x = i.args
@@ -621,8 +634,7 @@ def _(m, i):
     elif isinstance(to, Element):
         n = 128 // to.w
         if isinstance(x, General):
-            values = m.lanes(whole(to))
-            m.put_lanes(to, to.w, [x.get(m) if k == to.index else v for k, v in enumerate(values)])
+            put_element(m, to, x.get(m))
         else:
             rearrange(m, to, to.w, [whole(to), whole(x)], [n + x.index if k == to.index else k for k in range(n)])
     elif isinstance(x, General):
@@ -694,15 +706,19 @@ def _(m, i):
 
 
 # -- vectors: operations in every lane
-@vector('add', 'sub', 'and', 'orr', 'eor')
+@vector('add', 'sub', 'and', 'bic', 'orr', 'eor')
 def _(m, i):
-    to, x, y = i.args
+    to, x, y = i.args if len(i.args) == 3 else (i.args[0], *i.args)
+    constant = isinstance(y, Constant)
     if i.op == 'eor' and x.number == y.number:
         m.put_lanes(to, 64, [0] * (to.w * to.n // 64))
         return
-    w = to.w if i.op in ('add', 'sub') else m.natural(64, x, y)
-    name = {'orr': 'or', 'eor': 'xor'}.get(i.op, i.op)
-    m.put_lanes(to, w, [m.d.op(name, w, a, b) for a, b in zip(m.lanes(x, w), m.lanes(y, w))])
+    w = to.w if constant or i.op in ('add', 'sub') else m.natural(64, x, y)
+    name = {'orr': 'or', 'eor': 'xor', 'bic': 'and'}.get(i.op, i.op)
+    others = [y.value] * to.n if constant else m.lanes(y, w)
+    if i.op == 'bic':
+        others = [m.d.op('not', w, b) for b in others]
+    m.put_lanes(to, w, [m.d.op(name, w, a, b) for a, b in zip(m.lanes(x, w), others)])
 
 
 @means('bsl', 'bit', 'bif')

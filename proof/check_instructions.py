@@ -208,30 +208,48 @@ class Arm:
 EXTRA = {
     '{} al': 'seta setbe setge setl setle setns sets',
     '{} rax,rbx,rdi': 'andn sarx',
-    '{} rax,rbx': 'bsf',
+    '{} rax,rbx': 'bsf tzcnt cmova cmovbe cmovle',
     '{} rax,rbx,3': 'shld',
-    '{} xmm1,xmm2': 'andps orps xorps packuswb pcmpeqb pcmpeqd pmuludq vmovaps vmovups',
-    '{} xmm1,3': 'pslldq psllw psrlw psraw psrad',
-    '{} xmm1,xmm2,3': 'palignr gf2p8affineqb gf2p8affineinvqb pshufhw pshuflw vpshufhw vpshuflw',
-    '{} zmm1,zmm2,3': 'vpsllw vpsllq vpsrad vpsraq vpsraw vpsrlq vpsrlw',
+    '{} rax,3': 'btr ror',
+    '{} xmm1,xmm2': 'andps orps xorps packuswb paddd psubd pcmpeqb pcmpeqd pmuludq movhlps vmovaps vmovups',
+    '{} xmm1,3': 'pslldq psrldq psllw psrlw psraw psrad',
+    '{} xmm1,xmm2,3': 'palignr gf2p8affineqb gf2p8affineinvqb pshufhw pshuflw shufpd vpshufhw vpshuflw vpslldq',
+    '{} zmm1,zmm2,3': 'vprord vpsllw vpsllq vpsrad vpsraq vpsraw vpsrlq vpsrlw',
     '{} ymm1,ymm2,ymm3': 'vxorps vpandn vpcmpeqb vpcmpeqq vpmuludq vpaddq vpsubd vpunpckhbw vpunpckhwd vpunpcklbw '
                          'vpunpcklwd',
     '{} zmm1,zmm2,zmm3': 'vpermt2d',
     '{} zmm1,zmm2,xmm3,2': 'vinserti32x4',
     '{} zmm1{{k1}},zmm2,zmm3': 'vpandd vpandnd vpandnq vpandq vpord vporq',
-    '{} ymm1,ymm2,ymm3,3': 'valignd vpblendd vshufps',
+    '{} ymm1,ymm2,ymm3,3': 'valignd vpblendd vperm2i128 vshufps',
     '{} xmm1,eax,1': 'pinsrd pinsrw',
     '{} xmm1,rax,1': 'pinsrq',
+    '{} xmm1,xmm2,eax,1': 'vpinsrd',
     '{} xmm1,xmm2,rax,1': 'vpinsrq',
+    '{} xmm1,rax': 'vmovq',
+    '{} xmm1,QWORD PTR [rax]': 'movhps',
     '{} xmm1,zmm2,2': 'vextracti32x4',
     '{} zmm1,xmm2': 'vbroadcastsd vpbroadcastb vpmovzxbd',
-    '{} zmm1,XMMWORD PTR [rax]': 'vpmovzxbd',
+    '{} zmm1,zmm2': 'vmovdqa32 vmovdqu8',
+    '{} ymm1,XMMWORD PTR [rax]': 'vbroadcasti128',
+    '{} zmm1,XMMWORD PTR [rax]': 'vbroadcasti32x4 vpmovzxbd',
     '{} xmm1,zmm2': 'vpmovdb',
     '{} eax,ymm1': 'vpmovmskb',
     '{} eax,xmm1': 'pmovmskb',
-    '{} k1,eax': 'kmovw kmovd',
+    '{} k1,eax': 'kmovb kmovw kmovd',
     '{} k1,rax': 'kmovq',
+    '{} ': 'cqo leave',
+}
+ARM_EXTRA = {
     '{} x1, x2, x3, ne': 'csinv',
+    '{} x1, x2': 'ngcs',
+    '{} x1, x2, #3, #5': 'sbfx',
+    '{} x1, [x0]': 'ldar ldrsw',
+    '{} w1, [x0]': 'sturh',
+    '{} v1.4s, v2.4s, #0': 'cmge',
+    '{} v1.16b, v2.16b, v3.16b': 'bic',
+    '{} v1.4s, #3': 'bic orr',
+    '{} {{v1.s}}[1], [x0]': 'ld1 st1',
+    '{} {{v1.8b, v2.8b}}, [x0]': 'st2',
     '{} ': 'autiasp',
 }
 
@@ -272,7 +290,8 @@ def names(library, text):
 def forms(library, decoder):
     """({key: (text to assemble, instruction of the model)}, mnemonics without a meaning)."""
     found, unknown = {}, set()
-    extra = [t.format(op).split(' ', 1) for t, ops in EXTRA.items() for op in ops.split() if op in decoder.MEANING]
+    texts = ARM_EXTRA if library.arm else EXTRA
+    extra = [t.format(op).split(' ', 1) for t, ops in texts.items() for op in ops.split()]
     for op, text, *_ in [*library.text.values(), *extra]:
         while not library.arm and op in x86.PREFIXES:
             op, _, text = text.partition(' ')
