@@ -2,7 +2,7 @@
 # Proves what docs/proofs.md says about built libraries, compares the meanings of instructions that the proofs use with
 # the processor, and plants faults, which must be refused. Where package.sh has built the archives, the libraries in them
 # must be the same in memory as those of build/release and build/aarch64.
-# usage: prove.sh [BUILD...]   (default: build/release build/aarch64, built if they are not)
+# usage: prove.sh [BUILD...]   (default: build/release build/aarch64; build/PRESET is built if it is not)
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -10,19 +10,20 @@ cd "$(dirname "$0")/.."
 
 # shellcheck disable=SC2154,SC2086
 need_packages $proof_packages $arm_packages
-if [ $# -eq 0 ]; then
-  set -- build/release build/aarch64
-  for build in "$@"; do
-    [ ! -f "$build/libUlmaroAlgrithm.so" ] || continue
-    preset=${build#build/}
-    # shellcheck disable=SC2086
-    need_packages $build_packages $test_packages
-    # shellcheck disable=SC2086
-    [ "$preset" != aarch64 ] || unpack_arm64 build/aarch64/arm64 $arm64_test_packages
-    quietly cmake --preset "$preset"
-    quietly cmake --build "$build" --target libUlmaroAlgrithm.so
-  done
-fi
+[ $# -gt 0 ] || set -- build/release build/aarch64
+for build in "$@"; do
+  [ ! -f "$build/libUlmaroAlgrithm.so" ] || continue
+  preset=${build#build/}
+  # shellcheck disable=SC2086
+  need_packages $build_packages $test_packages
+  # shellcheck disable=SC2086
+  case $preset in
+    aarch64) unpack_arm64 build/aarch64/arm64 $arm64_test_packages ;;
+    clang) need_packages clang ;;
+  esac
+  quietly cmake --preset "$preset"
+  quietly cmake --build "$build" --target libUlmaroAlgrithm.so
+done
 
 # As it is in memory, without the number that tells builds apart.
 image() { # LIBRARY FILE
