@@ -119,7 +119,7 @@ class Bits:
         key = a.get_id(), b.get_id()
         if key not in self.same:
             solver = z3.Solver()
-            solver.set('timeout', 3000)
+            solver.set('rlimit', 10_000_000)
             solver.add(a != b)
             self.same[key] = solver.check() == z3.unsat, a, b
         return self.same[key][0]
