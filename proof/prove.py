@@ -28,6 +28,7 @@ NOT_FUNCTIONS = 'name', 'stack', 'lanes'
 BRANCH = re.compile(r'(call|j[a-z]+|b|bl|b[.].*|cbn?z|tbn?z)$')
 NO_RETURN = 'ret', 'jmp', 'b', 'br', 'ud2', 'hlt', 'brk'
 
+
 def functions(library, family):
     """(kernel, field, address) of every function that a kernel of the family has."""
     for kernel, (record, size) in sorted(library.records(family).items()):
