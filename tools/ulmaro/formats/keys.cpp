@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "formats/key_der.hpp"
 #include "support/error.hpp"
@@ -57,19 +58,46 @@ void read_old_block(const PemBlock& block, std::string_view text, const AskPassp
     read_key_der(without_padding(View(pem.get()->buf, pem.get()->buflen)), ask, key);
 }
 
-/// The first key in a PEM text; everything else is skipped. False when there is no PEM at all.
+std::string_view name_of(algrithm::KeyKind kind) {
+    switch (kind) {
+        case algrithm::KeyKind::public_key:
+            return "a public key";
+        case algrithm::KeyKind::certificate:
+            return "a certificate";
+        case algrithm::KeyKind::request:
+            return "a certificate request";
+        default:
+            return "a private key";
+    }
+}
+
+/// The first key in a PEM text; everything else is skipped. False when there is no PEM at all. The labels of private
+/// keys stand for each other, as programs mix them up; but a private key is not to pass for anything else.
 bool read_pem(std::string_view text, const AskPassphrase& ask, Key& key) {
-    constexpr std::string_view labels[] = {
-        "PRIVATE KEY", "ENCRYPTED PRIVATE KEY", "EC PRIVATE KEY",      "SM2 PRIVATE KEY",
-        "PUBLIC KEY",  "CERTIFICATE",           "CERTIFICATE REQUEST", "NEW CERTIFICATE REQUEST"};
+    constexpr std::pair<std::string_view, std::string_view> labels[] = {
+        {"PRIVATE KEY", "a private key"},
+        {"ENCRYPTED PRIVATE KEY", "a private key"},
+        {"EC PRIVATE KEY", "a private key"},
+        {"SM2 PRIVATE KEY", "a private key"},
+        {"PUBLIC KEY", "a public key"},
+        {"CERTIFICATE", "a certificate"},
+        {"CERTIFICATE REQUEST", "a certificate request"},
+        {"NEW CERTIFICATE REQUEST", "a certificate request"}};
     std::size_t at = 0;
     for (std::optional<PemBlock> block; (block = algrithm::next_pem(text, at)); at = block->end) {
-        if (std::ranges::find(labels, block->label) == std::end(labels)) continue;
+        const auto* const known =
+            std::ranges::find(labels, block->label, [](const auto& label) { return label.first; });
+        if (known == std::end(labels)) continue;
         if (block->body.starts_with("Proc-Type:")) {
             read_old_block(*block, text.substr(at, block->end - at), ask, key);
-        } else {
-            read_key_der(pem_contents(*block).span(), ask, key);
+            return true;
         }
+        const SecretBuffer der = pem_contents(*block);
+        const std::string_view found = name_of(algrithm::kind_of_key(der.span()));
+        if (found != known->second) {
+            throw FormatError("labelled " + std::string(block->label) + ", but it holds " + std::string(found));
+        }
+        read_key_der(der.span(), ask, key);
         return true;
     }
     if (at == 0) return false;
