@@ -26,7 +26,10 @@ load common
   cmp key saved
   u keygen -o key --pub pub --force
   not cmp -s key saved
-  u pubkey -k key | cmp - pub
+  u pubkey -k key -o saved --force
+  cmp saved pub
+  u convert key --public --to pem -i key -o saved --force
+  cmp saved pub
 }
 
 # Scalars whose public key begins x (327) or y (107) with a zero byte, the smallest and the largest one, and the

@@ -20,6 +20,9 @@ make_files() {
   sed '/END/d' key >open
   sed '/END/s/PRIVATE/PUBLIC/' key >misnamed
   sed 's/PRIVATE/STRANGE/' key >strange
+  sed 's/PRIVATE/PUBLIC/' key >published
+  sed 's/PUBLIC KEY/CERTIFICATE/' pub >certified
+  sed 's/PUBLIC/PRIVATE/' pub >secret
   u sign -k key -i key -o der
   u sign -k key -i key -f raw -o raw
   head -c 63 raw >raw63

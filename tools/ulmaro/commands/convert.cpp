@@ -67,13 +67,12 @@ void convert_key(const KeyConversion& o) {
     const bool drops_secret = o.only_public && key.secret;
     keep_input(o.files.output,
                {o.passphrase_file.value_or(""), o.new_passphrase_file.value_or(""), drops_secret ? o.files.input : ""});
+    const Existing existing = existing_key(o.files.output, o.files.input, o.force);
     if (o.only_public || !key.secret) {
         if (encrypt) throw Failure(o.files.input + ": a public key cannot be encrypted");
-        return write_whole(o.files.output, write_public_key(key.point, o.to).span());
+        return write_whole(o.files.output, write_public_key(key.point, o.to).span(), Access::usual, existing);
     }
-    // The key itself may be replaced by its new form, but no other file, which may be another key.
-    const bool may_replace = o.force || would_replace(o.files.output, o.files.input);
-    Output output(o.files.output, Access::key, may_replace ? Existing::replaced : Existing::refused);
+    Output output(o.files.output, Access::key, existing);
     SecretBuffer passphrase(0);
     if (encrypt) passphrase = read_passphrase(o.new_passphrase_file, "New passphrase", true);
     output.write(write_private_key(key, o.to, passphrase.span(), o.cipher.value_or(SealingCipher::aes)).span());
@@ -91,7 +90,7 @@ void add_key(CLI::App& convert) {
     cli::flag(sub, "--new-passphrase", o->new_passphrase, "Encrypt the output; asks for the passphrase");
     cli::option(sub, "--new-passphrase-file", o->new_passphrase_file, "Encrypt it under the first line of this file");
     add_cipher_option(sub, o->cipher);
-    cli::flag(sub, "--force", o->force, "Let a private key replace another file than the input");
+    cli::flag(sub, "--force", o->force, "Replace another existing file than the input");
 }
 
 }  // namespace

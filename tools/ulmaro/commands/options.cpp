@@ -49,6 +49,10 @@ void keep_input(const std::string& output, std::initializer_list<std::string> in
     }
 }
 
+Existing existing_key(const std::string& output, const std::string& input, bool force) {
+    return force || would_replace(output, input) ? Existing::replaced : Existing::refused;
+}
+
 void add_key_options(CLI::App& sub, KeyOptions& options, const std::string& help) {
     cli::option(sub, "-k,--key", options.file, help, cli::Need::required);
     cli::option(sub, "--passphrase-file", options.passphrase_file, "File whose first line is the key's passphrase");

@@ -10,6 +10,7 @@
 #include "formats/ciphertext.hpp"
 #include "formats/keys.hpp"
 #include "formats/signature.hpp"
+#include "support/output.hpp"
 
 namespace ulmaro::tool {
 
@@ -60,6 +61,10 @@ bool would_replace(const std::string& output, const std::string& input);
 /// Refuses an output that would replace one of these inputs and so lose it, unlike a mere conversion. Empty names are
 /// ignored.
 void keep_input(const std::string& output, std::initializer_list<std::string> inputs);
+
+/// Whether a key may replace the file that is there: its own input, as another form of it; anything else, which may be
+/// another key, by force only.
+Existing existing_key(const std::string& output, const std::string& input, bool force);
 
 extern const std::map<std::string, KeyFormat> key_format_names;
 extern const std::map<std::string, SignatureFormat> signature_format_names;

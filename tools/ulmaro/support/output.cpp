@@ -211,8 +211,8 @@ bool Output::feeds(const Input& input) const {
     return temporary_.empty() && ::fstat(fd_, &a) == 0 && S_ISREG(a.st_mode) && input.status(b) && same_file(a, b);
 }
 
-void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access) {
-    Output output(path, access);
+void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access, Existing existing) {
+    Output output(path, access, existing);
     output.write(bytes);
     output.commit();
 }

@@ -66,7 +66,8 @@ private:
 };
 
 /// A whole output at once.
-void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access = Access::usual);
+void write_whole(const std::string& path, std::span<const unsigned char> bytes, Access access = Access::usual,
+                 Existing existing = Existing::replaced);
 
 /// Makes ending signals remove the temporary files first, and a file size limit a failure of the write. Called once,
 /// before any Output.
