@@ -22,6 +22,10 @@
 #ifndef ULMARO_ALGRITHM_HPP
 #define ULMARO_ALGRITHM_HPP
 
+#if __cplusplus < 202002L
+#error "UlmaroAlgrithm.hpp needs C++20: -std=c++20"
+#endif
+
 #include <errno.h>
 #include <string.h>
 #include <sys/random.h>
