@@ -1,7 +1,10 @@
 #include "errors.hpp"
 
+#include <openssl/core_names.h>
+
 #include <array>
 #include <cstdarg>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string_view>
@@ -45,6 +48,9 @@ const OSSL_ITEM* reason_strings() noexcept {
 Core::Core(const OSSL_CORE_HANDLE* handle, const OSSL_DISPATCH* upcalls) noexcept : handle_(handle) {
     for (; upcalls->function_id != 0; ++upcalls) {
         switch (upcalls->function_id) {
+            case OSSL_FUNC_CORE_GET_PARAMS:
+                get_params_ = OSSL_FUNC_core_get_params(upcalls);
+                break;
             case OSSL_FUNC_CORE_NEW_ERROR:
                 new_error_ = OSSL_FUNC_core_new_error(upcalls);
                 break;
@@ -58,6 +64,13 @@ Core::Core(const OSSL_CORE_HANDLE* handle, const OSSL_DISPATCH* upcalls) noexcep
                 break;
         }
     }
+}
+
+int Core::major_version() const noexcept {
+    const char* version = nullptr;
+    OSSL_PARAM wanted[] = {{OSSL_PROV_PARAM_CORE_VERSION, OSSL_PARAM_UTF8_PTR, &version, 0, 0}, {}};
+    if (get_params_ == nullptr || get_params_(handle_, wanted) != 1 || version == nullptr) return 0;
+    return std::atoi(version);
 }
 
 void Core::raise(const Refusal& refusal, const char* format, ...) const noexcept {

@@ -51,6 +51,9 @@ class Core {
 public:
     Core(const OSSL_CORE_HANDLE* handle, const OSSL_DISPATCH* upcalls) noexcept;
 
+    /// Of the OpenSSL that loads this: 3, 4; 0 when it does not say.
+    int major_version() const noexcept;
+
     /// Puts the exception that is being handled on OpenSSL's error queue.
     void report_exception() const noexcept;
 
@@ -58,6 +61,7 @@ private:
     void raise(const Refusal& refusal, const char* format, ...) const noexcept;
 
     const OSSL_CORE_HANDLE* handle_;
+    OSSL_FUNC_core_get_params_fn* get_params_ = nullptr;
     OSSL_FUNC_core_new_error_fn* new_error_ = nullptr;
     OSSL_FUNC_core_set_error_debug_fn* set_error_debug_ = nullptr;
     OSSL_FUNC_core_vset_error_fn* vset_error_ = nullptr;

@@ -1,6 +1,8 @@
 // What OpenSSL holds pointers to: one Provider for each time that it is loaded, and the objects made through it.
 #pragma once
 
+#include <string_view>
+
 #include "UlmaroAlgrithm.hpp"
 #include "errors.hpp"
 
@@ -8,6 +10,7 @@ namespace ulmaro::provider {
 
 struct Provider {
     Core core;
+    std::string_view identity;  // of signers that are given none
     algrithm::Curve curve;
     ec_group_st group;  // the same, for what the class Curve does not do: decrypt without a word
 };

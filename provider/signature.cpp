@@ -1,4 +1,6 @@
 // SM2 signatures in DER: of digests, and of messages together with the signer's distinguishing identifier.
+#include <openssl/prov_ssl.h>
+
 #include <cstring>
 #include <string>
 
@@ -19,14 +21,17 @@ using algrithm::Signature;
 constexpr std::size_t most_bytes = 72;          // of a signature
 constexpr std::size_t longest_identity = 8191;  // its length in bits has two bytes
 
+// Set by OpenSSL 4.0 and later for a handshake; its signers have this identity (RFC 8998 clause 3.2.1).
+constexpr const char* tls_version = "tls-version";
+constexpr std::string_view tls_identity = "TLSv1.3+GM+Cipher+Suite";
+
 /// Where a message is: there is none, because digests are given or it has been signed; it can begin, with Z; it has.
 enum class Stage { none, ahead, begun };
 
 struct Signer : Object {
     using Object::Object;
     KeyPair pair;
-    // Until it is set it is empty, as in OpenSSL: not the usual one of the standard.
-    std::string identity;
+    std::string identity{provider.identity};
     algrithm::Sm3 message;
     Stage stage = Stage::none;
 };
@@ -48,6 +53,10 @@ Digest finish(Signer& signer) {
 }
 
 int set_params(Signer& signer, const OSSL_PARAM* params) {
+    if (const auto* p = find(params, tls_version); p != nullptr && count_of(*p) == TLS1_3_VERSION) {
+        require(signer.stage == Stage::ahead, Reason::identity_too_late);
+        signer.identity = tls_identity;
+    }
     if (const auto* p = find(params, OSSL_PKEY_PARAM_DIST_ID)) {
         require(signer.stage == Stage::ahead, Reason::identity_too_late);
         const View identity = octets_of(*p);
@@ -63,7 +72,7 @@ int set_params(Signer& signer, const OSSL_PARAM* params) {
 
 const OSSL_PARAM* settable_params(void*, void*) noexcept {
     static constexpr OSSL_PARAM list[] = {octets(OSSL_PKEY_PARAM_DIST_ID), text(OSSL_SIGNATURE_PARAM_DIGEST),
-                                          number(OSSL_SIGNATURE_PARAM_DIGEST_SIZE), end_of_list};
+                                          number(OSSL_SIGNATURE_PARAM_DIGEST_SIZE), number(tls_version), end_of_list};
     return list;
 }
 

@@ -1,6 +1,8 @@
 // The provider as a program sees it through EVP, beside OpenSSL's own: each has a library context of its own, in one
 // process, and whatever one makes the other must accept.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <openssl/core_dispatch.h>
 #include <openssl/core_names.h>
 #include <openssl/decoder.h>
 #include <openssl/err.h>
@@ -368,6 +370,52 @@ TEST_F(Provider, RefusesAlteredSignaturesAndCiphertexts) {
         EXPECT_FALSE(accepted(longer));
     }
     ERR_clear_error();
+}
+
+/// The module, told that version 4 loads it.
+int initialise_under_4(const OSSL_CORE_HANDLE* handle, const OSSL_DISPATCH* in, const OSSL_DISPATCH** out, void** own) {
+    static OSSL_DISPATCH upcalls[128];
+    OSSL_FUNC_core_get_params_fn* const answer = [](const OSSL_CORE_HANDLE*, OSSL_PARAM* wanted) {
+        return OSSL_PARAM_set_utf8_ptr(OSSL_PARAM_locate(wanted, OSSL_PROV_PARAM_CORE_VERSION), "4.0.3");
+    };
+    for (OSSL_DISPATCH* to = upcalls; in->function_id != 0; ++in) {
+        *to++ = in->function_id == OSSL_FUNC_CORE_GET_PARAMS
+                    ? OSSL_DISPATCH{in->function_id, reinterpret_cast<void (*)()>(answer)}
+                    : *in;
+    }
+    void* const symbol = dlsym(dlopen(ULMARO_MODULES "/ulmaro.so", RTLD_NOW), "OSSL_provider_init");
+    return reinterpret_cast<OSSL_provider_init_fn*>(symbol)(handle, upcalls, out, own);
+}
+
+// Its own signers without an identity have the usual one, and those of a TLS handshake another.
+TEST_F(Provider, FollowsTheVersionThatLoadsIt) {
+    Side later{false};
+    OSSL_PROVIDER_add_builtin(later.library, "ulmaro", initialise_under_4);
+    later.ulmaro = OSSL_PROVIDER_load(later.library, "ulmaro");
+    EVP_set_default_properties(later.library, "?provider=ulmaro");
+    const Key key = theirs.generate(), carried = carry(key, later);
+    const Bytes message = pattern(50);
+    for (const auto& [asked, meant] :
+         {std::pair<Identity, Identity>{{}, "1234567812345678"}, {"", ""}, {"someone", "someone"}}) {
+        const Bytes signature = Signer{later, carried.get(), asked}.sign(message);
+        EXPECT_TRUE((Signer{theirs, key.get(), meant}.verify(message, signature))) << meant.value();
+    }
+    const Bytes handshake = Signer{theirs, key.get(), "TLSv1.3+GM+Cipher+Suite"}.sign(message);
+    for (unsigned version : {0x0303U, 0x0304U}) {
+        Signer verifier{later, carried.get(), {}};
+        EXPECT_TRUE(verifier.start(false));
+        const OSSL_PARAM told[] = {OSSL_PARAM_construct_uint("tls-version", &version), OSSL_PARAM_construct_end()};
+        EXPECT_EQ(EVP_PKEY_CTX_set_params(EVP_MD_CTX_get_pkey_ctx(verifier.context.get()), told), 1);
+        EXPECT_EQ(EVP_DigestVerify(verifier.context.get(), handshake.data(), handshake.size(), message.data(),
+                                   message.size()),
+                  version == 0x0304 ? 1 : 0);
+    }
+    for (const auto& [side, expected] : {std::pair<const Side&, int>{later, 1}, {ours, OPENSSL_VERSION_MAJOR >= 4}}) {
+        int schemes = 0;
+        OSSL_CALLBACK* const count = [](const OSSL_PARAM*, void* counted) { return ++*static_cast<int*>(counted); };
+        EXPECT_EQ(OSSL_PROVIDER_get_capabilities(side.ulmaro, "TLS-SIGALG", count, &schemes), 1);
+        EXPECT_EQ(schemes, expected);
+    }
 }
 
 TEST_F(Provider, RefusesIdentitiesThatAreLateOrLong) {
