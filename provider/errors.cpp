@@ -27,6 +27,7 @@ const OSSL_ITEM* reason_strings() noexcept {
         item(Reason::bad_parameter, "parameter of a wrong type or value"),
         item(Reason::not_sm3, "no other digest than SM3"),
         item(Reason::not_the_curve, "no other curve than SM2"),
+        item(Reason::not_the_form, "no keys with explicit curve parameters or without the public half"),
         item(Reason::bad_point, "not a point of the curve"),
         item(Reason::bad_scalar, "private key out of range"),
         item(Reason::key_mismatch, "private and public key do not belong together"),

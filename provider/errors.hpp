@@ -14,6 +14,7 @@ enum class Reason : unsigned {
     bad_parameter,
     not_sm3,
     not_the_curve,
+    not_the_form,
     bad_point,
     bad_scalar,
     key_mismatch,

@@ -46,9 +46,9 @@ void set_form(Form& form, const OSSL_PARAM* params) {
 /// Likewise, by a program. With the curve's parameters instead of its name, or without the public half, it is not.
 void choose_form(Form& form, const OSSL_PARAM* params) {
     const auto* const encoding = find(params, OSSL_PKEY_PARAM_EC_ENCODING);
-    require(encoding == nullptr || text_of(*encoding) == "named_curve", Reason::bad_parameter);
+    require(encoding == nullptr || text_of(*encoding) == "named_curve", Reason::not_the_form);
     const auto* const with_half = find(params, OSSL_PKEY_PARAM_EC_INCLUDE_PUBLIC);
-    require(with_half == nullptr || count_of(*with_half) != 0, Reason::bad_parameter);
+    require(with_half == nullptr || count_of(*with_half) != 0, Reason::not_the_form);
     set_form(form, params);
 }
 
