@@ -74,11 +74,17 @@ if(NOT CMAKE_CROSSCOMPILING) # the same for every architecture: made once
     SUMMARY "SM2, SM3 and SM4 for Python"
     DESCRIPTION "${about}This package has the Python module ulmaro_algrithm, on top of ctypes.")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${packaging}/prerm)
 endif()
 
 install(FILES docs/cookbook.md docs/formats.md docs/moving.md docs/overview.md docs/security.md
               docs/design.md docs/proofs.md docs/provider.md # to which these point
-        DESTINATION share/doc/libulmaroalgrithm-dev COMPONENT development)
+        DESTINATION share/doc/libulmaroalgrithm-dev/docs COMPONENT development)
+file(CREATE_LINK ../../../../include/UlmaroAlgrithm.h ${made}/UlmaroAlgrithm.h SYMBOLIC)
+install(FILES ${made}/UlmaroAlgrithm.h DESTINATION share/doc/libulmaroalgrithm-dev/include COMPONENT development)
+# The tool has code of CLI11's headers in it, whose licence asks for its text in what is built from them.
+install(FILES /usr/share/doc/libcli11-dev/copyright DESTINATION share/doc/ulmaro RENAME copyright.cli11
+        COMPONENT tool)
 install(
   DIRECTORY examples/
   DESTINATION share/doc/libulmaroalgrithm-dev/examples

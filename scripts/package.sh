@@ -73,12 +73,14 @@ pack_archive() {
   quietly cmake --install "$tree" --strip --prefix "$tree/$name"
   doc=$tree/$name/share/doc/UlmaroAlgrithm
   mkdir -p "$doc"
-  cp README.md CHANGELOG.md packaging/copyright "$doc"
-  mkdir "$doc/docs"
+  cp README.md CHANGELOG.md CONTRIBUTING.md packaging/copyright "$doc"
+  mkdir "$doc/docs" "$doc/include"
+  ln -s ../../../../include/UlmaroAlgrithm.h "$doc/include" # to which pages point
   cp -R docs/*.md docs/performance "$doc/docs"
   mkdir "$doc/examples"
   cp examples/*.c examples/*.cpp "$doc/examples"
   cp "$root/usr/share/doc/libmbedtls-dev/copyright" "$doc/copyright.mbedtls"
+  cp /usr/share/doc/libcli11-dev/copyright "$doc/copyright.cli11"
   cp "$root/usr/share/doc/libc6/copyright" "$doc/copyright.glibc"
   cp /usr/share/doc/libgcc-s1/copyright "$doc/copyright.gcc"
   XZ_OPT=-9 tar -C "$tree" --sort=name --mtime="@$SOURCE_DATE_EPOCH" --owner=0 --group=0 --numeric-owner \

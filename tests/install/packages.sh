@@ -24,6 +24,7 @@ fail() {
 use() { # PREFIX LIBRARY_DIR PYTHON_DIR LIBRARY_PATH
   local tool=$1/bin/ulmaro
   tests/install/consumers.sh "$2" "${cmake_options[@]}"
+  python3 -B tests/docs/links.py "$1/share/doc"
   for file in "$tool" "$2/ossl-modules/ulmaro.so" "$2"/libUlmaro*.so; do
     tests/abi/shipped.sh "$file"
     ! "$READELF" -SW "$file" | grep -Eq '\.(debug_|symtab)' || fail "$file is not stripped"
