@@ -58,6 +58,8 @@ void read_old_block(const PemBlock& block, std::string_view text, const AskPassp
     read_key_der(without_padding(View(pem.get()->buf, pem.get()->buflen)), ask, key);
 }
 
+constexpr std::string_view private_key = "a private key";
+
 std::string_view name_of(algrithm::KeyKind kind) {
     switch (kind) {
         case algrithm::KeyKind::public_key:
@@ -67,7 +69,7 @@ std::string_view name_of(algrithm::KeyKind kind) {
         case algrithm::KeyKind::request:
             return "a certificate request";
         default:
-            return "a private key";
+            return private_key;
     }
 }
 
@@ -75,10 +77,10 @@ std::string_view name_of(algrithm::KeyKind kind) {
 /// keys stand for each other, as programs mix them up; but a private key is not to pass for anything else.
 bool read_pem(std::string_view text, const AskPassphrase& ask, Key& key) {
     constexpr std::pair<std::string_view, std::string_view> labels[] = {
-        {"PRIVATE KEY", "a private key"},
-        {"ENCRYPTED PRIVATE KEY", "a private key"},
-        {"EC PRIVATE KEY", "a private key"},
-        {"SM2 PRIVATE KEY", "a private key"},
+        {"PRIVATE KEY", private_key},
+        {"ENCRYPTED PRIVATE KEY", private_key},
+        {"EC PRIVATE KEY", private_key},
+        {"SM2 PRIVATE KEY", private_key},
         {"PUBLIC KEY", "a public key"},
         {"CERTIFICATE", "a certificate"},
         {"CERTIFICATE REQUEST", "a certificate request"},
@@ -88,7 +90,7 @@ bool read_pem(std::string_view text, const AskPassphrase& ask, Key& key) {
         const auto* const known =
             std::ranges::find(labels, block->label, [](const auto& label) { return label.first; });
         if (known == std::end(labels)) continue;
-        if (block->body.starts_with("Proc-Type:")) {
+        if (known->second == private_key && block->body.starts_with("Proc-Type:")) {
             read_old_block(*block, text.substr(at, block->end - at), ask, key);
             return true;
         }
