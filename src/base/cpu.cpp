@@ -41,6 +41,7 @@ CpuFeatures detect() {
     f.gfni = has_bits(c, 1u << 8);
     f.vaes = f.avx && has_bits(c, 1u << 9);
     f.avx512 = f.avx2 && zmm_saved && has_bits(b, 1u << 16 | 1u << 17 | 1u << 30 | 1u << 31);
+    f.avx512_ifma = f.avx512 && has_bits(b, 1u << 21);
     f.avx_vnni = f.avx2 && __get_cpuid_count(7, 1, &a, &b, &c, &d) && has_bits(a, 1u << 4);
     return f;
 }
@@ -83,9 +84,18 @@ std::span<const CpuFeatureName> cpu_feature_names() noexcept {
     const CpuFeatures& f = cpu_features();
 #if defined(__x86_64__)
     static const CpuFeatureName names[] = {
-        {"ssse3", f.ssse3}, {"sse4.1", f.sse41},  {"aes", f.aes},           {"avx", f.avx},
-        {"avx2", f.avx2},   {"bmi2", f.bmi2},     {"adx", f.adx},           {"vaes", f.vaes},
-        {"gfni", f.gfni},   {"avx512", f.avx512}, {"avx-vnni", f.avx_vnni},
+        {"ssse3", f.ssse3},
+        {"sse4.1", f.sse41},
+        {"aes", f.aes},
+        {"avx", f.avx},
+        {"avx2", f.avx2},
+        {"bmi2", f.bmi2},
+        {"adx", f.adx},
+        {"vaes", f.vaes},
+        {"gfni", f.gfni},
+        {"avx512", f.avx512},
+        {"avx512-ifma", f.avx512_ifma},
+        {"avx-vnni", f.avx_vnni},
     };
     return names;
 #elif defined(__aarch64__)

@@ -16,9 +16,10 @@ struct CpuFeatures {
     bool avx2 = false;
     bool bmi2 = false;
     bool adx = false;
-    bool vaes = false;    // AES rounds on 256-bit registers
-    bool gfni = false;    // the 128-bit forms; wider ones together with avx2 or avx512
-    bool avx512 = false;  // F, BW, VL and DQ together
+    bool vaes = false;         // AES rounds on 256-bit registers
+    bool gfni = false;         // the 128-bit forms; wider ones together with avx2 or avx512
+    bool avx512 = false;       // F, BW, VL and DQ together
+    bool avx512_ifma = false;  // these and IFMA
     bool avx_vnni = false;
 
     bool neon = false;

@@ -26,15 +26,21 @@ struct Kernels {
 extern const Kernels portable_kernels;
 /// Uses this architecture's carry chains; on x86-64 it needs BMI2, ADX and AVX2.
 extern const Kernels native_kernels;
+/// Sums in lanes: for x86-64 with AVX-512 and IFMA besides.
+extern const Kernels ifma_kernels;
+
+inline const KernelList<Kernels>& kernel_list() noexcept {
+#if defined(__x86_64__)
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels, ifma_kernels>();
+#else
+    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>();
+#endif
+}
 
 /// The kernels that this processor can run, best first; the last runs on every processor of the architecture.
-inline std::span<const Kernels* const> supported_kernels() noexcept {
-    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>().all();
-}
+inline std::span<const Kernels* const> supported_kernels() noexcept { return kernel_list().all(); }
 
 /// The best of them.
-inline const Kernels& active_kernels() noexcept {
-    return u256::limb_kernels<Kernels, native_kernels, portable_kernels>().best();
-}
+inline const Kernels& active_kernels() noexcept { return kernel_list().best(); }
 
 }  // namespace ulmaro::sm2p256

@@ -1,6 +1,6 @@
 // Scalar multiplication, for any kernel F of the field. Besides the field functions F has
 //     template <std::size_t N> static void select(T& r, const T (&table)[N], std::uint32_t index),
-// which sets r = table[index] and reads the whole table.
+// which sets r = table[index] and reads the whole table. Sum is where the loops keep their sums.
 #pragma once
 
 #include <span>
@@ -11,13 +11,27 @@
 
 namespace ulmaro::sm2p256 {
 
+/// A sum in a loop, which works on the point itself. A kernel may have another class that keeps the sum in a form of
+/// its own until leave.
+template <typename F, typename Point>
+struct SumInPlace {
+    Point& point;
+
+    void enter(const Point& p) noexcept { point = p; }
+    void leave() noexcept {}
+    void add(const Affine& q) noexcept { sm2p256::add<F>(point, q); }
+    void double_times(int n) noexcept {
+        for (int i = 0; i < n; ++i) double_point<F>(point);
+    }
+};
+
 /// total = [k]G. Constant time.
 ///
 /// 43 windows of 6 bits, odd digits, one addition for each except the first. Below the top window the sum so far is a
 /// smaller multiple of G than the next entry, and the two add up to less than n, so they are neither equal nor
 /// opposite. In the top window they are opposite for the odd number n, which correctly gives infinity, and equal for
 /// one odd number, 30 * 64^42 - n: the only one that is n less than twice a top entry.
-template <typename F>
+template <typename F, template <typename, typename> typename Sum = SumInPlace>
 void sum_base(Extended& total, const U256& k) noexcept {
     struct State {
         U256 odd;
@@ -26,6 +40,7 @@ void sum_base(Extended& total, const U256& k) noexcept {
     Wiped<State> state;
     U256& odd = state->odd;
     Affine& entry = state->entry;
+    Sum<F, Extended> sum{total};
 
     const Mask negative = make_odd(odd, k);
     for (int i = 0; i < comb_windows; ++i) {
@@ -33,11 +48,12 @@ void sum_base(Extended& total, const U256& k) noexcept {
         F::select(entry, comb(i), digit.index);
         entry.y = F::negated_if(digit.negative, entry.y);
         if (i == 0) {
-            total = extended(entry);
+            sum.enter(extended(entry));
         } else {
-            add<F>(total, entry);
+            sum.add(entry);
         }
     }
+    sum.leave();
     F::select(entry, comb_top, bits(odd, 6 * comb_windows + 1, 3));
     const Mask doubling = same<typename F::Called>(total, entry);
     add<F>(total, entry);
@@ -46,19 +62,19 @@ void sum_base(Extended& total, const U256& k) noexcept {
 }
 
 /// r = [k]G, or zeros for infinity, when it returns a set mask. Constant time.
-template <typename F>
+template <typename F, template <typename, typename> typename Sum = SumInPlace>
 Mask multiply_base(Affine& r, const U256& k) noexcept {
     Wiped<Extended> total;
-    sum_base<F>(*total, k);
+    sum_base<F, Sum>(*total, k);
     return to_affine<typename F::Called>(r, *total);
 }
 
 /// x of [k]G, 0 for infinity, and inverted = 1 / inverted: a signature's two inversions, faster side by side. Constant
 /// time.
-template <typename F>
+template <typename F, template <typename, typename> typename Sum = SumInPlace>
 void multiply_base_and_invert(Fe& x, Scalar& inverted, const U256& k) noexcept {
     Wiped<Extended> total;
-    sum_base<F>(*total, k);
+    sum_base<F, Sum>(*total, k);
     Fe& inverse = total->zzz;
     invert_two(inverse.w, field_inversion, inverted.w, order_inversion);
     using Called = typename F::Called;
@@ -114,7 +130,7 @@ void fill_odd_multiples(std::span<Affine> table, const Affine& p) noexcept {
 ///
 /// 52 windows of 5 bits, odd digits, the topmost 1. Before an addition the sum is an even multiple, at least 32, so it
 /// differs from the entry and its negative until the multiples reach n, which happens only in the last window.
-template <typename F>
+template <typename F, template <typename, typename> typename Sum = SumInPlace>
 void sum_point(Jacobian& total, const Affine& p, const U256& k) noexcept {
     struct State {
         U256 odd;
@@ -129,14 +145,16 @@ void sum_point(Jacobian& total, const Affine& p, const U256& k) noexcept {
 
     const Mask negative = make_odd(odd, k);
     fill_odd_multiples<F>(multiples, p);
-    total = jacobian(multiples[0]);
+    Sum<F, Jacobian> sum{total};
+    sum.enter(jacobian(multiples[0]));
     for (int i = 50; i >= 0; --i) {
-        for (int j = 0; j < 5; ++j) double_point<F>(total);
+        sum.double_times(5);
         const Choice digit = choice(bits(odd, 5 * i + 1, 5), 5);
         F::select(entry, multiples, digit.index);
         entry.y = F::negated_if(digit.negative, entry.y);
-        if (i > 0) add<F>(total, entry);
+        if (i > 0) sum.add(entry);
     }
+    sum.leave();
     const Mask doubling = same<typename F::Called>(total, entry);
     add<F>(total, entry);
     state->doubled = jacobian(entry);
@@ -146,24 +164,24 @@ void sum_point(Jacobian& total, const Affine& p, const U256& k) noexcept {
 }
 
 /// r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p. Constant time.
-template <typename F>
+template <typename F, template <typename, typename> typename Sum = SumInPlace>
 Mask multiply_point(Affine& r, const Affine& p, const U256& k) noexcept {
     Wiped<Jacobian> total;
-    sum_point<F>(*total, p, k);
+    sum_point<F, Sum>(*total, p, k);
     return to_affine<typename F::Called>(r, *total);
 }
 
 /// base = [k]G and r = [k]P for a point on the curve, or zeros for infinity, when it returns a set mask. r may be p.
 /// Constant time. Every point on the curve but infinity has the order n, so both are infinity for the same k.
-template <typename F>
+template <typename F, template <typename, typename> typename Sum = SumInPlace>
 Mask multiply_base_and_point(Affine& base, Affine& r, const Affine& p, const U256& k) noexcept {
     struct Sums {
         Extended base;
         Jacobian point;
     };
     Wiped<Sums> sums;
-    sum_base<F>(sums->base, k);
-    sum_point<F>(sums->point, p, k);
+    sum_base<F, Sum>(sums->base, k);
+    sum_point<F, Sum>(sums->point, p, k);
     return to_affine<typename F::Called>(base, sums->base, r, sums->point);
 }
 
@@ -182,9 +200,10 @@ void add_vartime(Jacobian& p, const Affine& q) noexcept {
     }
 }
 
-/// [s]G + [t]P for a point on the curve. Variable time: nothing here may be secret.
-template <typename F>
-Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
+/// Walks through the digits of s and t from the top: twice() at each place, add(entry) for a multiple of G or P. P is
+/// on the curve. Variable time: nothing here may be secret.
+template <typename F, typename Twice, typename Add>
+void walk_digits_vartime(const U256& s, const Affine& p, const U256& t, const Twice& twice, const Add& add) noexcept {
     constexpr int width = 5;
     Affine multiples[1 << (width - 2)];  // p, 3p, .. 15p
     fill_odd_multiples<F>(multiples, p);
@@ -193,17 +212,24 @@ Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noe
     const int s_length = recode_vartime(s_digit, s, generator_width);
     const int t_length = recode_vartime(t_digit, t, width);
     const auto index = [](int digit) { return (digit < 0 ? -digit : digit) / 2; };
-    const auto add = [](Jacobian& total, Affine entry, int digit) {
+    const auto add_signed = [&](Affine entry, int digit) {
         if (digit < 0) entry.y = F::sub(fe_zero, entry.y);
-        add_vartime<F>(total, entry);
+        add(entry);
     };
-    Jacobian total = {fe_one, fe_one, fe_zero};
     for (int i = (s_length > t_length ? s_length : t_length) - 1; i >= 0; --i) {
-        double_point<F>(total);
+        twice();
         const int td = t_digit[i], sd = s_digit[i];
-        if (td != 0) add(total, multiples[index(td)], td);
-        if (sd != 0) add(total, generator_odd[index(sd) / 32][index(sd) % 32], sd);
+        if (td != 0) add_signed(multiples[index(td)], td);
+        if (sd != 0) add_signed(generator_odd[index(sd) / 32][index(sd) % 32], sd);
     }
+}
+
+/// [s]G + [t]P for a point on the curve. Variable time: nothing here may be secret.
+template <typename F>
+Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
+    Jacobian total = {fe_one, fe_one, fe_zero};
+    walk_digits_vartime<F>(
+        s, p, t, [&] { double_point<F>(total); }, [&](const Affine& entry) { add_vartime<F>(total, entry); });
     return total;
 }
 
