@@ -226,7 +226,7 @@ void walk_digits_vartime(const U256& s, const Affine& p, const U256& t, const Tw
 
 /// [s]G + [t]P for a point on the curve. Variable time: nothing here may be secret.
 template <typename F>
-Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
+[[gnu::noinline]] Jacobian multiply_add_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
     Jacobian total = {fe_one, fe_one, fe_zero};
     walk_digits_vartime<F>(
         s, p, t, [&] { double_point<F>(total); }, [&](const Affine& entry) { add_vartime<F>(total, entry); });

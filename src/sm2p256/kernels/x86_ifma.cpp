@@ -28,8 +28,8 @@ struct SumInLanes {
     void double_times(int n) noexcept { sm2p256::double_times(*lanes, n); }
 };
 
-/// Equal and opposite points make z = 0, for good, as infinity does: then the other kernel looks at every sum.
-Jacobian multiply_add_in_lanes_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
+/// [s]G + [t]P, or z = 0: for infinity, and where a sum met an equal point.
+[[gnu::noinline]] Jacobian sum_in_lanes_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
     Jacobian total = {fe_one, fe_one, fe_zero};
     SumInLanes<Field, Jacobian> sum{total};
     bool begun = false;
@@ -47,13 +47,20 @@ Jacobian multiply_add_in_lanes_vartime(const U256& s, const Affine& p, const U25
             begun = true;
         });
     if (begun) sum.leave();
+    return total;
+}
+
+/// Equal and opposite points make z = 0, for good, as infinity does: then the other kernel looks at every sum. The
+/// frames of the two ways do not lie below each other.
+Jacobian multiply_add_in_lanes_vartime(const U256& s, const Affine& p, const U256& t) noexcept {
+    const Jacobian total = sum_in_lanes_vartime(s, p, t);
     return is_zero(total.z.w) != 0 ? multiply_add_vartime<Field>(s, p, t) : total;
 }
 
 }  // namespace
 
 constinit const Kernels ifma_kernels = {"x86-ifma",
-                                        8192,
+                                        4608,
                                         multiply_base<Field, SumInLanes>,
                                         multiply_base_and_invert<Field, SumInLanes>,
                                         multiply_point<Field, SumInLanes>,
