@@ -291,7 +291,7 @@ int main(int argc, char** argv) {
     add_planted(cases);
     add_hashes(cases);
     add_ciphers(cases);
-    add_curve(cases, recommended_curve, "");
+    add_curve(cases, recommended_curve, ", recommended curve");
     add_curve(cases, example_curve, ", custom curve");
     for (const Case& one : cases) {
         const auto begins = [&](const char* name) { return one.name.starts_with(name); };

@@ -12,8 +12,8 @@ must also find the leaks that are planted in the driver, and use the kernels tha
 
 A configuration is a processor. Most are emulated by qemu, with a plugin; QEMU_CPU in the environment chooses one. What
 qemu 7.2 does not know, GFNI and AVX-512, is stepped through on this processor, which takes a thousand times as long:
-there run fewer secrets, and only the hash and the cipher. Of an access the address is taken there; its size and
-direction follow from the instruction. Without such a processor this says so, and ends with status 77.
+there run fewer secrets, and only what uses the kernels in question. Of an access the address is taken there; its size
+and direction follow from the instruction. Without such a processor this says so, and ends with status 77.
 """
 
 import argparse
@@ -62,8 +62,8 @@ class Stepped:
     features: str  # see stepped.cpp
     kernels: dict
     cases: tuple
+    secrets: int = 0xffff
     leaks = ()
-    secrets = 0xffff
 
     def trace(self, options, command, out, log=None):
         present = re.search(r"^flags.*", pathlib.Path("/proc/cpuinfo").read_text(encoding="ascii"), re.M)[0].split()
@@ -90,6 +90,10 @@ CONFIGURATIONS = {
                            ("SM3", "SM2_KDF", "SM4")),
         "gfni256": Stepped("gfni avx2", "10000,1", {"SM4": "x86-gfni256"}, ("SM4",)),
         "avx512": Stepped(AVX512, "0,0", {"SM3": "x86-avx512"}, ("SM3", "SM2_KDF_ALGRITRHM, 609 bytes from 64")),
+        "ifma": Stepped(f"bmi2 adx avx512ifma {AVX512}", "0,1", {"SM2": "x86-ifma"},
+                        ("SM2_ECDSA_Signature, rec", "SM2_ECES_Encryption, 20 bytes, rec",
+                         "SM2_ECES_Decryption, 20 bytes, rec", "SM2_CalcPubKeyByPriKey, multiples"),
+                        secrets=0x11111111),
     },
     "aarch64": {
         "sm4": Emulated("max,pauth-impdef=on", {"SM2": "arm-base", "SM3": "arm-sm3", "SM4": "arm-sm4"}),
