@@ -7,7 +7,7 @@
 
 namespace ulmaro::tool {
 
-/// "SM2 x86-adx, SM3 x86-avx512, SM4 x86-gfni512" and the like.
+/// "SM2 x86-ifma, SM3 x86-avx512, SM4 x86-gfni512" and the like.
 inline std::string kernels_in_use() {
     std::string list;
     for (const KernelName& kernel : kernel_names()) {
