@@ -1,4 +1,5 @@
 // Preparation of a group, key pairs, and the curve equation for public keys.
+#include <cstddef>
 #include <cstring>
 
 #include "base/random.hpp"
@@ -9,6 +10,7 @@
 #include "ec/multiply.hpp"
 #include "ec/recommended_curve.hpp"
 #include "ec/scalar_draw.hpp"
+#include "sm2p256/engine.hpp"
 
 using ulmaro::Wiped;
 using ulmaro::bn::from_be32;
@@ -19,6 +21,7 @@ using ulmaro::ec::Field;
 using ulmaro::ec::load_point;
 using ulmaro::ec::mul_mod;
 using ulmaro::ec::multiply_base;
+using ulmaro::ec::recommended_curve;
 using ulmaro::ec::ScalarDraws;
 using ulmaro::ec::store_point;
 
@@ -97,6 +100,10 @@ int ECC_CalcPubKeyByPriKey(ec_group_st* grp, ECC_PUBLIC_KEY* pubKey, const bignu
 }
 
 int POINT_is_on_curve(ECCParameter_st* param, ECC_PUBLIC_KEY* pubKey) {
+    // The equation is the recommended curve's whatever follows: p, a and b come first.
+    if (std::memcmp(param, &recommended_curve, offsetof(ECCParameter_st, Gx)) == 0) {
+        return ulmaro::sm2p256::is_on_curve(pubKey->x, pubKey->y) ? 1 : 0;
+    }
     bignum_st p, a, b, rhs;
     from_be32(p, param->p);
     from_be32(a, param->a);
