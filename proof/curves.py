@@ -32,8 +32,9 @@ import re
 import z3
 
 import formulas
+import lanes
 import residues
-from call import call, machine
+from call import call_whole, clobber, machine
 from formulas import B, G, N, P
 from machine import STACK
 from theorem import Refused, Theorem
@@ -199,8 +200,10 @@ class Run:
                         library.find(INVERT_TWO): lambda m: [self.invert(m.argument(i), m.argument(i), m.argument(i + 1))
                                                              for i in (0, 2)]}
         self.m.taken = self.taken
-        for address, (formula, parts) in called_functions(library).items():
-            self.m.hooks[address] = functools.partial(self.called, address, formula, parts)
+        self.in_lanes = {}  # words of a point in lanes -> its coordinates, whose words are no limbs
+        for found, hook in (called_functions(library), self.called), (lanes.called_functions(library), self.called_in_lanes):
+            for address, (formula, parts) in found.items():
+                self.m.hooks[address] = functools.partial(hook, address, formula, parts)
 
     def field(self):
         """From now on words are only looked for."""
@@ -272,6 +275,47 @@ class Run:
         for i, e in enumerate(self.calls[key]):
             for j, w in enumerate(e.words):
                 m.store(to + 32 * i + 8 * j, w, 8)
+        self.lemmas[address, integers].clobber(m)
+
+    def called_in_lanes(self, address, formula, parts, m):
+        """The same of a function of lanes.py. A point in lanes is as many unknown words."""
+        if self.digits:
+            self.replace_digits(m)
+        operands, places = [], []
+        for i, part in enumerate(parts):
+            a = m.public(m.argument(i), 'an argument')
+            name = part.rstrip('&')
+            if part == 'int':
+                operands.append(a & mask(32))
+                continue
+            places.append((a, lanes.size(part)))
+            if part[-1] == '&':
+                to, result = a, name
+            if lanes.only_written(part, parts):
+                continue
+            if name in lanes.LAYOUT:
+                operands.append(self.in_lanes[self.words(a, lanes.size(part) // 8)])
+            else:
+                operands.append(tuple(self.element(a + 32 * j) for j in range(lanes.COORDINATES[name])))
+                for e in operands[-1]:
+                    self.met.setdefault(e.values, {})[e.words] = None
+        if any(a < b + n and b < a + k for (a, k), (b, n) in itertools.combinations(places, 2)):
+            raise Refused('a call with operands that overlap')
+        integers = tuple(o for o in operands if isinstance(o, int))
+        if (address, integers) not in self.lemmas:
+            self.lemmas[address, integers] = lanes.Lemma(self.library, address, formula, parts, integers)
+        key = formula, words_of(operands)
+        if key not in self.calls:
+            values = [e.values for e in formula(Samples(self, self.moduli, self.modulus), *operands)]
+            if result in lanes.LAYOUT:
+                words = tuple(self.d.symbol(64, [0] * SAMPLES) for _ in range(lanes.size(result) // 8))
+                self.calls[key] = self.in_lanes[words] = tuple(Element((w,), v) for w, v in zip(words, values))
+            else:
+                self.calls[key] = tuple(map(self.symbols, values))
+        found = self.calls[key]
+        words = next(w for w, p in self.in_lanes.items() if p is found) if result in lanes.LAYOUT else sum((e.words for e in found), ())
+        for i, w in enumerate(words):
+            m.store(to + 8 * i, w, 8)
         self.lemmas[address, integers].clobber(m)
 
     def replace_digits(self, m):
@@ -434,31 +478,16 @@ class Lemma:
                 arguments.append(run.memory(*elements))
                 if part[-1] == '&':
                     to, size = arguments[-1], 32 * len(elements)
-        before = []
-
-        def entered(address):
-            m, fresh = run.m, lambda: below().words[0]  # noqa: E731
-            m.r = [fresh() if v is None else v for v in m.r]
-            m.v = [(w, [fresh() if v is None else v for v in values]) for w, values in m.v]
-            before.extend((list(m.r), list(m.v)))
-            type(m).run(m, address)
-        run.m.run = entered
-        call(run.m, address, arguments, [(to, size)])
-        self.registers.append([a is b or isinstance(a, int) and a in (b, STACK - 8) for a, b in zip(before[0], run.m.r)])
-        self.vectors.append([[a is b and w == x for a, b in zip(v, u)] for (w, v), (x, u) in zip(before[1], run.m.v)])
+        registers, vectors = call_whole(run.m, address, arguments, [(to, size)], lambda: below().words[0])
+        self.registers.append(registers)
+        self.vectors.append(vectors)
         results(run, to, formula(run.field(), *operands), formula.__name__)
         run.all_branches_met(formula.__name__)
         self.covered |= run.covered()
         return tuple(taken for _, taken in run.d.decisions or ())
 
     def clobber(self, m):
-        """What the function has not kept is unknown after a call."""
-        r, v = m.r, m.v
-        m.reset()
-        m.r = [x if keep else None for x, keep in zip(r, self.registers)]
-        m.v = [(w, values) if all(keep) else
-               (64, [values[i] if k and w == 64 and i < len(values) else None for i, k in enumerate(keep)])
-               for (w, values), keep in zip(v, self.vectors)]
+        clobber(m, self.registers, self.vectors)
 
 
 def unknown_run(library, general):
@@ -686,13 +715,36 @@ def random_points(seed=2):
     return [affine_multiple(rnd.getrandbits(256), G) for _ in range(SAMPLES)]
 
 
+def entered(run, F, p):
+    """Where a loop keeps its sum: in lanes, if the run has any."""
+    return F.point(formulas.enter_lanes if len(p) == 3 else formulas.same_point, p) if run.in_lanes else p
+
+
+def left(run, F, p):
+    return F.point(formulas.leave_lanes if len(p) == 5 else formulas.same_point, p) if run.in_lanes else p
+
+
+def doubled(run, F, p, n):
+    if run.in_lanes:
+        return F.point(formulas.double_lanes, p, n)
+    for _ in range(n):
+        p = F.point(formulas.double_point, p)
+    return p
+
+
+def added(F, p, q):
+    """For 3, 4 or 5 coordinates of p."""
+    return F.point((formulas.add_jacobian, formulas.add_extended, formulas.add_lanes)[len(p) - 3], p, q)
+
+
 def sum_base(run, F, k):
     digits_sum(42, 6, 3)
     rows = [[fixed(p) for p in row] for row in comb()]
     odd = odd_scalar(run, k)
     for i in range(42):
         entry = run.selected(F, odd, 6 * i + 1, 6, rows[i])
-        total = F.point(formulas.add_extended, total, entry) if i else (*entry, ONE, ONE)
+        total = added(F, total, entry) if i else entered(run, F, (*entry, ONE, ONE))
+    total = left(run, F, total)
     entry = run.selected(F, odd, 253, 3, rows[42], signed=False)
     pairs = [(F.mul(entry[0], total[2]), total[0]), (F.mul(entry[1], total[3]), total[1])]
     total = F.point(formulas.add_extended, total, entry)
@@ -732,13 +784,13 @@ def sum_point(run, F, k, p):
     digits_sum(51, 5, 0)
     odd = odd_scalar(run, k)
     table = odd_multiples(run, F, p, 16)
-    total = *p, ONE
+    total = entered(run, F, (*p, ONE))
     for i in range(50, -1, -1):
-        for _ in range(5):
-            total = F.point(formulas.double_point, total)
+        total = doubled(run, F, total, 5)
         entry = run.selected(F, odd, 5 * i + 1, 5, table)
         if i:
-            total = F.point(formulas.add_jacobian, total, entry)
+            total = added(F, total, entry)
+    total = left(run, F, total)
     zz = F.sqr(total[2])
     pairs = [(F.mul(entry[0], zz), total[0]), (F.mul(entry[1], F.mul(zz, total[2])), total[1])]
     total = F.point(formulas.add_jacobian, total, entry)
@@ -864,6 +916,52 @@ def multiply_add_vartime(library, address):
         results(run, to, total, 'multiply_add_vartime')
     run.all_branches_met('multiply_add_vartime')
     return run.covered()
+
+
+def multiply_add_in_lanes_vartime(library, address):
+    """Where the sum in lanes has z = 0, another kernel's function, with a theorem of its own, is called."""
+    from prove import functions
+    other = dict(((kernel, field), a) for kernel, field, a in functions(library, 'sm2p256'))['x86-adx', 'multiply_add_vartime']
+    covered = set()
+    for turned in (), (0,):
+        run, calls, others = Run(library), [], []
+        run.d.decisions, run.d.turned = [], turned
+
+        def handed_over(m):
+            arguments = tuple(run.words(m.argument(i), n) for i, n in ((1, 4), (2, 8), (3, 4)))
+            others.append((arguments, [run.symbols([1 + len(others)] * SAMPLES) for _ in range(3)]))
+            for i, w in enumerate(words for e in others[-1][1] for words in e.words):
+                m.store(m.argument(0) + 8 * i, w, 8)
+        run.m.hooks[other] = handed_over
+        p = tuple(run.symbols([v[i] * R % P for v in random_points()]) for i in range(2))
+        cases = [(RANDOM, None)] if turned else [*((pair, None) for pair in SCALARS), *((LONG, digits) for digits in patterns(9, 5))]
+        for (s, t), digits in cases:
+            to, constants = run.m.region(96), [run.m.region(32, limbs(v)) for v in (s, t)]
+            own = naf(s, 9), naf(t, 5)
+            run.digits = digits and (own, digits)
+            run.m.call(address, to, constants[0], run.memory(*p), constants[1])
+            calls.append(((s, t), digits or own, to))
+        F = run.field()
+        table, odd = odd_multiples(run, F, p, 8), [fixed(affine_multiple(d, G)) for d in range(1, 256, 2)]
+        for (s, t), digits, to in calls:
+            total = None
+            for i in range(max(map(len, digits)) - 1, -1, -1):
+                total = total and F.point(formulas.double_lanes, total, 1)
+                for entries, of in ((table, digits[1]), (odd, digits[0])):
+                    d = of[i] if i < len(of) else 0
+                    if d:
+                        x, y = entries[abs(d) // 2]
+                        entry = x, F.sub(ZERO, y) if d < 0 else y
+                        total = added(F, total, entry) if total else entered(run, F, (*entry, ONE))
+            total = total and left(run, F, total)
+            if not total or F.is_zero(total[2]):
+                arguments, total = others.pop(0)
+                if arguments != (tuple(limbs(s)), p[0].words + p[1].words, tuple(limbs(t))):
+                    raise Refused('the other kernel gets other operands')
+            results(run, to, total, 'multiply_add_vartime')
+        run.all_branches_met('multiply_add_vartime')
+        covered |= run.covered()
+    return covered
 
 
 # -- any curve
@@ -1010,5 +1108,7 @@ def theorems(library):
         for kernel, field, address in functions(library, family):
             if (family, field) in FUNCTIONS:
                 f, claim = FUNCTIONS[family, field]
+                if (kernel, field) == ('x86-ifma', 'multiply_add_vartime'):
+                    f = multiply_add_in_lanes_vartime
                 found.append(Theorem(family, kernel, field, claim, lambda f=f, a=address: proved(f, library, a)))
     return found

@@ -81,6 +81,52 @@ def add_same_z(F, twice, p, z):
     return (tx, ty), (x, F.sub(F.mul(t, F.sub(tx, x)), ty)), F.mul(z, h), h
 
 
+# -- sm2p256 in lanes, where a point is (x, 2y, z, -3 z^4, 3 x^2 - 3 z^4)
+def same_point(F, p):
+    return p
+
+
+def thrice(F, x):
+    return F.add(F.add(x, x), x)
+
+
+def enter_lanes(F, p):
+    x, y, z = p
+    fourths = thrice(F, F.sqr(F.sqr(z)))
+    w = F.sub(F.sub(fourths, fourths), fourths)
+    return x, F.add(y, y), z, w, F.add(thrice(F, F.sqr(x)), w)
+
+
+def leave_lanes(F, p):
+    x, u, z, *_ = p
+    return x, F.half(u), z
+
+
+def double_lanes(F, p, n):
+    x, u, z, w, a = p
+    for _ in range(n):
+        uu = F.sqr(u)
+        z, s, fourth = F.mul(u, z), F.mul(x, uu), F.sqr(uu)
+        x = F.sub(F.sqr(a), F.add(s, s))
+        d = F.mul(a, F.sub(s, x))
+        u, w = F.sub(F.add(d, d), fourth), F.mul(w, fourth)
+        a = F.add(thrice(F, F.sqr(x)), w)
+    return x, u, z, w, a
+
+
+def add_lanes(F, p, q):
+    x, u, z, w, _ = p
+    zz = F.sqr(z)
+    h, y = F.sub(F.mul(q[0], zz), x), F.mul(q[1], F.mul(zz, z))
+    twice, r = F.add(h, h), F.sub(F.add(y, y), u)
+    hh = F.sqr(twice)
+    j, v = F.mul(hh, h), F.mul(hh, x)
+    x = F.sub(F.sub(F.sqr(r), j), F.add(v, v))
+    d = F.sub(F.mul(r, F.sub(v, x)), F.mul(u, j))
+    w = F.mul(w, F.sqr(hh))
+    return x, F.add(d, d), F.mul(z, twice), w, F.add(thrice(F, F.sqr(x)), w)
+
+
 # -- ecp256
 def double_times(F, a, p, n):
     x, y, z = p
@@ -170,6 +216,15 @@ def check():
     is_law('add(Extended, Affine)', r, r[2], r[3], slope(p, affine_q), p, affine_q[0])
     require(r[2]**3 - r[3]**2, 'add(Extended, Affine)')
     require(r[3] - (z1 * (x2 * z1**2 - x1))**3, 'add(Extended, Affine)')
+    # In lanes: what enters has the form that doublings and sums assume and keep.
+    lanes = enter_lanes(F, (x1, y1, z1))
+    for name, r, line in (('double_lanes', double_lanes(F, lanes, 1), (tangent(p, -3 * one), p, p[0])),
+                          ('add_lanes', add_lanes(F, lanes, (x2, y2)), (slope(p, affine_q), p, affine_q[0]))):
+        is_law(name, leave_lanes(F, r), r[2]**2, r[2]**3, *line)
+        for have, want in zip(r, enter_lanes(F, leave_lanes(F, r))):
+            require(have - want, name)
+    require(double_lanes(F, lanes, 1)[2] - 2 * y1 * z1, 'double_lanes')
+    require(add_lanes(F, lanes, (x2, y2))[2] - 2 * z1 * (x2 * z1**2 - x1), 'add_lanes')
     twice, once = twice_and_once(F, (x1, y1), one)
     is_law('twice', twice, y1**2, y1**3, tangent(affine_p, -3 * one), affine_p, affine_p[0])
     require(once[0] - x1 * y1**2, 'once')

@@ -258,18 +258,24 @@ class X86(Machine):
             have, values = self.load_lanes(x.address(self), bits // 8)
         return self.d.regroup(have, values, w)
 
+    def blended(self, w, bits, values, others):
+        """The first values where a mask has a bit, else the second."""
+        if isinstance(bits, int):
+            return [v if bits >> j & 1 else u for j, (v, u) in enumerate(zip(values, others))]
+        return [self.d.op('choose', w, self.d.cut(1, 64, bits, j), v, u) for j, (v, u) in enumerate(zip(values, others))]
+
     def put_lanes(self, i, w, values, vex=True):
         """Writes the first operand; a masked write only in lanes of w bits whose mask bit is set."""
         x = i.args[0]
         if i.mask is not None:
-            bits = self.public(self.k[i.mask], 'a mask')
             if isinstance(x, Memory):
+                bits = self.public(self.k[i.mask], 'a mask')
                 for j, v in enumerate(values):
                     if bits >> j & 1:
                         self.store(x.address(self) + w // 8 * j, v, w // 8)
                 return
             old = [0] * len(values) if i.zeroing else self.lanes(x, w)
-            values = [v if bits >> j & 1 else old[j] for j, v in enumerate(values)]
+            values = self.blended(w, self.k[i.mask], values, old)
         if isinstance(x, Memory):
             self.store_lanes(x.address(self), w, values)
             return
@@ -699,7 +705,7 @@ def lanewise(m, i, w, f, count=2):
     m.put_lanes(i, w, [f(*v) for v in values], i.op[0] == 'v')
 
 
-for _name, _op, _w in (('paddd', 'add', 32), ('paddq', 'add', 64), ('psubd', 'sub', 32), ('pmuludq', None, 64)):
+for _name, _op, _w in (('paddd', 'add', 32), ('paddq', 'add', 64), ('psubd', 'sub', 32), ('psubq', 'sub', 64), ('pmuludq', None, 64)):
     def _lanes(m, i, op=_op, w=_w):
         if op is None:
             lanewise(m, i, 64, lambda a, b: m.d.op('mul', 64, *(m.d.join(32, (m.d.cut(32, 64, x, 0), 0)) for x in (a, b))))
@@ -717,7 +723,7 @@ def _(m, i):
         m.put_lanes(i, 64, [0] * (i.args[0].bits // 64), i.op[0] == 'v')
         return
     # Bitwise operations keep the lanes that an operand already has.
-    w = 32 if i.op[-1] == 'd' else 64 if i.op[-1] == 'q' else min(
+    w = 32 if i.op[-1] == 'd' and i.op[-4:] != 'pand' else 64 if i.op[-1] == 'q' else min(
         (m.v[o.number][0] for o in (x, y) if isinstance(o, Vector)), default=64)
     w = min(w, 64)
     if name == 'andn':
@@ -773,6 +779,25 @@ for _n in ('psll', 'psrl', 'psra'):
             values = m.lanes(x, w, i.args[0].bits)
             m.put_lanes(i, w, [m.d.op(op, w, v, k) if k < w else 0 for v in values], i.op[0] == 'v')
         MEANING |= {'v' + _n + _s: _shift} | ({_n + _s: _shift} if _n + _s != 'psraq' else {})
+
+
+@means('vpsllvq', 'vpsrlvq')
+def _(m, i):
+    op, bits = 'shl' if i.op[3] == 'l' else 'shr', i.args[0].bits
+    counts = [m.public(k, 'a shift') for k in m.lanes(i.args[2], 64, bits)]
+    m.put_lanes(i, 64, [m.d.op(op, 64, v, k) if k < 64 else 0 for v, k in zip(m.lanes(i.args[1], 64, bits), counts)])
+
+
+@means('vpmadd52luq', 'vpmadd52huq')
+def _(m, i):
+    d, low52 = m.d, mask(52)
+
+    def f(total, a, b):
+        a, b = (d.op('and', 64, x, low52) for x in (a, b))
+        if i.op[8] == 'l':
+            return d.op('add', 64, total, d.op('and', 64, d.op('mul', 64, a, b), low52))
+        return d.op('add', 64, total, d.op('high', 64, d.op('shl', 64, a, 12), b))
+    m.put_lanes(i, 64, [f(*v) for v in zip(*(m.lanes(x, 64, i.args[0].bits) for x in i.args))])
 
 
 @means('vprold', 'vprord')
@@ -888,9 +913,33 @@ def _(m, i):
 
 @means('vpblendd')
 def _(m, i):
-    k = i.args[3].value
-    a, b = (m.lanes(x, 32, i.args[0].bits) for x in i.args[1:3])
-    m.put_lanes(i, 32, [b[j] if k >> j & 1 else a[j] for j in range(len(a))])
+    k, n = i.args[3].value, i.args[0].bits // 32
+    pairs = [k >> j & 3 for j in range(0, n, 2)]
+    if all(p in (0, 3) for p in pairs):
+        w, k = 64, sum((p & 1) << j for j, p in enumerate(pairs))
+    else:
+        w = 32
+    a, b = (m.lanes(x, w, i.args[0].bits) for x in i.args[1:3])
+    m.put_lanes(i, w, m.blended(w, k, b, a))
+
+
+@means('vpblendmq', 'vpblendmd')
+def _(m, i):
+    w = 64 if i.op[-1] == 'q' else 32
+    a, b = (m.lanes(x, w, i.args[0].bits) for x in i.args[1:3])
+    m.v[i.args[0].number] = w, m.blended(w, m.k[i.mask], b, [0] * len(a) if i.zeroing else a)
+
+
+@means('vpmovq2m')
+def _(m, i):
+    signs = [m.d.cut(1, 64, v, 63) for v in m.lanes(i.args[1], 64)]
+    i.args[0].put(m, m.d.join(1, signs + [0] * (64 - len(signs))))
+
+
+@means('vpermq')
+def _(m, i):
+    k, a = i.args[2].value, m.lanes(i.args[1], 64, i.args[0].bits)
+    m.put_lanes(i, 64, [a[(j & ~3) + (k >> 2 * (j & 3) & 3)] for j in range(len(a))])
 
 
 @means('vpermt2d')

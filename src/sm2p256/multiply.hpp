@@ -203,7 +203,8 @@ void add_vartime(Jacobian& p, const Affine& q) noexcept {
 /// Walks through the digits of s and t from the top: twice() at each place, add(entry) for a multiple of G or P. P is
 /// on the curve. Variable time: nothing here may be secret.
 template <typename F, typename Twice, typename Add>
-void walk_digits_vartime(const U256& s, const Affine& p, const U256& t, const Twice& twice, const Add& add) noexcept {
+[[gnu::always_inline]] inline void walk_digits_vartime(const U256& s, const Affine& p, const U256& t,
+                                                       const Twice& twice, const Add& add) noexcept {
     constexpr int width = 5;
     Affine multiples[1 << (width - 2)];  // p, 3p, .. 15p
     fill_odd_multiples<F>(multiples, p);

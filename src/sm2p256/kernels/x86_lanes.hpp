@@ -71,7 +71,7 @@ template <int mask>
 [[gnu::always_inline]] inline Lanes folded(Lanes v) noexcept {
     const Vector above = _mm256_srli_epi64(v.l[4], 48);
     v.l[0] = add(v.l[0], above);
-    v.l[1] = add(v.l[1], sub(_mm256_slli_epi64(above, 44), _mm256_slli_epi64(above, 12)));
+    v.l[1] = _mm256_madd52lo_epu64(v.l[1], above, repeated((std::uint64_t{1} << 44) - (std::uint64_t{1} << 12)));
     v.l[4] = add(_mm256_and_si256(v.l[4], repeated(low52 >> 4)), _mm256_slli_epi64(above, 16));
     return carried(v);
 }
