@@ -26,11 +26,12 @@ sys.setrecursionlimit(100_000)
 REPLACED = {  # x86-64, then aarch64
     'adc': 'add', 'sbb': 'sub', 'adcx': 'adox', 'adox': 'adcx', 'add': 'sub', 'sub': 'add', 'xor': 'or', 'and': 'or',
     'paddd': 'psubd', 'vpaddd': 'vpsubd', 'pxor': 'por', 'vpxor': 'vpor', 'vpxord': 'vpord', 'pand': 'por',
-    'vpand': 'vpor',
+    'vpand': 'vpor', 'vpandq': 'vporq', 'vpaddq': 'vpsubq', 'vpsubq': 'vpaddq', 'vpmadd52luq': 'vpmadd52huq',
+    'vpmadd52huq': 'vpmadd52luq',
     'adcs': 'adds', 'sbcs': 'subs', 'sbc': 'sub', 'adds': 'add', 'eor': 'orr', 'orr': 'eor', 'umulh': 'mul',
     'csel': 'csinv', 'cneg': 'cinv', 'zip1': 'zip2', 'uzp1': 'uzp2', 'trn1': 'trn2',
     'punpckldq': 'punpckhdq', 'vpunpckldq': 'vpunpckhdq', 'punpcklqdq': 'punpckhqdq', 'vpunpcklqdq': 'vpunpckhqdq'}
-ONE_OFF = re.compile(r'v?(rol|ror|shl|shr|sar|shld|shrd|rorx|ps[lr]l[dq]|prold|palignr)$|'
+ONE_OFF = re.compile(r'v?(rol|ror|shl|shr|sar|shld|shrd|rorx|ps[lr]l[dq]|psraq|prold|palignr|permq|pblendd)$|'
                      r'(lsl|lsr|asr|extr|ushr|sri|sli|ext)$')
 CARRIES = 'adc', 'sbb', 'adcx', 'adox', 'adcs', 'sbc', 'sbcs'
 LOADS = 'mov', 'ldr', 'adc', 'add', 'mulx', 'vmovdqu', 'movdqu'

@@ -1,16 +1,17 @@
-"""Theorems about the functions on points in lanes: four field elements side by side in limbs of 52 bits, for AVX-512 with IFMA.
+"""Functions on points in lanes, as the curves' kernel for AVX-512 with IFMA has them: four field elements side by side in
+limbs of 52 bits.
 
-A value is a polynomial in variables with rational coefficients, with bounds: `lo <= value <= hi` for all values of the
-variables. It equals what the register holds up to a multiple of 2^64, and every operation is refused whose result might
-not. Variables are inputs, remainders of values modulo powers of 2, low halves of products, and limbs that are multiplied;
-what a shift leaves, and the high half of a product, are expressed in them. Five limbs are an element, whose number is
-the sum of its limbs times powers of 2^52. Of the number of each element, everything must cancel modulo p but products and
-multiples of elements that came before it: then its residue is a polynomial in the residues of the operands, of a degree
-below 2^100 as long as the runs are. So if it agrees with the formula's for random residues, as the samples are, it is the
-formula's, but for a chance below 2^-600.
+A value is a polynomial in variables, with rational coefficients and with bounds. It equals what the register holds up to a
+multiple of 2^64; an operation is refused if that might not be so of its result. Variables are the operands' limbs, remainders
+modulo powers of 2, low halves of products, and limbs that are multiplied: what a shift leaves, and the high half of a product,
+follow from these. Five limbs with weights 2^0, 2^52, .. make an element. In the number of every element all variables must
+cancel modulo p but those of products and multiples of earlier elements, so that its residue is a polynomial in the operands'
+residues, of a degree below 2^20. It is the formula's if it agrees for SAMPLES random residues, but for a chance below 2^-700.
 
-Bounds are on limbs: the formulas keep those that are multiplied below 2^52, whatever the operands within the bounds of
-OPERANDS, and results are within them too. What `leave` returns is below p, and by this the one right number.
+Bounds are on limbs. What is multiplied stays below 2^52 for all operands within the bounds of `most`, and results are within
+them again. What `leave` returns is below p: so it is the one right number.
+
+Assumed: coordinates that enter are below p.
 """
 import random
 import re
@@ -24,8 +25,8 @@ from values import Domain, Unsupported, mask
 
 SAMPLES = 3
 LOW = mask(52)
-FOLDED = (1 << 48) + (1 << 32)  # the most that the highest limb of an operand may be, after the formulas' last step ..
-CARRIED = mask(50)  # .. and where that only carries: z, and what does not matter
+# The most that the highest limb may be: of what the formulas fold, and of what they only carry.
+FOLDED, CARRIED = (1 << 48) + (1 << 32), mask(50)
 R52 = pow(2, -260, P)
 
 
@@ -426,7 +427,7 @@ FUNCTIONS = {  # name, parameters -> the formula; the one without const is repla
 
 
 def most(coordinate, name):
-    """The bound of its highest limb."""
+    """The bound of its highest limb. Of Z, and of lanes that do not matter, the formulas only carry the limbs."""
     return FOLDED if coordinate is not None and (name, coordinate) != ('JacobianLanes', 2) else CARRIED
 
 

@@ -781,11 +781,11 @@ for _n in ('psll', 'psrl', 'psra'):
         MEANING |= {'v' + _n + _s: _shift} | ({_n + _s: _shift} if _n + _s != 'psraq' else {})
 
 
-@means('vpsllvq', 'vpsrlvq')
+@means('vpsllvq')
 def _(m, i):
-    op, bits = 'shl' if i.op[3] == 'l' else 'shr', i.args[0].bits
-    counts = [m.public(k, 'a shift') for k in m.lanes(i.args[2], 64, bits)]
-    m.put_lanes(i, 64, [m.d.op(op, 64, v, k) if k < 64 else 0 for v, k in zip(m.lanes(i.args[1], 64, bits), counts)])
+    values, counts = (m.lanes(x, 64, i.args[0].bits) for x in i.args[1:])
+    counts = [m.public(k, 'a shift') for k in counts]
+    m.put_lanes(i, 64, [m.d.op('shl', 64, v, k) if k < 64 else 0 for v, k in zip(values, counts)])
 
 
 @means('vpmadd52luq', 'vpmadd52huq')
@@ -794,9 +794,10 @@ def _(m, i):
 
     def f(total, a, b):
         a, b = (d.op('and', 64, x, low52) for x in (a, b))
-        if i.op[8] == 'l':
-            return d.op('add', 64, total, d.op('and', 64, d.op('mul', 64, a, b), low52))
-        return d.op('add', 64, total, d.op('high', 64, d.op('shl', 64, a, 12), b))
+        low = i.op[8] == 'l'
+        half = d.op('and', 64, d.op('mul', 64, a, b), low52) if low else d.op('high', 64, d.op('shl', 64, a, 12), b)
+        return d.op('add', 64, total, half)
+
     m.put_lanes(i, 64, [f(*v) for v in zip(*(m.lanes(x, 64, i.args[0].bits) for x in i.args))])
 
 
@@ -923,11 +924,10 @@ def _(m, i):
     m.put_lanes(i, w, m.blended(w, k, b, a))
 
 
-@means('vpblendmq', 'vpblendmd')
+@means('vpblendmq')
 def _(m, i):
-    w = 64 if i.op[-1] == 'q' else 32
-    a, b = (m.lanes(x, w, i.args[0].bits) for x in i.args[1:3])
-    m.v[i.args[0].number] = w, m.blended(w, m.k[i.mask], b, [0] * len(a) if i.zeroing else a)
+    a, b = (m.lanes(x, 64, i.args[0].bits) for x in i.args[1:3])
+    m.v[i.args[0].number] = 64, m.blended(64, m.k[i.mask], b, a)
 
 
 @means('vpmovq2m')
