@@ -35,7 +35,7 @@ import formulas
 import lanes
 import residues
 from call import call_whole, clobber, machine
-from formulas import B, G, N, P
+from formulas import G, N, P
 from machine import STACK
 from theorem import Refused, Theorem
 from values import mask
