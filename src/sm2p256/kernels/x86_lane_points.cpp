@@ -1,6 +1,5 @@
-// The products of a formula that do not depend on each other are one vector operation. Comments say what the lanes
-// hold,
-// "." where they do not matter; letters are those of point.hpp.
+// The products of a formula that do not depend on each other are one vector operation. A comment behind a statement
+// says what its lanes hold, "." where that does not matter; letters are those of point.hpp.
 #include "sm2p256/kernels/x86_lane_points.hpp"
 
 #include "sm2p256/kernels/x86_lanes.hpp"
@@ -16,9 +15,9 @@ void enter(JacobianLanes& r, const Jacobian& p) noexcept {
     const Lanes twice = blend<9>(once, lanes<0, 0, 0, 0>(in));   // Y 0 XX Y
     r.xz = in;
     r.uwau = folded(limbs([&](int i) {
-        const Vector three_fourths = add(fourth.l[i], add(fourth.l[i], fourth.l[i]));
+        const Vector triple = add(fourth.l[i], add(fourth.l[i], fourth.l[i]));
         const Vector offset = each(0, difference_offset(8, i), difference_offset(8, i), 0);
-        return sub(add(add(twice.l[i], twice.l[i]), add(once.l[i], offset)), three_fourths);
+        return sub(add(add(twice.l[i], twice.l[i]), add(once.l[i], offset)), triple);
     }));
 }
 

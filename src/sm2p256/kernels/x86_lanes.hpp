@@ -86,8 +86,8 @@ constexpr std::uint64_t difference_offset(std::uint64_t n, int i) noexcept {
     return n * prime52(i) + (i < 4 ? std::uint64_t{1} << 58 : 0) - (i > 0 ? std::uint64_t{1} << 6 : 0);
 }
 
-/// a b / 2^260 + p modulo p, limbs not carried. -1 / p is 1 modulo 2^52, so the lowest limb is the multiple of p that
-/// clears it; p + 1 is 2^52 (2^52 - 2^44 + 2^12 - 2^52 + (2^48 - 2^16) 2^156).
+/// a b / 2^260 + p modulo p, limbs not carried. -1 / p is 1 modulo 2^52, so the lowest limb q is the multiple of p that
+/// clears it: t + q p is t - q + q (p + 1), and p + 1 is 2^52 (bottom - 2^52 + 2^156 top).
 [[gnu::always_inline]] inline Lanes product(const Lanes& a, const Lanes& b) noexcept {
     constexpr std::uint64_t bottom = (std::uint64_t{1} << 52) - (std::uint64_t{1} << 44) + (std::uint64_t{1} << 12);
     constexpr std::uint64_t top = (std::uint64_t{1} << 48) - (std::uint64_t{1} << 16);
