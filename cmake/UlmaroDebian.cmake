@@ -62,7 +62,7 @@ encrypts, decrypts and hashes, and reads and writes PEM and DER.")
 ulmaro_deb(
   provider ulmaro-openssl-provider libs
   MULTIARCH same
-  DEPENDS "libssl3"
+  DEPENDS "libssl3 | libssl4"
   SUMMARY "SM2, SM3 and SM4 for programs that use OpenSSL 3"
   DESCRIPTION "${about}This package has a provider for OpenSSL 3. It is not active until a
 configuration names it, such as the one that comes with it.")
