@@ -145,7 +145,7 @@ class Instruction:
         if name in ('nop', 'bti', 'paciasp', 'autiasp'):
             return
         tokens = split(text)
-        if name in ('b', 'bl', 'cbz', 'cbnz', 'tbz', 'tbnz', 'adr', 'adrp'):
+        if name in ('b', 'bl', 'cbz', 'cbnz', 'tbz', 'tbnz', 'adrp'):
             tokens[-1] = '0x' + tokens[-1]
         for t in tokens:
             moved = re.fullmatch(r'(lsl|lsr|asr|ror|[us]xt[bhwx])(?: #(\w+))?', t)
@@ -485,7 +485,7 @@ def _(m, i):
     to.put(m, m.d.join(16, [k.value >> k.shift if j == n else v for j, v in enumerate(old)]))
 
 
-@means('adr', 'adrp')
+@means('adrp')
 def _(m, i):
     i.args[0].put(m, i.args[1].value)
 

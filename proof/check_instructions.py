@@ -260,7 +260,7 @@ def form(library, op, text):
     if m and re.fullmatch(r'j\w+|call|bl?|b\.\w+|[ct]bn?z', op):
         start = m[1] or ''
         return op + ' ' + names(library, start), f'{op} {start}taken', f'{start}{TARGET:x}'
-    if op in ('adr', 'adrp'):
+    if op == 'adrp':
         to = text.split(',')[0]
         return op, f'{op} {to}, buffer', f'{to}, {BUFFER:x}'
     if op in ('paciasp', 'autiasp'):  # one undoes what the other does

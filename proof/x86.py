@@ -705,13 +705,14 @@ def lanewise(m, i, w, f, count=2):
     m.put_lanes(i, w, [f(*v) for v in values], i.op[0] == 'v')
 
 
-for _name, _op, _w in (('paddd', 'add', 32), ('paddq', 'add', 64), ('psubd', 'sub', 32), ('psubq', 'sub', 64), ('pmuludq', None, 64)):
+for _name, _op, _w in [(v + n, o, w) for n, o, w in (('paddd', 'add', 32), ('paddq', 'add', 64), ('psubd', 'sub', 32),
+                                                     ('pmuludq', None, 64)) for v in ('', 'v')] + [('vpsubq', 'sub', 64)]:
     def _lanes(m, i, op=_op, w=_w):
         if op is None:
             lanewise(m, i, 64, lambda a, b: m.d.op('mul', 64, *(m.d.join(32, (m.d.cut(32, 64, x, 0), 0)) for x in (a, b))))
         else:
             lanewise(m, i, w, lambda a, b: m.d.op(op, w, a, b))
-    MEANING |= {_name: _lanes, 'v' + _name: _lanes}
+    MEANING |= {_name: _lanes}
 
 
 @means('pxor', 'vpxor', 'vpxord', 'vpxorq', 'xorps', 'vxorps', 'pand', 'vpand', 'vpandd', 'vpandq', 'por', 'vpor', 'vpord',
