@@ -126,7 +126,9 @@ def choices(library, theorem, covered, read):
     """All faults of a theorem."""
     if theorem.time:
         for a in sorted(covered):
-            if re.match(r'v?p?(adcx?|sbb|xor|eor|mulx|umulh|xord|addd|shufb|rold|rol|ror)s?$', library.text[a][0]):
+            op, operands = library.text[a][:2]
+            zero = len(set(operands.replace(' ', '').split(',')[-2:])) == 1  # whatever the register holds
+            if not zero and re.match(r'v?p?(adcx?|sbb|xor|eor|mulx|umulh|xord|addd|shufb|rold|rol|ror)s?$', op):
                 yield 'leak', a, None
         return
     for a in sorted(covered):
